@@ -1,0 +1,29 @@
+find_package(GTest REQUIRED)
+include(GoogleTest)
+
+option(ZT_DEVICE_TESTS "Run the tests that need the simulated device" ON)
+
+# zt_test(name [DEVICE [ztsim options...]] SOURCES files... [LIBRARIES libraries...])
+#
+# One test executable, each of its cases a test of its own. DEVICE gives every case a fresh simulated
+# device and the label of that name.
+function(zt_test name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "DEVICE;SOURCES;LIBRARIES")
+    set(properties TIMEOUT 120)
+    add_executable(${name} ${arg_SOURCES})
+    zt_target(${name})
+    # What a test executable defines takes the place of the libc call of that name, in the libraries too.
+    set_target_properties(${name} PROPERTIES ENABLE_EXPORTS ON)
+    target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} GTest::gmock GTest::gtest_main)
+    if("DEVICE" IN_LIST ARGN)
+        if(NOT ZT_DEVICE_TESTS)
+            message(STATUS "Left out, for it needs the simulated device: ${name}")
+            return()
+        endif()
+        list(APPEND properties LABELS device)
+        set(device $<TARGET_FILE:ztsim> ${arg_DEVICE} --)
+        set_target_properties(${name} PROPERTIES CROSSCOMPILING_EMULATOR "${device}")
+        add_dependencies(${name} ztsim)
+    endif()
+    gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60 PROPERTIES ${properties})
+endfunction()
