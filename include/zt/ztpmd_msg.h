@@ -38,8 +38,8 @@ struct ztpmd_msg_t {
     std::uint32_t type; ///< a ztpmd_msg_type
     std::uint32_t reserved1;
     union {
-        power_t power;
         char deviceName[16]; ///< in the device-state records; a received one may lack its NUL
+        power_t power;
     };
     std::int32_t deviceState; ///< in the device-state records
     std::uint8_t reserved2[20];

@@ -1,0 +1,81 @@
+#ifndef ZT_ZTENDPOINTMANAGER_H
+#define ZT_ZTENDPOINTMANAGER_H
+
+#include "zt/ztExport.h"
+
+#include <cstdint>
+#include <set>
+
+namespace ZT {
+
+class ZTEndPoint;
+class ZTEndPointHandler;
+
+/// Waits for many endpoints at once and calls the handler of each that is readable; in between it
+/// looks for lost endpoints, reconnects those that ask for it, and tells their handlers.
+///
+/// It has no thread: the thread that calls waitForEndPoints() runs every handler. The manager, the
+/// endpoints and the handlers belong to that one thread. The manager owns neither endpoints nor
+/// handlers: remove an endpoint before deleting it or its handler.
+class ZT_API ZTEndPointManager {
+public:
+    ZTEndPointManager();
+    virtual ~ZTEndPointManager();
+
+    ZTEndPointManager(const ZTEndPointManager&) = delete;
+    ZTEndPointManager& operator=(const ZTEndPointManager&) = delete;
+
+    /// Registers an endpoint with its handler.
+    ///
+    /// 0; 20 if either is null; 25 if a registered endpoint has the same read descriptor. Two
+    /// endpoints that are not open both have -1, so only one of them can be registered.
+    int addEndPoint(ZTEndPoint* endPoint, ZTEndPointHandler* handler);
+
+    /// Removes the first registered endpoint that has the same read descriptor as `endPoint` now.
+    /// Two closed endpoints both have -1, so it may be another one.
+    ///
+    /// 0; 20 if null; 23 if there is none.
+    int removeEndPoint(ZTEndPoint* endPoint);
+
+    /// The handler of exactly this endpoint; null if it is not registered.
+    ZTEndPointHandler* getEndPointHandlerByEndPoint(ZTEndPoint* endPoint) const;
+
+    /// Waits until an endpoint is readable or the time is up, then calls the handler of each
+    /// readable one. The order of the calls is not that of registration.
+    ///
+    /// `deadline`: a moment on the scale of ZTTick::getTickCount(), in ms. `mode`:
+    /// - 0: looks for lost endpoints first, if `deadline` lies more than 2000 ms after that of the
+    ///   last look, or before it. Then waits until `deadline` if that is at most 10000 ms ahead,
+    ///   and does not wait at all if it is farther away or has passed.
+    /// - 2: waits without limit.
+    /// - any other: does not wait.
+    ///
+    /// 0 after handlers were called; 17 if the time is up; 10 if select() fails, as it does when a
+    /// signal handler runs or a registered descriptor has been closed.
+    int waitForEndPoints(unsigned int deadline, unsigned int mode);
+
+    /// Looks at every endpoint: one that is not connected is reconnected if its autoReconnect is
+    /// set, and its handler hears onEndPointReconnected() if that returned 0, otherwise
+    /// onEndPointDisconnected().
+    ///
+    /// An endpoint whose reconnect() returns something else although it did connect is reported as
+    /// disconnected.
+    void handleDisconnectedEndPoints();
+
+private:
+    struct Registration;
+    using Registrations = std::set<Registration*>;
+
+    Registrations::const_iterator findByReadID(const ZTEndPoint& endPoint) const;
+
+    template <class Visit>
+    void forEachRegistration(Visit visit);
+
+    Registrations registrations;
+    std::uint32_t lastCheck; // the deadline of the last look for lost endpoints
+    std::uint64_t changes;   // registrations and removals so far
+};
+
+} // namespace ZT
+
+#endif

@@ -1,0 +1,89 @@
+#ifndef ZT_ZTPOWERMANAGEMENT_H
+#define ZT_ZTPOWERMANAGEMENT_H
+
+#include "zt/ZTEndPointHandler.h"
+#include "zt/ztExport.h"
+#include "zt/ztPowerDevices.h"
+#include "zt/ztPowerStates.h"
+
+namespace ZT {
+
+class ZTSignalListener;
+
+/// The application's handle on the device's power-management daemon.
+///
+/// A request sends one record and returns; it does not wait for the answer. Every answer, and
+/// everything that the daemon reports by itself, arrives as a ZTSignal at the listener while the
+/// endpoint manager runs that subscribeToEndpointManager() was called with. That manager also
+/// reconnects when the daemon went away and came back; requests in between return 7.
+///
+/// Every operation that sends returns 0 when the record has left; 6 when the daemon took it not or
+/// only in part; 7 without a connection, or when the socket stayed blocked or hung up for ten
+/// attempts of 50 ms. Every refused argument (20) prints one line in the section
+/// "zt_power_management".
+///
+/// There is no lock: use it, and delete it, on the thread that runs the endpoint manager, or while
+/// that manager is not running. A daemon that hangs up while a record leaves raises SIGPIPE, which
+/// ends the process by default: handle or ignore that signal.
+class ZT_API ZTPowerManagement : public ZTEndPointHandler {
+public:
+    /// Deleting does not remove the endpoint from its manager: delete the manager first, or do not
+    /// run it again.
+    virtual ~ZTPowerManagement();
+
+    /// Connects to the daemon; create() has done it already. Forgets the listener.
+    /// 0; 4 if there is no socket to be had; 14 if the daemon cannot be reached.
+    virtual int init() = 0;
+
+    /// Closes the connection and forgets the listener. 0; 16 if the system's close fails.
+    virtual int release() = 0;
+
+    /// Who hears the signals from now on; null for nobody. The listener stays the caller's. Always
+    /// 0.
+    virtual int setEventListener(ZTSignalListener* listener) = 0;
+
+    /// Sets the time-out of state 1, 2 or STATE_SILENT_ON, in the daemon's unit. 20 for other
+    /// states.
+    virtual int setTimeoutForState(ztPowerStates state, unsigned int timeout) = 0;
+
+    /// Sets the propagation time of state 2, 0 to 30 in the daemon's unit. 20 for other times and
+    /// states.
+    virtual int setPropagationTimeForState(ztPowerStates state, unsigned int time) = 0;
+
+    /// Asks for the time-out of state 1, 2 or STATE_SILENT_ON: EVENT_TIMEOUT. 20 for other states.
+    virtual int getTimeoutForState(ztPowerStates state) = 0;
+
+    /// Asks for the propagation time of state 2: EVENT_PROPAGATION_TIME_1 or _2. 20 for other
+    /// states.
+    virtual int getPropagationTimeForState(ztPowerStates state) = 0;
+
+    /// Sets how a device, 0 to 20 of ztPowerDevices, behaves in low power. 20 for other devices;
+    /// `state` goes to the daemon as it is.
+    virtual int setDeviceStateForLowPower(int device, int state) = 0;
+
+    /// Asks how a device, 0 to 20 of ztPowerDevices, behaves in low power: EVENT_DEVICE_STATE. 20
+    /// for other devices. No signal answers for DEVICE_ENCODER_BL.
+    virtual int getDeviceStateInLowPower(int device) = 0;
+
+    /// Asks the daemon to change into a power state. 20 for STATE_SILENT_ON and unknown states.
+    virtual int setPowerState(ztPowerStates state) = 0;
+
+    /// Asks for the current power state: EVENT_POWER_STATE_1 or _2.
+    virtual int getPowerState() = 0;
+
+    /// Registers the connection with `manager`, with this object as its handler. 0; 20 for null; 25
+    /// if the manager has an endpoint with the same descriptor.
+    virtual int subscribeToEndpointManager(ZTEndPointManager* manager) = 0;
+
+    /// Not supported: always 11, and nothing is sent.
+    virtual int disablePowerbuttonOnToLowPower() = 0;
+
+    /// A connected interface, which the caller deletes; null if the daemon cannot be reached.
+    static ZTPowerManagement* create();
+
+    static const unsigned int debugSection;
+};
+
+} // namespace ZT
+
+#endif

@@ -1,0 +1,7 @@
+#include "zt/ZTSharedMutex.h"
+
+namespace ZT {
+
+ZTSharedMutex::~ZTSharedMutex() = default;
+
+} // namespace ZT

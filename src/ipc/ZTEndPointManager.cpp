@@ -1,0 +1,172 @@
+#include "zt/ZTEndPointManager.h"
+
+#include "ipc/DescriptorSet.h"
+#include "zt/ZTEndPoint.h"
+#include "zt/ZTEndPointHandler.h"
+
+#include "ztutil/ZTTick.h"
+
+#include <algorithm>
+#include <iterator>
+#include <memory>
+
+namespace ZT {
+
+namespace {
+
+const unsigned int MODE_UNTIL_DEADLINE = 0;
+const unsigned int MODE_WITHOUT_LIMIT = 2;
+
+const std::uint32_t CHECK_INTERVAL_MS = 2000;
+const std::uint32_t LONGEST_WAIT_MS = 10000;
+
+// All ticks are 32 bits wide and wrap. A deadline that has passed is a large number of ms away.
+timeval timeToWait(std::uint32_t deadline, unsigned int mode)
+{
+    timeval time{};
+    if (mode == MODE_UNTIL_DEADLINE) {
+        const std::uint32_t remaining = deadline - ZTTick::getTickCount();
+        if (remaining <= LONGEST_WAIT_MS) {
+            time.tv_sec = remaining / 1000;
+            time.tv_usec = remaining % 1000 * 1000;
+        }
+    }
+    return time;
+}
+
+} // namespace
+
+struct ZTEndPointManager::Registration {
+    ZTEndPoint* endPoint;
+    ZTEndPointHandler* handler;
+    std::uint64_t since; // the manager's count of changes when this one was made
+    int awaited;         // the descriptor that the last wait had in its set, or negative
+};
+
+ZTEndPointManager::ZTEndPointManager() : lastCheck(0), changes(0) {}
+
+ZTEndPointManager::~ZTEndPointManager()
+{
+    for (const Registration* registration : registrations) {
+        delete registration;
+    }
+}
+
+int ZTEndPointManager::addEndPoint(ZTEndPoint* endPoint, ZTEndPointHandler* handler)
+{
+    if (endPoint == nullptr || handler == nullptr) {
+        return 20;
+    }
+    if (findByReadID(*endPoint) != registrations.end()) {
+        return 25;
+    }
+    auto registration = std::make_unique<Registration>();
+    *registration = {endPoint, handler, ++changes, -1};
+    registrations.insert(registration.get());
+    registration.release();
+    return 0;
+}
+
+int ZTEndPointManager::removeEndPoint(ZTEndPoint* endPoint)
+{
+    if (endPoint == nullptr) {
+        return 20;
+    }
+    const auto found = findByReadID(*endPoint);
+    if (found == registrations.end()) {
+        return 23;
+    }
+    delete *found;
+    registrations.erase(found);
+    ++changes;
+    return 0;
+}
+
+ZTEndPointHandler* ZTEndPointManager::getEndPointHandlerByEndPoint(ZTEndPoint* endPoint) const
+{
+    for (const Registration* registration : registrations) {
+        if (registration->endPoint == endPoint) {
+            return registration->handler;
+        }
+    }
+    return nullptr;
+}
+
+int ZTEndPointManager::waitForEndPoints(unsigned int deadline, unsigned int mode)
+{
+    if (mode == MODE_UNTIL_DEADLINE &&
+        (lastCheck > deadline || deadline - lastCheck > CHECK_INTERVAL_MS)) {
+        handleDisconnectedEndPoints();
+        lastCheck = deadline;
+    }
+
+    DescriptorSet descriptors;
+    for (Registration* registration : registrations) {
+        const ZTEndPoint& endPoint = *registration->endPoint;
+        registration->awaited = endPoint.isConnected() ? endPoint.getReadEndPointID() : -1;
+        descriptors.add(registration->awaited);
+    }
+
+    timeval time = timeToWait(deadline, mode);
+    const int ready = descriptors.selectReadable(mode == MODE_WITHOUT_LIMIT ? nullptr : &time);
+    if (ready < 0) {
+        return 10;
+    }
+    if (ready == 0) {
+        return 17;
+    }
+    // What was read before may have closed a descriptor and given its number to another endpoint,
+    // which nobody has waited for: calling its handler would make that wait.
+    forEachRegistration([&](const Registration& registration) {
+        ZTEndPoint* endPoint = registration.endPoint;
+        if (descriptors.contains(registration.awaited) && endPoint->isConnected() &&
+            endPoint->getReadEndPointID() == registration.awaited) {
+            registration.handler->onEndPointReadable(endPoint, this);
+        }
+    });
+    return 0;
+}
+
+void ZTEndPointManager::handleDisconnectedEndPoints()
+{
+    forEachRegistration([](const Registration& registration) {
+        ZTEndPoint* endPoint = registration.endPoint;
+        if (endPoint->isConnected()) {
+            return;
+        }
+        if (endPoint->autoReconnect && endPoint->reconnect() == 0) {
+            registration.handler->onEndPointReconnected(endPoint);
+        } else {
+            registration.handler->onEndPointDisconnected(endPoint);
+        }
+    });
+}
+
+ZTEndPointManager::Registrations::const_iterator
+ZTEndPointManager::findByReadID(const ZTEndPoint& endPoint) const
+{
+    const int readID = endPoint.getReadEndPointID();
+    return std::find_if(registrations.begin(), registrations.end(),
+                        [readID](const Registration* registration) {
+                            return registration->endPoint->getReadEndPointID() == readID;
+                        });
+}
+
+// Visits what is registered now. A visit may add and remove registrations, the visited one too:
+// what it adds is left out, what it removes is not visited any more.
+template <class Visit>
+void ZTEndPointManager::forEachRegistration(Visit visit)
+{
+    const std::uint64_t start = changes;
+    auto next = registrations.begin();
+    while (next != registrations.end()) {
+        Registration* const current = *next;
+        const std::uint64_t before = changes;
+        if (current->since <= start) {
+            visit(Registration(*current));
+        }
+        next = changes == before ? std::next(next) : registrations.upper_bound(current);
+    }
+}
+
+} // namespace ZT

@@ -1,0 +1,17 @@
+#include "zt/ZTPowerManagement.h"
+
+#include "zt/ZTPowerManagementInterfaceR7.h"
+
+#include <memory>
+
+namespace ZT {
+
+ZTPowerManagement::~ZTPowerManagement() = default;
+
+ZTPowerManagement* ZTPowerManagement::create()
+{
+    auto created = std::make_unique<ZTPowerManagementInterfaceR7>();
+    return created->init() == 0 ? created.release() : nullptr;
+}
+
+} // namespace ZT

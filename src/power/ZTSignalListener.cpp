@@ -1,0 +1,7 @@
+#include "zt/ZTSignalListener.h"
+
+namespace ZT {
+
+ZTSignalListener::~ZTSignalListener() = default;
+
+} // namespace ZT
