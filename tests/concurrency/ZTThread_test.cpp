@@ -1,0 +1,589 @@
+#include "zt/ZTThread.h"
+
+#include "concurrency/BoostThread.h"
+#include "support/CapturedStream.h"
+#include "support/Event.h"
+#include "support/Interpose.h"
+#include "support/Layout.h"
+
+#include <algorithm>
+#include <boost/thread/thread.hpp>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstdint>
+#include <cstring>
+#include <functional>
+#include <gtest/gtest.h>
+#include <iostream>
+#include <memory>
+#include <string>
+#include <sys/time.h>
+#include <thread>
+#include <utility>
+
+using ZT::ZTThread;
+
+namespace {
+
+std::unique_ptr<ZTThread> newThread(const std::string& name = "worker")
+{
+    return std::unique_ptr<ZTThread>(ZTThread::create(name));
+}
+
+void runBody(void* body)
+{
+    (*static_cast<std::function<void()>*>(body))();
+}
+
+// A thread that waits until it is told to end, which the destructor does at the latest.
+class WaitingThread {
+public:
+    explicit WaitingThread(const std::string& name = "worker") : thread(newThread(name))
+    {
+        EXPECT_EQ(thread->startThread(runBody, &body), 0);
+    }
+
+    ~WaitingThread()
+    {
+        ending.happen();
+        thread->join();
+    }
+
+    WaitingThread(const WaitingThread&) = delete;
+    WaitingThread& operator=(const WaitingThread&) = delete;
+
+    ZTThread* operator->() { return thread.get(); }
+    void end() { ending.happen(); }
+
+    pthread_t native()
+    {
+        started.await();
+        return self;
+    }
+
+private:
+    pthread_t self{};
+    Event started;
+    Event ending;
+    std::function<void()> body = [this] {
+        self = pthread_self();
+        started.happen();
+        ending.await();
+    };
+    std::unique_ptr<ZTThread> thread;
+};
+
+std::string nameOf(WaitingThread& thread)
+{
+    char name[16] = {};
+    EXPECT_EQ(pthread_getname_np(thread.native(), name, sizeof name), 0);
+    return name;
+}
+
+std::string ownName()
+{
+    char name[16] = {};
+    EXPECT_EQ(pthread_getname_np(pthread_self(), name, sizeof name), 0);
+    return name;
+}
+
+int errorOf(const std::function<void()>& call)
+{
+    try {
+        call();
+    } catch (const boost::thread_resource_error& error) {
+        return error.native_error();
+    }
+    return 0;
+}
+
+void nothing(void*) {}
+
+// The object's first field.
+boost::thread* startedThread(const ZTThread& thread)
+{
+    return fieldAt<boost::thread*>(&thread, sizeof(void*));
+}
+
+// Sleeping moves these clocks, and nothing else does.
+class FakeClocks {
+public:
+    explicit FakeClocks(timespec wall) : wall(nanoseconds(wall)) {}
+
+    std::int64_t now() const { return wall; }
+
+    static std::int64_t nanoseconds(timespec time)
+    {
+        return std::int64_t{time.tv_sec} * 1000000000 + time.tv_nsec;
+    }
+
+private:
+    static timespec fromNanoseconds(std::int64_t time)
+    {
+        return {static_cast<time_t>(time / 1000000000), static_cast<long>(time % 1000000000)};
+    }
+
+    std::int64_t wall;
+    std::int64_t monotonic = 0;
+    const Interpose<int(clockid_t, timespec*)> reading{
+        interposed::clock_gettime, [this](clockid_t clock, timespec* time) {
+            *time = fromNanoseconds(clock == CLOCK_REALTIME ? wall : monotonic);
+            return 0;
+        }};
+    const Interpose<int(timeval*, void*)> readingMicroseconds{
+        interposed::gettimeofday, [this](timeval* time, void*) {
+            *time = {static_cast<time_t>(wall / 1000000000),
+                     static_cast<suseconds_t>(wall % 1000000000 / 1000)};
+            return 0;
+        }};
+    const Interpose<int(pthread_cond_t*, pthread_mutex_t*, const timespec*)> sleeping{
+        interposed::pthread_cond_timedwait,
+        [this](pthread_cond_t*, pthread_mutex_t*, const timespec* deadline) {
+            // Boost waits on the monotonic clock where it can, and on the wall clock elsewhere.
+            std::int64_t& clock = deadline->tv_sec > 1000000000 ? wall : monotonic;
+            const std::int64_t passed = std::max<std::int64_t>(nanoseconds(*deadline) - clock, 0);
+            wall += passed;
+            monotonic += passed;
+            return ETIMEDOUT;
+        }};
+};
+
+} // namespace
+
+TEST(ZTThread, CallsTheFunctionOnceWithItsArgument)
+{
+    const auto thread = newThread();
+    int calls = 0;
+    EXPECT_EQ(thread->startThread([](void* argument) { ++*static_cast<int*>(argument); }, &calls),
+              0);
+    EXPECT_EQ(thread->join(), 0);
+    EXPECT_EQ(calls, 1);
+}
+
+TEST(ZTThread, CreateStartsNoThread)
+{
+    const Interpose noThread(interposed::pthread_create, [](auto...) {
+        ADD_FAILURE();
+        return EAGAIN;
+    });
+    newThread();
+}
+
+TEST(ZTThread, IsABoostThreadBehindItsInterface)
+{
+    const auto thread = newThread();
+    EXPECT_NE(dynamic_cast<ZT::BoostThread*>(thread.get()), nullptr);
+}
+
+TEST(ZTThread, AStartThatTheSystemRefusesThrowsError11AndLeavesTheObjectAsItWas)
+{
+    const auto thread = newThread();
+    {
+        const Interpose refused(interposed::pthread_create, [](auto...) { return EAGAIN; });
+        EXPECT_EQ(errorOf([&] { thread->startThread(nothing, nullptr); }), 11);
+    }
+    EXPECT_EQ(startedThread(*thread), nullptr);
+    EXPECT_EQ(thread->startThread(nothing, nullptr), 0);
+    EXPECT_EQ(thread->join(), 0);
+}
+
+TEST(ZTThread, AStartThatTheSystemRefusesKeepsTheEarlierThread)
+{
+    WaitingThread thread;
+    {
+        const Interpose refused(interposed::pthread_create, [](auto...) { return ENOMEM; });
+        EXPECT_EQ(errorOf([&] { thread->startThread(nothing, nullptr); }), 11);
+    }
+    EXPECT_EQ(thread->timed_join(0), 1);
+    thread.end();
+    EXPECT_EQ(thread->timed_join(60000), 0);
+}
+
+TEST(ZTThread, ASecondStartForgetsTheFirstThread)
+{
+    const auto thread = newThread();
+    EXPECT_EQ(thread->startThread(nothing, nullptr), 0);
+    const std::unique_ptr<boost::thread> first(startedThread(*thread));
+    Event ending;
+    std::function<void()> body = [&] { ending.await(); };
+    EXPECT_EQ(thread->startThread(runBody, &body), 0);
+
+    EXPECT_TRUE(first->joinable()) << "neither joined nor detached nor freed";
+    first->join();
+    EXPECT_EQ(thread->timed_join(0), 1) << "the object stands for the second thread";
+    ending.happen();
+    EXPECT_EQ(thread->join(), 0);
+}
+
+TEST(ZTThread, ANameOf15CharactersIsApplied)
+{
+    WaitingThread thread("exactly15chars.");
+    EXPECT_EQ(nameOf(thread), "exactly15chars.");
+}
+
+TEST(ZTThread, ANameOf1CharacterIsApplied)
+{
+    WaitingThread thread("x");
+    EXPECT_EQ(nameOf(thread), "x");
+}
+
+TEST(ZTThread, ANameOf16CharactersLeavesTheDefaultName)
+{
+    WaitingThread thread("sixteen chars...");
+    EXPECT_EQ(nameOf(thread), ownName());
+}
+
+TEST(ZTThread, AnEmptyNameLeavesTheDefaultName)
+{
+    const Interpose noName(interposed::pthread_setname_np, [](auto...) {
+        ADD_FAILURE();
+        return 0;
+    });
+    WaitingThread thread("");
+    EXPECT_EQ(nameOf(thread), ownName());
+}
+
+TEST(ZTThread, AFailedNamingIsIgnored)
+{
+    const Interpose refused(interposed::pthread_setname_np, [](auto...) { return ERANGE; });
+    WaitingThread thread("named");
+    EXPECT_EQ(nameOf(thread), ownName());
+}
+
+TEST(ZTThread, StartReturns10WhenNoThreadIsThereAfterTheNaming)
+{
+    const auto thread = newThread("named");
+    char* const handle = reinterpret_cast<char*>(thread.get()) + sizeof(void*);
+    std::unique_ptr<boost::thread> taken;
+    const Interpose taking(interposed::pthread_setname_np, [&](auto...) {
+        taken.reset(startedThread(*thread));
+        std::memset(handle, 0, sizeof(boost::thread*));
+        return 0;
+    });
+    EXPECT_EQ(thread->startThread(nothing, nullptr), 10);
+    taken->join();
+}
+
+TEST(ZTThread, SetThreadNameReturnsTheSystemsResult)
+{
+    WaitingThread thread("before");
+    auto* named = dynamic_cast<ZT::BoostThread*>(thread.operator->());
+    EXPECT_EQ(named->setThreadName("after"), 0);
+    EXPECT_EQ(nameOf(thread), "after");
+    EXPECT_EQ(named->setThreadName("sixteen chars..."), ERANGE);
+}
+
+TEST(ZTThread, JoinReturns0AgainAndAgain)
+{
+    const auto thread = newThread();
+    thread->startThread(nothing, nullptr);
+    EXPECT_EQ(thread->join(), 0);
+    EXPECT_EQ(thread->join(), 0);
+}
+
+TEST(ZTThread, TimedJoinOfARunningThreadReturns1)
+{
+    WaitingThread thread;
+    EXPECT_EQ(thread->timed_join(0), 1);
+    EXPECT_EQ(thread->timed_join(20), 1);
+}
+
+TEST(ZTThread, TimedJoinWaitsForItsTime)
+{
+    WaitingThread thread;
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(thread->timed_join(250), 1);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(249));
+}
+
+TEST(ZTThread, TimedJoin0OfAnEndedThreadReturns0)
+{
+    const auto thread = newThread();
+    thread->startThread(nothing, nullptr);
+    while (thread->timed_join(0) != 0) {
+        std::this_thread::yield();
+    }
+    EXPECT_EQ(thread->join(), 0);
+}
+
+TEST(ZTThread, JoinAfterTimedJoinReturns0)
+{
+    const auto thread = newThread();
+    thread->startThread(nothing, nullptr);
+    EXPECT_EQ(thread->timed_join(60000), 0);
+    EXPECT_EQ(thread->join(), 0);
+}
+
+TEST(ZTThread, TimedJoinWithNothingToJoinReturns1WithoutWaiting)
+{
+    const auto thread = newThread();
+    thread->startThread(nothing, nullptr);
+    thread->join();
+    EXPECT_EQ(thread->timed_join(4000000000U), 1);
+}
+
+TEST(ZTThread, AThreadThatJoinsItselfGetsError35)
+{
+    const auto thread = newThread();
+    Event startReturned;
+    int joinError = 0;
+    int timedJoinError = 0;
+    std::function<void()> body = [&] {
+        startReturned.await();
+        joinError = errorOf([&] { thread->join(); });
+        timedJoinError = errorOf([&] { thread->timed_join(0); });
+    };
+    thread->startThread(runBody, &body);
+    startReturned.happen();
+    thread->join();
+    EXPECT_EQ(joinError, 35);
+    EXPECT_EQ(timedJoinError, 35);
+}
+
+TEST(ZTThread, DeletingARunningThreadLeavesItRunning)
+{
+    ZTThread* thread = ZTThread::create("worker");
+    Event deleted;
+    Event ended;
+    std::function<void()> body = [&] {
+        deleted.await();
+        ended.happen();
+    };
+    thread->startThread(runBody, &body);
+    delete thread;
+    deleted.happen();
+    ended.await();
+}
+
+TEST(ZTThread, DeletingAnEndedThreadIsQuiet)
+{
+    const auto thread = newThread();
+    Event ended;
+    std::function<void()> body = [&] { ended.happen(); };
+    thread->startThread(runBody, &body);
+    ended.await();
+}
+
+TEST(ZTThread, SetPriorityMapsTheLibrarysPolicyNumbers)
+{
+    WaitingThread thread;
+    int policy = -1;
+    int priority = -1;
+    const Interpose allowed(interposed::pthread_setschedparam,
+                            [&](pthread_t native, int systemPolicy, const sched_param* parameter) {
+                                EXPECT_NE(pthread_equal(native, thread.native()), 0);
+                                policy = systemPolicy;
+                                priority = parameter->sched_priority;
+                                return 0;
+                            });
+    EXPECT_EQ(thread->setPriority(0, 0), 0);
+    EXPECT_EQ(policy, SCHED_OTHER);
+    EXPECT_EQ(thread->setPriority(1, 7), 0);
+    EXPECT_EQ(policy, SCHED_RR);
+    EXPECT_EQ(priority, 7);
+    EXPECT_EQ(thread->setPriority(2, 1000), 0);
+    EXPECT_EQ(policy, SCHED_FIFO);
+    EXPECT_EQ(priority, 1000);
+}
+
+TEST(ZTThread, SetPriorityRefusesUnknownPolicies)
+{
+    WaitingThread thread;
+    const Interpose untouched(interposed::pthread_setschedparam, [](auto...) {
+        ADD_FAILURE();
+        return 0;
+    });
+    for (const int unknown : {3, -1}) {
+        const CapturedStream cerr(std::cerr);
+        EXPECT_EQ(thread->setPriority(unknown, 1), 20);
+        EXPECT_EQ(cerr.text(), "BoostThread::setScheduleParameter(): error: unknown scheduler!\n");
+    }
+}
+
+TEST(ZTThread, SetPriorityThatTheSystemRefusesReturns1AndWarnsOnStandardOutput)
+{
+    WaitingThread thread;
+    const Interpose refused(interposed::pthread_setschedparam, [](auto...) { return EPERM; });
+    const CapturedStream cout(std::cout);
+    const CapturedStream cerr(std::cerr);
+    EXPECT_EQ(thread->setPriority(2, 10), 1);
+    EXPECT_EQ(cout.text(),
+              "BoostThread::setScheduleParameter(): warning: cannot set thread parameter!\n"
+              "  Make sure we have the right to change priorities (e.g. running as root).\n");
+    EXPECT_EQ(cout.flushes(), 2);
+    EXPECT_EQ(cerr.text(), "");
+}
+
+TEST(ZTThread, SetPriorityOfARealThreadReachesTheSystem)
+{
+    WaitingThread thread;
+    EXPECT_EQ(thread->setPriority(0, 0), 0);
+    const CapturedStream cout(std::cout);
+    EXPECT_EQ(thread->setPriority(0, 1), 1) << "the ordinary policy has no priorities";
+}
+
+TEST(ZTThread, GetPriorityMapsThePolicyBack)
+{
+    WaitingThread thread;
+    const std::pair<int, int> systemAndCode[] = {{SCHED_OTHER, 0}, {SCHED_RR, 1}, {SCHED_FIFO, 2}};
+    for (const auto& [system, code] : systemAndCode) {
+        const Interpose reported(
+            interposed::pthread_getschedparam,
+            [&, system = system](pthread_t native, int* policy, sched_param* parameter) {
+                EXPECT_NE(pthread_equal(native, thread.native()), 0);
+                *policy = system;
+                parameter->sched_priority = 42;
+                return 0;
+            });
+        int policy = -1;
+        int priority = -1;
+        EXPECT_EQ(thread->getPriority(policy, priority), 0);
+        EXPECT_EQ(policy, code);
+        EXPECT_EQ(priority, 42);
+    }
+}
+
+TEST(ZTThread, GetPriorityOfAnUnknownPolicyStoresThePriorityAndReturns0)
+{
+    WaitingThread thread;
+    const Interpose reported(interposed::pthread_getschedparam,
+                             [](pthread_t, int* policy, sched_param* parameter) {
+                                 *policy = SCHED_BATCH;
+                                 parameter->sched_priority = 9;
+                                 return 0;
+                             });
+    int policy = 77;
+    int priority = -1;
+    const CapturedStream cerr(std::cerr);
+    EXPECT_EQ(thread->getPriority(policy, priority), 0);
+    EXPECT_EQ(policy, 77);
+    EXPECT_EQ(priority, 9);
+    EXPECT_EQ(cerr.text(), "BoostThread::getScheduleParameter(): error: unknown scheduler!\n");
+}
+
+TEST(ZTThread, GetPriorityThatTheSystemRefusesReturns1AndChangesNothing)
+{
+    WaitingThread thread;
+    const Interpose refused(interposed::pthread_getschedparam, [](auto...) { return ESRCH; });
+    int policy = 77;
+    int priority = 78;
+    const CapturedStream cerr(std::cerr);
+    EXPECT_EQ(thread->getPriority(policy, priority), 1);
+    EXPECT_EQ(policy, 77);
+    EXPECT_EQ(priority, 78);
+    EXPECT_EQ(cerr.text(),
+              "BoostThread::getScheduleParameter(): error: cannot read thread parameter!\n");
+}
+
+TEST(ZTThread, GetPriorityOfARealThreadReportsTheOrdinaryPolicy)
+{
+    WaitingThread thread;
+    int policy = -1;
+    int priority = -1;
+    EXPECT_EQ(thread->getPriority(policy, priority), 0);
+    EXPECT_EQ(policy, 0);
+    EXPECT_EQ(priority, 0);
+}
+
+TEST(ZTThread, SendSignalReachesTheThreadAndReturns0)
+{
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGUSR1);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+
+    const auto thread = newThread();
+    int received = 0;
+    std::function<void()> body = [&] { sigwait(&signals, &received); };
+    thread->startThread(runBody, &body);
+    EXPECT_EQ(thread->sendSignal(SIGUSR1), 0);
+    thread->join();
+    EXPECT_EQ(received, SIGUSR1);
+}
+
+TEST(ZTThread, SendSignalReturnsTheSystemsError)
+{
+    WaitingThread thread;
+    EXPECT_EQ(thread->sendSignal(100000), EINVAL);
+}
+
+TEST(ZTThread, AJoinedThreadIsNoneToTheSystem)
+{
+    const auto thread = newThread();
+    thread->startThread(nothing, nullptr);
+    thread->join();
+    EXPECT_EQ(thread->sendSignal(0), ESRCH);
+    EXPECT_EQ(dynamic_cast<ZT::BoostThread&>(*thread).setThreadName("late"), ESRCH);
+
+    const CapturedStream cerr(std::cerr);
+    const CapturedStream cout(std::cout);
+    int policy = 77;
+    int priority = 78;
+    EXPECT_EQ(thread->getPriority(policy, priority), 1);
+    EXPECT_EQ(thread->setPriority(0, 0), 1);
+    EXPECT_EQ(cerr.text(),
+              "BoostThread::getScheduleParameter(): error: cannot read thread parameter!\n");
+}
+
+TEST(ZTThread, TheCurrentThreadsIDIsItsNativeHandle)
+{
+    EXPECT_EQ(ZTThread::getCurrentThreadID(), pthread_self());
+    const auto thread = newThread();
+    unsigned long id = 0;
+    pthread_t native{};
+    std::function<void()> body = [&] {
+        id = ZTThread::getCurrentThreadID();
+        native = pthread_self();
+    };
+    thread->startThread(runBody, &body);
+    thread->join();
+    EXPECT_EQ(id, native);
+    EXPECT_NE(id, ZTThread::getCurrentThreadID());
+}
+
+TEST(ZTThread, SleepReturns0AfterItsTime)
+{
+    const auto start = std::chrono::system_clock::now();
+    EXPECT_EQ(ZTThread::sleep(1), 0);
+    EXPECT_EQ(ZTThread::sleep(120), 0);
+    EXPECT_GE(std::chrono::system_clock::now() - start, std::chrono::milliseconds(120));
+}
+
+TEST(ZTThread, SleepIsAnInterruptionPointInAStartedThread)
+{
+    const auto thread = newThread();
+    bool interrupted = false;
+    std::function<void()> body = [&] {
+        try {
+            ZTThread::sleep(0);
+        } catch (const boost::thread_interrupted&) {
+            interrupted = true;
+        }
+    };
+    thread->startThread(runBody, &body);
+    startedThread(*thread)->interrupt();
+    thread->join();
+    EXPECT_TRUE(interrupted);
+}
+
+TEST(ZTThread, Sleep0EndsAtItsFarDeadlineToTheNanosecond)
+{
+    const FakeClocks clocks({2077252339, 100200300});
+    EXPECT_EQ(ZTThread::sleep(0), 0);
+    EXPECT_EQ(clocks.now(), FakeClocks::nanoseconds({2077252342, 775807000}));
+}
+
+TEST(ZTThread, Sleep0ReturnsAtOnceAfterItsFarDeadline)
+{
+    const FakeClocks clocks({2077252342, 775807000});
+    EXPECT_EQ(ZTThread::sleep(0), 0);
+    EXPECT_EQ(clocks.now(), FakeClocks::nanoseconds({2077252342, 775807000}));
+}
+
+TEST(ZTThread, SleepEndsOnTheWallClockToTheMicrosecond)
+{
+    const FakeClocks clocks({1500000000, 999999123});
+    EXPECT_EQ(ZTThread::sleep(7295), 0);
+    EXPECT_EQ(clocks.now(), FakeClocks::nanoseconds({1500000008, 294999000}));
+}

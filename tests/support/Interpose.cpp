@@ -1,0 +1,68 @@
+// The hardened headers would put their checked versions in the place of what is defined here.
+#undef _FORTIFY_SOURCE
+
+#include "support/Interpose.h"
+
+#include <cstring>
+#include <sys/time.h>
+#include <unistd.h>
+
+bool isSanitizer(const void* address)
+{
+    Dl_info info{};
+    return dladdr(address, &info) != 0 && std::strstr(info.dli_fname, "san.so") != nullptr;
+}
+
+// Defines the object that tests use and the C function that everybody calls, whose arguments come
+// last. Both work before any constructor has run: the object's is constexpr.
+#define INTERPOSE(result, name, parameters, specifier, ...)                                        \
+    namespace interposed {                                                                         \
+    InterposedCall<result parameters> name{#name};                                                 \
+    }                                                                                              \
+    extern "C" __attribute__((visibility("default"))) result name parameters specifier             \
+    {                                                                                              \
+        return interposed::name.callFrom(__builtin_return_address(0), __VA_ARGS__);                \
+    }
+
+// clang-format off
+INTERPOSE(int, clock_gettime, (clockid_t clock, timespec* time), noexcept, clock, time)
+INTERPOSE(int, close, (int fd), , fd)
+INTERPOSE(int, connect, (int fd, const sockaddr* to, socklen_t size), , fd, to, size)
+INTERPOSE(int, gettimeofday, (timeval* time, void* zone), noexcept, time, zone)
+INTERPOSE(int, nanosleep, (const timespec* request, timespec* rest), , request, rest)
+INTERPOSE(int, pipe, (int* fds), noexcept, fds)
+INTERPOSE(int, poll, (pollfd* fds, nfds_t count, int timeout), , fds, count, timeout)
+INTERPOSE(int, pthread_cond_timedwait,
+          (pthread_cond_t* condition, pthread_mutex_t* mutex, const timespec* deadline), ,
+          condition, mutex, deadline)
+INTERPOSE(int, pthread_create,
+          (pthread_t* thread, const pthread_attr_t* attributes, void* (*start)(void*), void* argument),
+          noexcept, thread, attributes, start, argument)
+INTERPOSE(int, pthread_getschedparam, (pthread_t thread, int* policy, sched_param* parameter), noexcept,
+          thread, policy, parameter)
+INTERPOSE(int, pthread_mutex_init, (pthread_mutex_t* mutex, const pthread_mutexattr_t* attributes),
+          noexcept, mutex, attributes)
+INTERPOSE(int, pthread_mutex_lock, (pthread_mutex_t* mutex), noexcept, mutex)
+INTERPOSE(int, pthread_setname_np, (pthread_t thread, const char* name), noexcept, thread, name)
+INTERPOSE(int, pthread_setschedparam, (pthread_t thread, int policy, const sched_param* parameter),
+          noexcept, thread, policy, parameter)
+INTERPOSE(ssize_t, read, (int fd, void* buffer, size_t size), , fd, buffer, size)
+INTERPOSE(int, select, (int count, fd_set* in, fd_set* out, fd_set* except, timeval* timeout), ,
+          count, in, out, except, timeout)
+INTERPOSE(int, socket, (int domain, int type, int protocol), noexcept, domain, type, protocol)
+INTERPOSE(ssize_t, write, (int fd, const void* buffer, size_t size), , fd, buffer, size)
+// clang-format on
+
+// What a hardened build calls instead when the compiler cannot tell whether the buffer suffices.
+
+extern "C" __attribute__((visibility("default"))) ssize_t __read_chk(int fd, void* buffer,
+                                                                     size_t size, size_t)
+{
+    return read(fd, buffer, size);
+}
+
+extern "C" __attribute__((visibility("default"))) int __poll_chk(pollfd* fds, nfds_t count,
+                                                                 int timeout, size_t)
+{
+    return poll(fds, count, timeout);
+}

@@ -1,0 +1,110 @@
+#ifndef ZT_TESTS_INTERPOSE_H
+#define ZT_TESTS_INTERPOSE_H
+
+#include <atomic>
+#include <ctime>
+#include <dlfcn.h>
+#include <functional>
+#include <poll.h>
+#include <pthread.h>
+#include <sys/select.h>
+#include <sys/socket.h>
+#include <sys/types.h>
+#include <utility>
+
+/// Calls of the C library that a test can take over, in the libraries too:
+///
+///     Interpose refused(interposed::connect, [](auto...) { errno = ECONNREFUSED; return -1; });
+///
+/// takes connect() over until `refused` goes out of scope. The substitute may be called from any
+/// thread; it reaches the real call as interposed::connect.real(...).
+template <class Signature>
+class InterposedCall;
+
+/// Whether code at this address is a sanitizer's own, which needs the real calls.
+bool isSanitizer(const void* address);
+
+template <class Result, class... Arguments>
+class InterposedCall<Result(Arguments...)> {
+public:
+    using Function = std::function<Result(Arguments...)>;
+
+    constexpr explicit InterposedCall(const char* name) : name(name) {}
+
+    Result real(Arguments... arguments)
+    {
+        return reinterpret_cast<Result (*)(Arguments...)>(find())(arguments...);
+    }
+
+    Result callFrom(const void* caller, Arguments... arguments)
+    {
+        const Function* taken = substitute;
+        return taken == nullptr || isSanitizer(caller) ? real(arguments...)
+                                                       : (*taken)(arguments...);
+    }
+
+    std::atomic<const Function*> substitute{nullptr};
+
+private:
+    void* find()
+    {
+        void* symbol = found;
+        if (symbol == nullptr) {
+            symbol = dlsym(RTLD_NEXT, name);
+            found = symbol;
+        }
+        return symbol;
+    }
+
+    const char* name;
+    std::atomic<void*> found{nullptr};
+};
+
+template <class Signature>
+class Interpose {
+public:
+    Interpose(InterposedCall<Signature>& call, std::function<Signature> substitute)
+        : call(call), substitute(std::move(substitute))
+    {
+        call.substitute = &this->substitute;
+    }
+
+    ~Interpose() { call.substitute = nullptr; }
+
+    Interpose(const Interpose&) = delete;
+    Interpose& operator=(const Interpose&) = delete;
+
+private:
+    InterposedCall<Signature>& call;
+    const std::function<Signature> substitute;
+};
+
+template <class Signature, class Substitute>
+Interpose(InterposedCall<Signature>&, Substitute) -> Interpose<Signature>;
+
+namespace interposed {
+
+extern InterposedCall<int(clockid_t, timespec*)> clock_gettime;
+extern InterposedCall<int(int)> close;
+extern InterposedCall<int(int, const sockaddr*, socklen_t)> connect;
+extern InterposedCall<int(timeval*, void*)> gettimeofday;
+extern InterposedCall<int(const timespec*, timespec*)> nanosleep;
+extern InterposedCall<int(int*)> pipe;
+extern InterposedCall<int(pollfd*, nfds_t, int)> poll;
+extern InterposedCall<int(pthread_cond_t*, pthread_mutex_t*, const timespec*)>
+    pthread_cond_timedwait;
+extern InterposedCall<int(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*)>
+    pthread_create;
+extern InterposedCall<int(pthread_t, int*, sched_param*)> pthread_getschedparam;
+extern InterposedCall<int(pthread_mutex_t*, const pthread_mutexattr_t*)> pthread_mutex_init;
+extern InterposedCall<int(pthread_mutex_t*)> pthread_mutex_lock;
+extern InterposedCall<int(pthread_t, const char*)> pthread_setname_np;
+extern InterposedCall<int(pthread_t, int, const sched_param*)> pthread_setschedparam;
+extern InterposedCall<ssize_t(int, void*, size_t)> read;
+extern InterposedCall<int(int, fd_set*, fd_set*, fd_set*, timeval*)> select;
+extern InterposedCall<int(int, int, int)> socket;
+extern InterposedCall<ssize_t(int, const void*, size_t)> write;
+
+} // namespace interposed
+
+#endif
