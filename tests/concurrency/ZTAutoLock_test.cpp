@@ -104,7 +104,7 @@ TEST(ZTAutoLock, ReleasesNothingWhenTheLockThrows)
 
 TEST(ZTAutoLockDeathTest, AnExceptionOutOfTheUnlockEndsTheProcess)
 {
-    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_DEATH(
         {
             NotingMutex mutex;

@@ -1,6 +1,7 @@
 #include "zt/ZTPipe.h"
 
 #include "support/Diagnostics.h"
+#include "support/FixedTick.h"
 #include "support/HighDescriptors.h"
 #include "support/Interpose.h"
 #include "support/Layout.h"
@@ -361,13 +362,7 @@ TEST_F(ZTPipeTest, AShortWriteReturns6AndIsNotRepeated)
 TEST_F(ZTPipeTest, AWriteIsTracedBeforeAndAfterWithTheTickCount)
 {
     Diagnostics traces(4);
-    const Interpose clock(interposed::clock_gettime, [](clockid_t id, timespec* time) {
-        const int result = interposed::clock_gettime.real(id, time);
-        if (id == CLOCK_MONOTONIC) {
-            *time = {4294967, 295999999}; // the last tick before the wrap
-        }
-        return result;
-    });
+    const FixedTick lastBeforeTheWrap(4294967295U);
     const std::string id = idOf(pipe.getWriteEndPointID());
     EXPECT_EQ(pipe.writeIntoPipe("abc", 3), 0);
     EXPECT_THAT(
@@ -401,6 +396,7 @@ TEST_F(ZTPipeTest, OneThreadWritesWhileAnotherReads)
 
 TEST_F(ZTPipeTest, WritingWithoutAReaderRaisesSIGPIPE)
 {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
     signal(SIGPIPE, SIG_IGN);
     close(pipe.getReadEndPointID());
     const int null = open("/dev/null", O_RDONLY | O_CLOEXEC);

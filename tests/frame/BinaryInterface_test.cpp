@@ -1,0 +1,195 @@
+// Slots, sizes and offsets that applications are compiled against.
+
+#include "concurrency/BoostMutex.h"
+#include "concurrency/BoostThread.h"
+#include "concurrency/BoostUniqueLock.h"
+#include "support/Layout.h"
+#include "zt/ZTAutoLock.h"
+#include "zt/ZTEndPointManager.h"
+#include "zt/ZTPipe.h"
+#include "zt/ZTPowerManagementInterfaceR7.h"
+#include "zt/ZTSharedMutex.h"
+#include "zt/ZTSignal.h"
+#include "zt/ZTSignalListener.h"
+#include "zt/ztpmd_msg.h"
+
+#include <cstddef>
+#include <gtest/gtest.h>
+#include <memory>
+#include <type_traits>
+
+using namespace ZT;
+
+// A virtual destructor takes two slots: it has one entry that destroys and one that deletes as
+// well.
+
+TEST(BinaryInterface, ZTMutex)
+{
+    EXPECT_EQ(slotOf(&ZTMutex::lock), 2U);
+    EXPECT_EQ(slotOf(&ZTMutex::try_lock), 3U);
+    EXPECT_EQ(slotOf(&ZTMutex::unlock), 4U);
+    EXPECT_EQ(slotCount("_ZTVN2ZT7ZTMutexE"), 5U);
+    EXPECT_EQ(slotCount("_ZTVN2ZT10BoostMutexE"), 5U);
+    EXPECT_EQ(sizeof(BoostMutex), sizeof(void*) + sizeof(boost::mutex));
+}
+
+TEST(BinaryInterface, ZTSharedMutex)
+{
+    EXPECT_EQ(slotOf(&ZTSharedMutex::lock), 2U);
+    EXPECT_EQ(slotOf(&ZTSharedMutex::try_lock), 3U);
+    EXPECT_EQ(slotOf(&ZTSharedMutex::unlock), 4U);
+    EXPECT_EQ(slotOf(&ZTSharedMutex::lock_shared), 5U);
+    EXPECT_EQ(slotOf(&ZTSharedMutex::try_lock_shared), 6U);
+    EXPECT_EQ(slotOf(&ZTSharedMutex::unlock_shared), 7U);
+    EXPECT_EQ(slotCount("_ZTVN2ZT13ZTSharedMutexE"), 8U);
+}
+
+TEST(BinaryInterface, ZTLock)
+{
+    EXPECT_EQ(slotCount("_ZTVN2ZT6ZTLockE"), 2U);
+    EXPECT_EQ(slotCount("_ZTVN2ZT15BoostUniqueLockE"), 2U);
+    const std::unique_ptr<ZTMutex> mutex(ZTMutex::create());
+    const std::unique_ptr<ZTLock> lock(ZTLock::create(mutex.get()));
+    EXPECT_EQ(fieldAt<void*>(lock.get(), sizeof(void*)),
+              &dynamic_cast<BoostMutex&>(*mutex).getBoostMutex());
+    EXPECT_TRUE(fieldAt<bool>(lock.get(), 2 * sizeof(void*)));
+}
+
+TEST(BinaryInterface, ZTAutoLock)
+{
+    EXPECT_EQ(slotCount("_ZTVN2ZT10ZTAutoLockE"), 2U);
+    EXPECT_EQ(sizeof(ZTAutoLock), 3 * sizeof(void*));
+    const std::unique_ptr<ZTMutex> mutex(ZTMutex::create());
+    const ZTAutoLock lock(mutex.get());
+    EXPECT_FALSE(fieldAt<bool>(&lock, sizeof(void*)));
+    EXPECT_EQ(fieldAt<ZTMutex*>(&lock, 2 * sizeof(void*)), mutex.get());
+}
+
+TEST(BinaryInterface, ZTThread)
+{
+    EXPECT_EQ(slotOf(&ZTThread::startThread), 2U);
+    EXPECT_EQ(slotOf(&ZTThread::join), 3U);
+    EXPECT_EQ(slotOf(&ZTThread::getPriority), 4U);
+    EXPECT_EQ(slotOf(&ZTThread::setPriority), 5U);
+    EXPECT_EQ(slotOf(&ZTThread::timed_join), 6U);
+    EXPECT_EQ(slotOf(&ZTThread::sendSignal), 7U);
+    EXPECT_EQ(slotCount("_ZTVN2ZT8ZTThreadE"), 8U);
+    EXPECT_EQ(slotCount("_ZTVN2ZT11BoostThreadE"), 8U);
+    const BoostThread thread("a name");
+    EXPECT_EQ(fieldAt<void*>(&thread, sizeof(void*)), nullptr);
+    const void* name = reinterpret_cast<const char*>(&thread) + 2 * sizeof(void*);
+    EXPECT_EQ(*static_cast<const std::string*>(name), "a name");
+    EXPECT_EQ(sizeof(BoostThread), 2 * sizeof(void*) + sizeof(std::string));
+}
+
+TEST(BinaryInterface, ZTEndPoint)
+{
+    EXPECT_EQ(slotOf(&ZTEndPoint::getReadEndPointID), 2U);
+    EXPECT_EQ(slotOf(&ZTEndPoint::getWriteEndPointID), 3U);
+    EXPECT_EQ(slotOf(&ZTEndPoint::isConnected), 4U);
+    EXPECT_EQ(slotOf(&ZTEndPoint::reconnect), 5U);
+    EXPECT_EQ(slotCount("_ZTVN2ZT10ZTEndPointE"), 6U);
+    ZTPowerManagementEndPoint endPoint;
+    endPoint.autoReconnect = false;
+    EXPECT_FALSE(fieldAt<bool>(&endPoint, sizeof(void*)));
+}
+
+TEST(BinaryInterface, ZTPipe)
+{
+    EXPECT_EQ(slotCount("_ZTVN2ZT6ZTPipeE"), 6U);
+    EXPECT_EQ(sizeof(ZTPipe), (sizeof(void*) + 20 + alignof(void*) - 1) & ~(alignof(void*) - 1));
+}
+
+TEST(BinaryInterface, ZTEndPointHandler)
+{
+    EXPECT_EQ(slotOf(&ZTEndPointHandler::onEndPointReadable), 0U);
+    EXPECT_EQ(slotOf(&ZTEndPointHandler::onEndPointReconnected), 1U);
+    EXPECT_EQ(slotOf(&ZTEndPointHandler::onEndPointDisconnected), 2U);
+    EXPECT_FALSE(std::has_virtual_destructor<ZTEndPointHandler>::value);
+}
+
+TEST(BinaryInterface, ZTEndPointManager)
+{
+    EXPECT_EQ(slotCount("_ZTVN2ZT17ZTEndPointManagerE"), 2U);
+}
+
+template <class Class>
+void expectPowerManagementSlots()
+{
+    EXPECT_EQ(slotOf(&Class::onEndPointReadable), 0U);
+    EXPECT_EQ(slotOf(&Class::onEndPointReconnected), 1U);
+    EXPECT_EQ(slotOf(&Class::onEndPointDisconnected), 2U);
+    EXPECT_EQ(slotOf(&Class::init), 5U);
+    EXPECT_EQ(slotOf(&Class::release), 6U);
+    EXPECT_EQ(slotOf(&Class::setEventListener), 7U);
+    EXPECT_EQ(slotOf(&Class::setTimeoutForState), 8U);
+    EXPECT_EQ(slotOf(&Class::setPropagationTimeForState), 9U);
+    EXPECT_EQ(slotOf(&Class::getTimeoutForState), 10U);
+    EXPECT_EQ(slotOf(&Class::getPropagationTimeForState), 11U);
+    EXPECT_EQ(slotOf(&Class::setDeviceStateForLowPower), 12U);
+    EXPECT_EQ(slotOf(&Class::getDeviceStateInLowPower), 13U);
+    EXPECT_EQ(slotOf(&Class::setPowerState), 14U);
+    EXPECT_EQ(slotOf(&Class::getPowerState), 15U);
+    EXPECT_EQ(slotOf(&Class::subscribeToEndpointManager), 16U);
+    EXPECT_EQ(slotOf(&Class::disablePowerbuttonOnToLowPower), 17U);
+}
+
+TEST(BinaryInterface, ZTPowerManagement)
+{
+    expectPowerManagementSlots<ZTPowerManagement>();
+    expectPowerManagementSlots<ZTPowerManagementInterfaceR7>();
+    EXPECT_EQ(slotCount("_ZTVN2ZT17ZTPowerManagementE"), 18U);
+    EXPECT_EQ(slotCount("_ZTVN2ZT28ZTPowerManagementInterfaceR7E"), 18U);
+    EXPECT_EQ(sizeof(ZTPowerManagementInterfaceR7),
+              sizeof(void*) + sizeof(ZTPowerManagementEndPoint) + sizeof(void*));
+}
+
+TEST(BinaryInterface, ZTPowerManagementEndPoint)
+{
+    EXPECT_EQ(slotCount("_ZTVN2ZT25ZTPowerManagementEndPointE"), 6U);
+    EXPECT_EQ(sizeof(sockaddr_un), 110U);
+    const ZTPowerManagementEndPoint endPoint;
+    EXPECT_TRUE(fieldAt<bool>(&endPoint, sizeof(void*))) << "auto-reconnect";
+    EXPECT_EQ(fieldAt<int>(&endPoint, sizeof(void*) + 4), -1) << "the descriptor";
+}
+
+TEST(BinaryInterface, ZTSignal)
+{
+    EXPECT_TRUE(std::has_virtual_destructor<ZTEvent>::value);
+    EXPECT_EQ(slotCount("_ZTVN2ZT7ZTEventE"), 2U);
+    const ZTSignal signal;
+    EXPECT_NE(dynamic_cast<const ZTTrigger*>(static_cast<const ZTEvent*>(&signal)), nullptr);
+    EXPECT_NE(dynamic_cast<const ZTSignal*>(static_cast<const ZTEvent*>(&signal)), nullptr);
+}
+
+TEST(BinaryInterface, ZTSignalListener)
+{
+    EXPECT_EQ(slotOf(&ZTSignalListener::onSignal), 2U);
+    EXPECT_EQ(slotCount("_ZTVN2ZT16ZTSignalListenerE"), 3U);
+}
+
+TEST(BinaryInterface, ztpmd_msg_t)
+{
+    EXPECT_EQ(sizeof(ztpmd_msg_t), 48U);
+    EXPECT_EQ(offsetof(ztpmd_msg_t, type), 0U);
+    EXPECT_EQ(offsetof(ztpmd_msg_t, reserved1), 4U);
+    EXPECT_EQ(offsetof(ztpmd_msg_t, power.state), 8U);
+    EXPECT_EQ(offsetof(ztpmd_msg_t, power.value), 12U);
+    EXPECT_EQ(offsetof(ztpmd_msg_t, deviceName), 8U);
+    EXPECT_EQ(sizeof(ztpmd_msg_t::deviceName), 16U);
+    EXPECT_EQ(offsetof(ztpmd_msg_t, deviceState), 24U);
+    EXPECT_EQ(offsetof(ztpmd_msg_t, reserved2), 28U);
+    EXPECT_EQ(sizeof(ztpmd_msg_t::reserved2), 20U);
+}
+
+TEST(BinaryInterface, ztPowerStates)
+{
+    EXPECT_EQ(sizeof(ztPowerStates), 4U);
+    EXPECT_EQ(STATE_0, 0U);
+    EXPECT_EQ(STATE_1, 1U);
+    EXPECT_EQ(STATE_2, 2U);
+    EXPECT_EQ(STATE_3, 3U);
+    EXPECT_EQ(STATE_SILENT_ON, 4U);
+    EXPECT_EQ(STATE_5, 5U);
+    EXPECT_EQ(STATE_6, 6U);
+}

@@ -1,0 +1,16 @@
+#ifndef ZT_TESTS_RECORDINGUTILITY_H
+#define ZT_TESTS_RECORDINGUTILITY_H
+
+#include <string>
+#include <vector>
+
+/// What the recording companion library answers to every diagnostic line.
+const int RECORDING_PRINT_RESULT = 77;
+
+/// The names of the sections in the order of their registration; the first has the key 100.
+const std::vector<std::string>& recordedSections();
+
+/// The diagnostic lines that were printed.
+const std::vector<std::string>& recordedLines();
+
+#endif
