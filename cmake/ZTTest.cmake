@@ -3,6 +3,11 @@ include(GoogleTest)
 
 option(ZT_DEVICE_TESTS "Run the tests that need the simulated device" ON)
 
+# What such an executable defines takes the place of the libc call of that name, in the libraries too.
+function(zt_exporting target)
+    set_target_properties(${target} PROPERTIES ENABLE_EXPORTS ON CXX_VISIBILITY_PRESET default)
+endfunction()
+
 # zt_test(name [DEVICE [ztsim options...]] SOURCES files... [LIBRARIES libraries...])
 #
 # One test executable, each of its cases a test of its own. DEVICE gives every case a fresh simulated
@@ -12,8 +17,7 @@ function(zt_test name)
     set(properties TIMEOUT 120)
     add_executable(${name} ${arg_SOURCES})
     zt_target(${name})
-    # What a test executable defines takes the place of the libc call of that name, in the libraries too.
-    set_target_properties(${name} PROPERTIES ENABLE_EXPORTS ON)
+    zt_exporting(${name})
     target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} GTest::gmock GTest::gtest_main)
     if("DEVICE" IN_LIST ARGN)
         if(NOT ZT_DEVICE_TESTS)

@@ -60,7 +60,7 @@ private:
     bool initialized;
     int readDescriptor;
     int writeDescriptor;
-    unsigned int reserved; // 0; part of the object's layout
+    unsigned int reserved; // NOLINT(clang-diagnostic-unused-private-field): 0, a part of the layout
     unsigned int debugSection;
 };
 

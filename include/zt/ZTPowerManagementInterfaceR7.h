@@ -64,7 +64,7 @@ private:
     int sendForDevice(ztpmd_msg_type type, const char* name, int state);
     bool isOwn(const ZTEndPoint& other) const;
 
-    ZTPowerManagementEndPoint endPoint;
+    ZTPowerManagementEndPoint connection;
     ZTSignalListener* listener;
 };
 

@@ -28,7 +28,7 @@ timeval timeToWait(std::uint32_t deadline, unsigned int mode)
         const std::uint32_t remaining = deadline - ZTTick::getTickCount();
         if (remaining <= LONGEST_WAIT_MS) {
             time.tv_sec = remaining / 1000;
-            time.tv_usec = remaining % 1000 * 1000;
+            time.tv_usec = static_cast<suseconds_t>(remaining % 1000) * 1000;
         }
     }
     return time;
@@ -63,7 +63,7 @@ int ZTEndPointManager::addEndPoint(ZTEndPoint* endPoint, ZTEndPointHandler* hand
     auto registration = std::make_unique<Registration>();
     *registration = {endPoint, handler, ++changes, -1};
     registrations.insert(registration.get());
-    registration.release();
+    static_cast<void>(registration.release());
     return 0;
 }
 

@@ -101,7 +101,7 @@ int takeDeviceState(ZTSignal& signal, const ztpmd_msg_t& message)
     for (const ReportedName& reported : REPORTED_NAMES) {
         if (std::strncmp(reported.name, message.deviceName, sizeof message.deviceName) == 0) {
             signal.setEventID(EVENT_DEVICE_STATE);
-            signal.setValue(reported.device);
+            signal.setValue(static_cast<std::uint32_t>(reported.device));
             signal.setState(message.deviceState);
             return 0;
         }
@@ -150,13 +150,13 @@ ZTPowerManagementInterfaceR7::~ZTPowerManagementInterfaceR7()
 int ZTPowerManagementInterfaceR7::init()
 {
     listener = nullptr;
-    return endPoint.init();
+    return connection.init();
 }
 
 int ZTPowerManagementInterfaceR7::release()
 {
     listener = nullptr;
-    return endPoint.release();
+    return connection.release();
 }
 
 int ZTPowerManagementInterfaceR7::setEventListener(ZTSignalListener* newListener)
@@ -167,7 +167,7 @@ int ZTPowerManagementInterfaceR7::setEventListener(ZTSignalListener* newListener
 
 int ZTPowerManagementInterfaceR7::subscribeToEndpointManager(ZTEndPointManager* manager)
 {
-    return manager == nullptr ? 20 : manager->addEndPoint(&endPoint, this);
+    return manager == nullptr ? 20 : manager->addEndPoint(&connection, this);
 }
 
 int ZTPowerManagementInterfaceR7::disablePowerbuttonOnToLowPower()
@@ -269,7 +269,7 @@ int ZTPowerManagementInterfaceR7::send(ztpmd_msg_type type, std::uint32_t state,
     ztpmd_msg_t message{};
     message.type = type;
     message.power = {state, value};
-    return endPoint.sendMessage(&message);
+    return connection.sendMessage(&message);
 }
 
 int ZTPowerManagementInterfaceR7::sendForDevice(ztpmd_msg_type type, const char* name, int state)
@@ -278,22 +278,23 @@ int ZTPowerManagementInterfaceR7::sendForDevice(ztpmd_msg_type type, const char*
     message.type = type;
     std::strncpy(message.deviceName, name, sizeof message.deviceName);
     message.deviceState = state;
-    return endPoint.sendMessage(&message);
+    return connection.sendMessage(&message);
 }
 
 bool ZTPowerManagementInterfaceR7::isOwn(const ZTEndPoint& other) const
 {
-    return other.getReadEndPointID() == endPoint.getReadEndPointID();
+    return other.getReadEndPointID() == connection.getReadEndPointID();
 }
 
-int ZTPowerManagementInterfaceR7::onEndPointReadable(ZTEndPoint* readable, ZTEndPointManager*)
+int ZTPowerManagementInterfaceR7::onEndPointReadable(ZTEndPoint* endPoint,
+                                                     ZTEndPointManager* /*manager*/)
 {
-    if (!isOwn(*readable)) {
-        return endPoint.getReadEndPointID();
+    if (!isOwn(*endPoint)) {
+        return connection.getReadEndPointID();
     }
     ztpmd_msg_t message{};
-    if (read(endPoint.getReadEndPointID(), &message, sizeof message) != sizeof message) {
-        endPoint.release();
+    if (read(connection.getReadEndPointID(), &message, sizeof message) != sizeof message) {
+        connection.release();
         return ZTDebug::debugPrintError(1, debugSection, "%s", "Socket was not opened!");
     }
     ZTSignal signal;
@@ -302,14 +303,14 @@ int ZTPowerManagementInterfaceR7::onEndPointReadable(ZTEndPoint* readable, ZTEnd
     return result == 0 ? fireSignalToSubscribers(signal) : result;
 }
 
-int ZTPowerManagementInterfaceR7::onEndPointReconnected(ZTEndPoint* reconnected)
+int ZTPowerManagementInterfaceR7::onEndPointReconnected(ZTEndPoint* endPoint)
 {
-    return isOwn(*reconnected) ? endPoint.reconnect() : endPoint.getReadEndPointID();
+    return isOwn(*endPoint) ? connection.reconnect() : connection.getReadEndPointID();
 }
 
-int ZTPowerManagementInterfaceR7::onEndPointDisconnected(ZTEndPoint* disconnected)
+int ZTPowerManagementInterfaceR7::onEndPointDisconnected(ZTEndPoint* endPoint)
 {
-    return isOwn(*disconnected) ? endPoint.release() : endPoint.getReadEndPointID();
+    return isOwn(*endPoint) ? connection.release() : connection.getReadEndPointID();
 }
 
 int ZTPowerManagementInterfaceR7::fireSignalToSubscribers(ZTSignal& signal)

@@ -19,7 +19,7 @@ bool isSanitizer(const void* address)
     namespace interposed {                                                                         \
     InterposedCall<result parameters> name{#name};                                                 \
     }                                                                                              \
-    extern "C" __attribute__((visibility("default"))) result name parameters specifier             \
+    extern "C" result name parameters specifier                                                    \
     {                                                                                              \
         return interposed::name.callFrom(__builtin_return_address(0), __VA_ARGS__);                \
     }
@@ -55,14 +55,12 @@ INTERPOSE(ssize_t, write, (int fd, const void* buffer, size_t size), , fd, buffe
 
 // What a hardened build calls instead when the compiler cannot tell whether the buffer suffices.
 
-extern "C" __attribute__((visibility("default"))) ssize_t __read_chk(int fd, void* buffer,
-                                                                     size_t size, size_t)
+extern "C" ssize_t __read_chk(int fd, void* buffer, size_t size, size_t)
 {
     return read(fd, buffer, size);
 }
 
-extern "C" __attribute__((visibility("default"))) int __poll_chk(pollfd* fds, nfds_t count,
-                                                                 int timeout, size_t)
+extern "C" int __poll_chk(pollfd* fds, nfds_t count, int timeout, size_t)
 {
     return poll(fds, count, timeout);
 }

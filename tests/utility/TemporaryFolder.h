@@ -1,0 +1,42 @@
+#ifndef ZTUTIL_TESTS_TEMPORARYFOLDER_H
+#define ZTUTIL_TESTS_TEMPORARYFOLDER_H
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+/// A folder of its own for a test, deleted with all it holds at the end.
+class TemporaryFolder {
+public:
+    TemporaryFolder()
+    {
+        std::string name = std::filesystem::temp_directory_path() / "ztutil.XXXXXX";
+        if (mkdtemp(name.data()) == nullptr)
+            throw std::filesystem::filesystem_error("mkdtemp", name, {});
+        path_ = name;
+    }
+    ~TemporaryFolder() { std::filesystem::remove_all(path_); }
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+    /// Returns the path of "name" in the folder.
+    std::string operator/(const std::string& name) const { return path_ / name; }
+
+private:
+    std::filesystem::path path_;
+};
+
+inline void writeAll(const std::string& path, const std::string& content)
+{
+    std::ofstream(path, std::ios::binary) << content;
+}
+
+inline std::string readAll(const std::string& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+#endif

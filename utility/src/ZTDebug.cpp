@@ -1,0 +1,292 @@
+#include "ztutil/ZTDebug.h"
+
+#include "ztutil/ZTStringTokenizer.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <charconv>
+#include <climits>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <deque>
+#include <fcntl.h>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string_view>
+#include <syslog.h>
+#include <system_error>
+#include <unistd.h>
+#include <vector>
+
+namespace ZT {
+namespace {
+
+const int FAILURE_LEVEL = 1;
+
+// Lines above it are not shown. Until the environment has been read none is above it.
+std::atomic<int> shownLevel{INT_MAX};
+
+std::string environment(const char* name)
+{
+    const char* value = secure_getenv(name);
+    return value != nullptr ? value : "";
+}
+
+int levelOf(std::string_view text)
+{
+    int level = 0;
+    const char* end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, level);
+    return error == std::errc{} && stop == end ? level : FAILURE_LEVEL;
+}
+
+struct Section {
+    std::string name;
+    bool wanted;
+};
+
+class Sections {
+public:
+    explicit Sections(const std::string& list)
+    {
+        if (!list.empty()) {
+            wanted = ZTStringTokenizer::tokenize(list, ",");
+        }
+        append("?");
+    }
+
+    unsigned int insert(const std::string& name)
+    {
+        const std::lock_guard lock(mutex);
+        const auto known = keys.find(name);
+        if (known != keys.end()) {
+            return known->second;
+        }
+        append(name);
+        return keys[name] = static_cast<unsigned int>(sections.size() - 1);
+    }
+
+    unsigned int keyOf(const std::string& name)
+    {
+        const std::lock_guard lock(mutex);
+        const auto known = keys.find(name);
+        return known != keys.end() ? known->second : 0;
+    }
+
+    const Section& at(unsigned int key)
+    {
+        const std::lock_guard lock(mutex);
+        return key < sections.size() ? sections[key] : sections.front();
+    }
+
+private:
+    void append(const std::string& name)
+    {
+        const bool listed = std::find(wanted.begin(), wanted.end(), name) != wanted.end();
+        sections.push_back({name, wanted.empty() || listed});
+    }
+
+    std::mutex mutex;
+    std::vector<std::string> wanted; // empty: all
+    std::map<std::string, unsigned int> keys;
+    std::deque<Section> sections; // by key; a deque, for its elements stay where they are
+};
+
+std::string localTime()
+{
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    tm local{};
+    localtime_r(&now.tv_sec, &local);
+    char text[64];
+    const std::size_t length = strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local);
+    snprintf(text + length, sizeof text - length, ".%03ld", now.tv_nsec / 1000000);
+    return text;
+}
+
+std::string withoutControlCharacters(std::string text)
+{
+    const auto isControl = [](unsigned char c) { return c < 0x20 || c == 0x7f; };
+    std::replace_if(text.begin(), text.end(), isControl, ' ');
+    return text;
+}
+
+std::string lineOf(int level, const std::string& section, const std::string& text)
+{
+    return withoutControlCharacters(std::to_string(level) + ' ' + section + ' ' + text);
+}
+
+bool writeLine(int descriptor, const std::string& line)
+{
+    const std::string whole = localTime() + ' ' + line + '\n';
+    return write(descriptor, whole.data(), whole.size()) == static_cast<ssize_t>(whole.size());
+}
+
+// The place the environment names.
+class Destination {
+public:
+    explicit Destination(const std::string& name) : name(name.empty() ? "stderr" : name) {}
+
+    bool print(int level, const std::string& line)
+    {
+        if (name == "syslog") {
+            syslog(level == FAILURE_LEVEL ? LOG_ERR : LOG_DEBUG, "%s", line.c_str());
+            return true;
+        }
+        if (descriptor < 0) {
+            descriptor = name == "stderr" ? STDERR_FILENO : openFile();
+        }
+        return writeLine(descriptor, line);
+    }
+
+private:
+    int openFile() const
+    {
+        const int file = open(name.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
+        if (file >= 0) {
+            return file;
+        }
+        const std::string reason = std::generic_category().message(errno);
+        const std::string text = "cannot open " + name + " (" + reason + "), using stderr";
+        writeLine(STDERR_FILENO, lineOf(FAILURE_LEVEL, "ZTDebug", text));
+        return STDERR_FILENO;
+    }
+
+    const std::string name;
+    int descriptor = -1; // until the first line
+};
+
+class SetWhileAlive {
+public:
+    explicit SetWhileAlive(bool& flag) : flag(flag) { flag = true; }
+    ~SetWhileAlive() { flag = false; }
+    SetWhileAlive(const SetWhileAlive&) = delete;
+    SetWhileAlive& operator=(const SetWhileAlive&) = delete;
+
+private:
+    bool& flag;
+};
+
+class Output {
+public:
+    explicit Output(const std::string& destination) : destination(destination) {}
+
+    bool print(int level, const std::string& section, const std::string& text)
+    {
+        const std::lock_guard lock(mutex);
+        if (sink == nullptr || inSink) {
+            return destination.print(level, lineOf(level, section, text));
+        }
+        const SetWhileAlive calling(inSink);
+        sink(context, level, section.c_str(), text.c_str());
+        return true;
+    }
+
+    void setSink(ZTDebug::Sink newSink, void* newContext)
+    {
+        const std::lock_guard lock(mutex);
+        sink = newSink;
+        context = newContext;
+    }
+
+private:
+    // Held for a whole line, for a pipe may mix long writes. Recursive, for a sink may call back.
+    std::recursive_mutex mutex;
+    ZTDebug::Sink sink = nullptr;
+    void* context = nullptr;
+    bool inSink = false;
+    Destination destination;
+};
+
+struct Debug {
+    Debug() { shownLevel = levelOf(environment("ZT_DEBUG_LEVEL")); }
+
+    Sections sections{environment("ZT_DEBUG_SECTIONS")};
+    Output output{environment("ZT_DEBUG_OUTPUT")};
+};
+
+// Never destroyed, for static destructors print too.
+Debug& debug()
+{
+    static Debug& instance = *new Debug;
+    return instance;
+}
+
+bool isShown(int level)
+{
+    return level <= shownLevel.load(std::memory_order_relaxed);
+}
+
+std::string formatted(const char* format, std::va_list arguments)
+{
+    char* text = nullptr;
+    const int length = vasprintf(&text, format, arguments);
+    if (length < 0) {
+        throw std::system_error(errno, std::generic_category());
+    }
+    const std::unique_ptr<char, void (*)(void*)> owner(text, std::free);
+    return {text, static_cast<std::size_t>(length)};
+}
+
+bool print(int level, unsigned int key, const char* format, std::va_list arguments)
+{
+    const Section& section = debug().sections.at(key);
+    if (!isShown(level) || !section.wanted) {
+        return true;
+    }
+    return debug().output.print(level, section.name, formatted(format, arguments));
+}
+
+int printResult(int level, unsigned int key, const char* format, std::va_list arguments)
+{
+    const int callersErrno = errno;
+    int result = 1;
+    try {
+        result = print(level, key, format, arguments) ? 0 : 1;
+    } catch (const std::exception&) {
+    }
+    errno = callersErrno;
+    return result;
+}
+
+} // namespace
+
+unsigned int ZTDebug::insertNewDebugSection(const std::string& name)
+{
+    return debug().sections.insert(name);
+}
+
+unsigned int ZTDebug::getDebugSectionKey(const std::string& name)
+{
+    return debug().sections.keyOf(name);
+}
+
+int ZTDebug::debugPrintError(int level, unsigned int key, const char* format, ...)
+{
+    level = std::max(level, FAILURE_LEVEL);
+    if (!isShown(level)) {
+        return 0;
+    }
+    std::va_list arguments;
+    va_start(arguments, format);
+    const int result = printResult(level, key, format, arguments);
+    va_end(arguments);
+    return result;
+}
+
+void ZTDebug::setSink(Sink sink, void* context)
+{
+    debug().output.setSink(sink, context);
+}
+
+void ZTDebug::setLevel(int level)
+{
+    debug(); // reads the environment, which must not come after
+    shownLevel = level;
+}
+
+} // namespace ZT
