@@ -1,0 +1,45 @@
+#ifndef ZTSIM_DEVICE_H
+#define ZTSIM_DEVICE_H
+
+#include "Options.h"
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/local/stream_protocol.hpp>
+#include <boost/asio/signal_set.hpp>
+
+#include <optional>
+#include <sys/types.h>
+
+namespace ztsim {
+
+/// The inside of the sandbox: the daemons and COMMAND. Being process 1 of its pid namespace, its
+/// end is the end of every process within.
+class Device {
+public:
+    /// `outside` is a socket that brings the numbers of signals for COMMAND.
+    Device(const Options& options, int outside);
+
+    /// Returns COMMAND's exit code.
+    int run();
+
+private:
+    bool start();
+    void passSignals();
+    void reapChildren();
+
+    char** const command_;
+    boost::asio::io_context context_;
+    boost::asio::local::stream_protocol::socket outside_;
+    boost::asio::signal_set childEnded_;
+    std::optional<PowerDaemon> power_;
+    pid_t pid_ = -1;
+    unsigned char signal_ = 0;
+    int exitCode_ = kFailed;
+};
+
+/// Runs COMMAND within the sandbox and tells the outside its exit code.
+int runInside(const Options& options);
+
+} // namespace ztsim
+
+#endif

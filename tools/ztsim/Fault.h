@@ -1,0 +1,24 @@
+#ifndef ZTSIM_FAULT_H
+#define ZTSIM_FAULT_H
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace ztsim {
+
+/// What a daemon may do instead of handling a record.
+enum class Fault { HangUp, ShortRecord, UnknownType, UnknownDevice, Silence };
+
+/// The faults by the record they befall, counted from 1.
+using Faults = std::map<std::uint64_t, Fault>;
+
+/// From texts of the form KIND@N; throws std::invalid_argument.
+Faults parseFaults(const std::vector<std::string>& texts);
+
+const char* nameOf(Fault fault);
+
+} // namespace ztsim
+
+#endif

@@ -1,0 +1,12 @@
+#ifndef ZTSIM_SANDBOX_H
+#define ZTSIM_SANDBOX_H
+
+namespace ztsim {
+
+/// The outside of the sandbox: runs this program again, with the same arguments, in namespaces of
+/// its own, passes signals on to it, and returns the exit code it tells.
+int runOutside(int argc, char** argv);
+
+} // namespace ztsim
+
+#endif

@@ -1,0 +1,36 @@
+#include "Device.h"
+#include "Log.h"
+#include "Options.h"
+#include "Sandbox.h"
+
+#include <csignal>
+#include <exception>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+/// Lest a descriptor of ours take the place of a closed one of these.
+void openStandardStreams()
+{
+    int fd = STDIN_FILENO;
+    while (fd >= 0 && fd <= STDERR_FILENO) {
+        fd = ::open("/dev/null", O_RDWR); // NOLINT(android-cloexec-open)
+    }
+    ::close(fd);
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    openStandardStreams();
+    std::signal(SIGPIPE, SIG_IGN);
+    try {
+        const ztsim::Options options = ztsim::parseOptions(argc, argv);
+        return options.inside ? ztsim::runInside(options) : ztsim::runOutside(argc, argv);
+    } catch (const std::exception& error) {
+        ztsim::log(error.what());
+        return ztsim::kFailed;
+    }
+}
