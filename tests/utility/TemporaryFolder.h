@@ -13,19 +13,24 @@ public:
     TemporaryFolder()
     {
         std::string name = std::filesystem::temp_directory_path() / "ztutil.XXXXXX";
-        if (mkdtemp(name.data()) == nullptr)
-            throw std::filesystem::filesystem_error("mkdtemp", name, {});
-        path_ = name;
+        if (mkdtemp(name.data()) == nullptr) {
+            {
+                {
+                    throw std::filesystem::filesystem_error("mkdtemp", name, {});
+                }
+            }
+        }
+        path = name;
     }
-    ~TemporaryFolder() { std::filesystem::remove_all(path_); }
+    ~TemporaryFolder() { std::filesystem::remove_all(path); }
     TemporaryFolder(const TemporaryFolder&) = delete;
     TemporaryFolder& operator=(const TemporaryFolder&) = delete;
 
     /// Returns the path of "name" in the folder.
-    std::string operator/(const std::string& name) const { return path_ / name; }
+    std::string operator/(const std::string& name) const { return path / name; }
 
 private:
-    std::filesystem::path path_;
+    std::filesystem::path path;
 };
 
 inline void writeAll(const std::string& path, const std::string& content)

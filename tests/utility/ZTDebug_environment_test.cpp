@@ -24,8 +24,9 @@ struct Outcome {
 std::vector<char*> pointersTo(Strings& strings)
 {
     std::vector<char*> pointers;
-    for (std::string& string : strings)
+    for (std::string& string : strings) {
         pointers.push_back(string.data());
+    }
     pointers.push_back(nullptr);
     return pointers;
 }
@@ -35,8 +36,9 @@ Strings environmentWith(const Strings& variables)
     Strings all = variables;
     for (char** variable = environ; *variable != nullptr; ++variable) {
         const std::string text = *variable;
-        if (text.rfind("ZT_DEBUG_", 0) != 0 && text.rfind("TZ=", 0) != 0)
+        if (text.rfind("ZT_DEBUG_", 0) != 0 && text.rfind("TZ=", 0) != 0) {
             all.push_back(text);
+        }
     }
     return all;
 }
@@ -44,22 +46,21 @@ Strings environmentWith(const Strings& variables)
 // Takes what a program prints.
 class Capture {
 public:
-    explicit Capture(int replaced)
-        : file_(memfd_create("capture", MFD_CLOEXEC)), replaced_(replaced)
+    explicit Capture(int replaced) : file(memfd_create("capture", MFD_CLOEXEC)), replaced(replaced)
     {}
-    ~Capture() { close(file_); }
+    ~Capture() { close(file); }
     Capture(const Capture&) = delete;
     Capture& operator=(const Capture&) = delete;
 
     void addTo(posix_spawn_file_actions_t& actions) const
     {
-        posix_spawn_file_actions_adddup2(&actions, file_, replaced_);
+        posix_spawn_file_actions_adddup2(&actions, file, replaced);
     }
-    std::string text() const { return readAll("/proc/self/fd/" + std::to_string(file_)); }
+    std::string text() const { return readAll("/proc/self/fd/" + std::to_string(file)); }
 
 private:
-    const int file_;
-    const int replaced_;
+    const int file;
+    const int replaced;
 };
 
 Outcome run(Strings command, const Strings& variables)
@@ -76,8 +77,9 @@ Outcome run(Strings command, const Strings& variables)
                                   pointersTo(command).data(), pointersTo(environment).data());
     posix_spawn_file_actions_destroy(&actions);
     int status = -1;
-    if (error == 0)
+    if (error == 0) {
         waitpid(child, &status, 0);
+    }
     return {status, out.text(), err.text()};
 }
 
@@ -89,16 +91,16 @@ Outcome print(Strings variables, Strings arguments)
     return run(arguments, variables);
 }
 
-const Strings failureAndTrace = {"1", "zt_pipe", "failure", "4", "zt_pipe", "trace"};
-const std::string failureLine = "2026-11-21 09:12:13.123 1 zt_pipe failure\n";
-const std::string traceLine = "2026-11-21 09:12:13.123 4 zt_pipe trace\n";
+const Strings FAILURE_AND_TRACE = {"1", "zt_pipe", "failure", "4", "zt_pipe", "trace"};
+const std::string FAILURE_LINE = "2026-11-21 09:12:13.123 1 zt_pipe failure\n";
+const std::string TRACE_LINE = "2026-11-21 09:12:13.123 4 zt_pipe trace\n";
 
 } // namespace
 
 TEST(ZTDebugEnvironment, ByDefaultFailuresOfAllSectionsGoToStderr)
 {
-    const Outcome outcome = print({}, failureAndTrace);
-    EXPECT_EQ(outcome.err, failureLine);
+    const Outcome outcome = print({}, FAILURE_AND_TRACE);
+    EXPECT_EQ(outcome.err, FAILURE_LINE);
     EXPECT_EQ(outcome.out, "");
     EXPECT_EQ(outcome.status, 0);
 }
@@ -112,17 +114,18 @@ TEST(ZTDebugEnvironment, TheTimeIsLocal)
 
 TEST(ZTDebugEnvironment, LinesUpToTheLevelAreShown)
 {
-    EXPECT_EQ(print({"ZT_DEBUG_LEVEL=1"}, failureAndTrace).err, failureLine);
-    EXPECT_EQ(print({"ZT_DEBUG_LEVEL=3"}, failureAndTrace).err, failureLine);
-    EXPECT_EQ(print({"ZT_DEBUG_LEVEL=4"}, failureAndTrace).err, failureLine + traceLine);
-    EXPECT_EQ(print({"ZT_DEBUG_LEVEL=2147483647"}, failureAndTrace).err, failureLine + traceLine);
+    EXPECT_EQ(print({"ZT_DEBUG_LEVEL=1"}, FAILURE_AND_TRACE).err, FAILURE_LINE);
+    EXPECT_EQ(print({"ZT_DEBUG_LEVEL=3"}, FAILURE_AND_TRACE).err, FAILURE_LINE);
+    EXPECT_EQ(print({"ZT_DEBUG_LEVEL=4"}, FAILURE_AND_TRACE).err, FAILURE_LINE + TRACE_LINE);
+    EXPECT_EQ(print({"ZT_DEBUG_LEVEL=2147483647"}, FAILURE_AND_TRACE).err,
+              FAILURE_LINE + TRACE_LINE);
 }
 
 TEST(ZTDebugEnvironment, LevelZeroAndBelowSilences)
 {
-    EXPECT_EQ(print({"ZT_DEBUG_LEVEL=0"}, failureAndTrace).err, "");
+    EXPECT_EQ(print({"ZT_DEBUG_LEVEL=0"}, FAILURE_AND_TRACE).err, "");
     EXPECT_EQ(print({"ZT_DEBUG_LEVEL=0"}, {"0", "zt_pipe", "", "-7", "zt_pipe", ""}).err, "");
-    EXPECT_EQ(print({"ZT_DEBUG_LEVEL=-1"}, failureAndTrace).err, "");
+    EXPECT_EQ(print({"ZT_DEBUG_LEVEL=-1"}, FAILURE_AND_TRACE).err, "");
 }
 
 TEST(ZTDebugEnvironment, TheFirstCallOfAllMayBeALine)
@@ -136,7 +139,7 @@ TEST(ZTDebugEnvironment, WhatIsNoNumberIsTheDefaultLevel)
 {
     for (const char* level : {"", "x", "4x", " 4", "4 ", "0x4", "-", "99999999999"}) {
         const std::string variable = std::string("ZT_DEBUG_LEVEL=") + level;
-        EXPECT_EQ(print({variable}, failureAndTrace).err, failureLine) << variable;
+        EXPECT_EQ(print({variable}, FAILURE_AND_TRACE).err, FAILURE_LINE) << variable;
     }
 }
 
@@ -152,7 +155,7 @@ TEST(ZTDebugEnvironment, OnlyTheSectionsListedAreShown)
 
 TEST(ZTDebugEnvironment, AnEmptyListShowsAllSections)
 {
-    EXPECT_EQ(print({"ZT_DEBUG_SECTIONS="}, failureAndTrace).err, failureLine);
+    EXPECT_EQ(print({"ZT_DEBUG_SECTIONS="}, FAILURE_AND_TRACE).err, FAILURE_LINE);
 }
 
 TEST(ZTDebugEnvironment, LevelAndSectionsDecideWhatASinkGets)
@@ -171,8 +174,8 @@ TEST(ZTDebugEnvironment, TheHostsLevelTakesThePlaceOfTheEnvironments)
 
 TEST(ZTDebugEnvironment, StderrMayBeNamed)
 {
-    EXPECT_EQ(print({"ZT_DEBUG_OUTPUT=stderr"}, failureAndTrace).err, failureLine);
-    EXPECT_EQ(print({"ZT_DEBUG_OUTPUT="}, failureAndTrace).err, failureLine);
+    EXPECT_EQ(print({"ZT_DEBUG_OUTPUT=stderr"}, FAILURE_AND_TRACE).err, FAILURE_LINE);
+    EXPECT_EQ(print({"ZT_DEBUG_OUTPUT="}, FAILURE_AND_TRACE).err, FAILURE_LINE);
 }
 
 TEST(ZTDebugEnvironment, AFileIsCreatedWithTheModeTheUmaskLeavesAndNotInherited)
@@ -180,9 +183,9 @@ TEST(ZTDebugEnvironment, AFileIsCreatedWithTheModeTheUmaskLeavesAndNotInherited)
     const TemporaryFolder temporary;
     const std::string file = temporary / "log";
     const mode_t before = umask(027);
-    const Outcome outcome = print({"ZT_DEBUG_OUTPUT=" + file}, failureAndTrace);
+    const Outcome outcome = print({"ZT_DEBUG_OUTPUT=" + file}, FAILURE_AND_TRACE);
     umask(before);
-    EXPECT_EQ(readAll(file), failureLine);
+    EXPECT_EQ(readAll(file), FAILURE_LINE);
     EXPECT_EQ(outcome.err, "");
     EXPECT_EQ(outcome.out, "close-on-exec\n");
     struct stat status {};
@@ -195,31 +198,31 @@ TEST(ZTDebugEnvironment, AFileIsAppendedTo)
     const TemporaryFolder temporary;
     const std::string file = temporary / "log";
     writeAll(file, "what was there\n");
-    print({"ZT_DEBUG_OUTPUT=" + file, "ZT_DEBUG_LEVEL=4"}, failureAndTrace);
-    EXPECT_EQ(readAll(file), "what was there\n" + failureLine + traceLine);
+    print({"ZT_DEBUG_OUTPUT=" + file, "ZT_DEBUG_LEVEL=4"}, FAILURE_AND_TRACE);
+    EXPECT_EQ(readAll(file), "what was there\n" + FAILURE_LINE + TRACE_LINE);
 }
 
 TEST(ZTDebugEnvironment, AFileIsOpenedOnlyForALine)
 {
     const TemporaryFolder temporary;
     const std::string file = temporary / "log";
-    print({"ZT_DEBUG_OUTPUT=" + file, "ZT_DEBUG_LEVEL=0"}, failureAndTrace);
+    print({"ZT_DEBUG_OUTPUT=" + file, "ZT_DEBUG_LEVEL=0"}, FAILURE_AND_TRACE);
     EXPECT_FALSE(std::filesystem::exists(file));
 }
 
 TEST(ZTDebugEnvironment, WithoutTheFileOneLineSaysSoAndStderrGetsAll)
 {
     const Outcome outcome =
-        print({"ZT_DEBUG_OUTPUT=/dev/null/log", "ZT_DEBUG_LEVEL=4"}, failureAndTrace);
+        print({"ZT_DEBUG_OUTPUT=/dev/null/log", "ZT_DEBUG_LEVEL=4"}, FAILURE_AND_TRACE);
     EXPECT_EQ(outcome.err, "2026-11-21 09:12:13.123 1 ZTDebug cannot open /dev/null/log "
                            "(Not a directory), using stderr\n" +
-                               failureLine + traceLine);
+                               FAILURE_LINE + TRACE_LINE);
     EXPECT_EQ(outcome.status, 0);
 }
 
 TEST(ZTDebugEnvironment, AFullFileIsAFailure)
 {
-    const Outcome outcome = print({"ZT_DEBUG_OUTPUT=/dev/full"}, failureAndTrace);
+    const Outcome outcome = print({"ZT_DEBUG_OUTPUT=/dev/full"}, FAILURE_AND_TRACE);
     EXPECT_EQ(outcome.err, "");
     ASSERT_TRUE(WIFEXITED(outcome.status));
     EXPECT_EQ(WEXITSTATUS(outcome.status), 1);

@@ -25,7 +25,7 @@ void printFirst()
     on_exit(&printLast, nullptr);
 }
 
-[[gnu::section(".preinit_array"), gnu::used]] void (*const first)() = &printFirst;
+[[gnu::section(".preinit_array"), gnu::used]] void (*const FIRST)() = &printFirst;
 
 } // namespace
 

@@ -34,8 +34,9 @@ void showInheritance(const char* path)
     std::error_code error;
     for (int descriptor = 3; path != nullptr && descriptor < 64; ++descriptor) {
         const auto link = "/proc/self/fd/" + std::to_string(descriptor);
-        if (std::filesystem::read_symlink(link, error) == path)
+        if (std::filesystem::read_symlink(link, error) == path) {
             printf(fcntl(descriptor, F_GETFD) & FD_CLOEXEC ? "close-on-exec\n" : "inherited\n");
+        }
     }
 }
 
@@ -50,7 +51,7 @@ extern "C" void syslog(int priority, const char* format, ...)
 }
 
 // What syslog is called by the name of where _FORTIFY_SOURCE is set.
-extern "C" void __syslog_chk(int priority, int, const char* format, ...)
+extern "C" void _syslog_chk(int priority, int, const char* format, ...)
 {
     va_list arguments;
     va_start(arguments, format);

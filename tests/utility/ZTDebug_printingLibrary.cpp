@@ -4,11 +4,11 @@ using namespace ZT;
 
 namespace {
 
-const unsigned int section = ZTDebug::insertNewDebugSection("library");
+const unsigned int SECTION = ZTDebug::insertNewDebugSection("library");
 
 struct Printer {
-    Printer() { ZTDebug::debugPrintError(1, section, "static constructor"); }
-    ~Printer() { ZTDebug::debugPrintError(1, section, "static destructor"); }
+    Printer() { ZTDebug::debugPrintError(1, SECTION, "static constructor"); }
+    ~Printer() { ZTDebug::debugPrintError(1, SECTION, "static destructor"); }
 } printer;
 
 } // namespace

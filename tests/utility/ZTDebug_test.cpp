@@ -32,8 +32,9 @@ ssize_t writeToStderr(const void* data, size_t size)
 {
     ++writesToStderr;
     errno = EINTR; // which a call may change even when it succeeds
-    if (writing == Writing::Interrupted)
+    if (writing == Writing::Interrupted) {
         return -1;
+    }
     return syscall(SYS_write, STDERR_FILENO, data, writing == Writing::Short ? size - 1 : size);
 }
 
@@ -43,16 +44,18 @@ public:
     StderrCapture() : stderr_(dup(STDERR_FILENO))
     {
         int ends[2];
-        if (pipe(ends) != 0)
+        if (pipe(ends) != 0) {
             std::abort();
+        }
         dup2(ends[1], STDERR_FILENO);
         close(ends[1]);
-        reader_ = std::async(std::launch::async, &StderrCapture::readAll, ends[0]);
+        reader = std::async(std::launch::async, &StderrCapture::readAll, ends[0]);
     }
     ~StderrCapture()
     {
-        if (reader_.valid())
+        if (reader.valid()) {
             text();
+        }
     }
     StderrCapture(const StderrCapture&) = delete;
     StderrCapture& operator=(const StderrCapture&) = delete;
@@ -61,7 +64,7 @@ public:
     {
         dup2(stderr_, STDERR_FILENO);
         close(stderr_);
-        return reader_.get();
+        return reader.get();
     }
 
 private:
@@ -70,23 +73,28 @@ private:
         std::string text;
         std::array<char, 65536> buffer;
         ssize_t count = 0;
-        while ((count = read(descriptor, buffer.data(), buffer.size())) > 0)
+        while ((count = read(descriptor, buffer.data(), buffer.size())) > 0) {
             text.append(buffer.data(), static_cast<size_t>(count));
+        }
         close(descriptor);
         return text;
     }
 
     const int stderr_;
-    std::future<std::string> reader_;
+    std::future<std::string> reader;
 };
 
 void inThreads(int count, const std::function<void(int)>& work)
 {
     std::vector<std::thread> threads;
-    for (int thread = 0; thread < count; ++thread)
+    threads.reserve(count);
+
+    for (int thread = 0; thread < count; ++thread) {
         threads.emplace_back(work, thread);
-    for (std::thread& thread : threads)
+    }
+    for (std::thread& thread : threads) {
         thread.join();
+    }
 }
 
 // Notes what it gets in the vector of strings that is its context.
@@ -100,8 +108,9 @@ class ZTDebugTest : public testing::Test {
 protected:
     ZTDebugTest()
     {
-        for (const char* name : {"ZT_DEBUG_LEVEL", "ZT_DEBUG_SECTIONS", "ZT_DEBUG_OUTPUT"})
+        for (const char* name : {"ZT_DEBUG_LEVEL", "ZT_DEBUG_SECTIONS", "ZT_DEBUG_OUTPUT"}) {
             unsetenv(name);
+        }
         setenv("TZ", "UTC0", 1);
         tzset();
     }
@@ -120,8 +129,9 @@ protected:
 
 extern "C" ssize_t write(int descriptor, const void* data, size_t size)
 {
-    if (descriptor == STDERR_FILENO)
+    if (descriptor == STDERR_FILENO) {
         return writeToStderr(data, size);
+    }
     return syscall(SYS_write, descriptor, data, size);
 }
 
@@ -137,8 +147,9 @@ TEST_F(ZTDebugTest, RegisteringANameAgainTakesNoMemory)
     const std::string name = "a name too long to be held without memory of its own";
     const unsigned int key = ZTDebug::insertNewDebugSection(name);
     const size_t before = mallinfo2().uordblks;
-    for (int count = 0; count < 10000; ++count)
+    for (int count = 0; count < 10000; ++count) {
         ASSERT_EQ(ZTDebug::insertNewDebugSection(name), key);
+    }
     EXPECT_EQ(mallinfo2().uordblks, before);
 }
 
@@ -163,12 +174,14 @@ TEST_F(ZTDebugTest, ThreadsThatRegisterTheSameNamesGetTheSameKeys)
 {
     std::array<std::vector<unsigned int>, 8> keys;
     inThreads(8, [&keys](int thread) {
-        for (int name = 0; name < 200; ++name)
+        for (int name = 0; name < 200; ++name) {
             keys[static_cast<size_t>(thread)].push_back(
                 ZTDebug::insertNewDebugSection("shared " + std::to_string(name)));
+        }
     });
-    for (const auto& other : keys)
+    for (const auto& other : keys) {
         EXPECT_EQ(other, keys[0]);
+    }
 }
 
 TEST_F(ZTDebugTest, ALineHasTimeLevelSectionAndText)
@@ -276,18 +289,18 @@ TEST_F(ZTDebugTest, ErrnoIsKeptWhenALineCannotBeWritten)
 
 namespace {
 
-constexpr int floodThreads = 8;
-constexpr int floodLines = 1000;
+constexpr int FLOOD_THREADS = 8;
+constexpr int FLOOD_LINES = 1000;
 
 std::string floodText(int line)
 {
-    const int length = line == floodLines - 1 ? 100000 : line % 10 == 0 ? line * 100 : line;
+    const int length = line == FLOOD_LINES - 1 ? 100000 : line % 10 == 0 ? line * 100 : line;
     return std::string(static_cast<size_t>(length), static_cast<char>('a' + line % 26));
 }
 
 void expectFloodOfWholeLines(const std::vector<std::string>& lines)
 {
-    std::array<int, floodThreads> next{};
+    std::array<int, FLOOD_THREADS> next{};
     const std::string start = "2026-11-21 09:12:13.123 1 flood ";
     for (const std::string& line : lines) {
         ASSERT_EQ(line.substr(0, start.size()), start);
@@ -297,7 +310,7 @@ void expectFloodOfWholeLines(const std::vector<std::string>& lines)
         ASSERT_TRUE(line == expected) << "line " << next[thread] << " of thread " << thread;
         ++next[thread];
     }
-    EXPECT_THAT(next, testing::Each(floodLines));
+    EXPECT_THAT(next, testing::Each(FLOOD_LINES));
 }
 
 } // namespace
@@ -308,14 +321,15 @@ TEST_F(ZTDebugTest, LinesOfAnyLengthFromAnyThreadAreOneWriteEachAndWhole)
     const int before = writesToStderr;
     std::atomic<int> failures{0};
     StderrCapture capture;
-    inThreads(floodThreads, [section, &failures](int thread) {
-        for (int line = 0; line < floodLines; ++line)
+    inThreads(FLOOD_THREADS, [section, &failures](int thread) {
+        for (int line = 0; line < FLOOD_LINES; ++line) {
             failures +=
                 ZTDebug::debugPrintError(1, section, "%d %s", thread, floodText(line).c_str());
+        }
     });
     const std::string text = capture.text();
     EXPECT_EQ(failures, 0);
-    EXPECT_EQ(writesToStderr - before, floodThreads * floodLines);
+    EXPECT_EQ(writesToStderr - before, FLOOD_THREADS * FLOOD_LINES);
     ASSERT_EQ(text.back(), '\n');
     expectFloodOfWholeLines(ZTStringTokenizer::tokenize(text.substr(0, text.size() - 1), "\n"));
 }
@@ -396,8 +410,9 @@ TEST_F(ZTDebugTest, ASinkIsCalledOneCallAtATime)
     };
     ZTDebug::setSink(count, &calls);
     inThreads(8, [this](int) {
-        for (int line = 0; line < 500; ++line)
+        for (int line = 0; line < 500; ++line) {
             ZTDebug::debugPrintError(1, pipeSection, "line");
+        }
     });
     EXPECT_FALSE(calls.overlapped);
     EXPECT_EQ(calls.count, 4000);
@@ -416,8 +431,9 @@ void expectNotRetired(void* context, int, const char*, const char*)
     auto& host = *static_cast<Host*>(context);
     host.wasCalled = true;
     std::this_thread::yield();
-    if (host.isRetired)
+    if (host.isRetired) {
         host.wasCalledRetired = true;
+    }
 }
 
 } // namespace
@@ -428,19 +444,22 @@ TEST_F(ZTDebugTest, AReplacedSinkIsNotRunningAndNotCalledAgain)
     ZTDebug::setSink(&expectNotRetired, &hosts[0]);
     const auto replaceAll = [&hosts] {
         for (size_t next = 1; next < hosts.size(); ++next) {
-            while (!hosts[next - 1].wasCalled)
+            while (!hosts[next - 1].wasCalled) {
                 std::this_thread::yield();
+            }
             ZTDebug::setSink(&expectNotRetired, &hosts[next]);
             hosts[next - 1].isRetired = true;
         }
     };
     const auto printUntilReplaced = [this, &hosts] {
-        while (!hosts[hosts.size() - 2].isRetired)
+        while (!hosts[hosts.size() - 2].isRetired) {
             ZTDebug::debugPrintError(1, pipeSection, "line");
+        }
     };
     inThreads(3, [&](int thread) { thread == 0 ? replaceAll() : printUntilReplaced(); });
-    for (const Host& host : hosts)
+    for (const Host& host : hosts) {
         EXPECT_FALSE(host.wasCalledRetired);
+    }
 }
 
 TEST_F(ZTDebugTest, AnUnwantedLineAndARegistrationDoNotWaitForARunningSink)

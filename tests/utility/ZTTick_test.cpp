@@ -28,8 +28,9 @@ protected:
 extern "C" int clock_gettime(clockid_t clock, timespec* time) noexcept
 {
     const bool isSet = monotonicTime.tv_sec != 0 || monotonicTime.tv_nsec != 0;
-    if (clock != CLOCK_MONOTONIC || !isSet)
+    if (clock != CLOCK_MONOTONIC || !isSet) {
         return static_cast<int>(syscall(SYS_clock_gettime, clock, time));
+    }
     *time = monotonicTime;
     return 0;
 }

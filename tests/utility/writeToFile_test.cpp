@@ -38,16 +38,18 @@ protected:
 
 extern "C" ssize_t write(int descriptor, const void* data, size_t size)
 {
-    if (isRecording)
+    if (isRecording) {
         recorded.emplace_back(static_cast<const char*>(data), size);
+    }
     return syscall(SYS_write, descriptor, data, isCuttingShort ? size - 1 : size);
 }
 
 extern "C" int close(int descriptor)
 {
     const long result = syscall(SYS_close, descriptor);
-    if (!isCloseFailing)
+    if (!isCloseFailing) {
         return static_cast<int>(result);
+    }
     errno = EIO;
     return -1;
 }

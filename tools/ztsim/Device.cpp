@@ -36,6 +36,16 @@ int spawnFresh(char** command, pid_t& pid)
     return error;
 }
 
+/// Blocks SIGCHLD and returns a descriptor to read it from.
+int openChildSignals()
+{
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGCHLD);
+    ::sigprocmask(SIG_BLOCK, &signals, nullptr);
+    return ::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
+}
+
 int exitCodeOf(int status)
 {
     return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
@@ -47,17 +57,18 @@ int runDevice(const Options& options, int outside)
         return Device(options, outside).run();
     } catch (const std::exception& error) {
         log(error.what());
-        return kFailed;
+        return FAILED;
     }
 }
 
 } // namespace
 
 Device::Device(const Options& options, int outside)
-    : command_(options.command), outside_(context_, {}, outside), childEnded_(context_, SIGCHLD)
+    : command(options.command), outside(context, {}, outside),
+      childSignals(context, openChildSignals())
 {
     if (options.power) {
-        power_.emplace(context_, *options.power);
+        power.emplace(context, *options.power);
     }
 }
 
@@ -66,30 +77,30 @@ int Device::run()
     if (start()) {
         passSignals();
         reapChildren();
-        context_.run();
+        context.run();
     }
-    return exitCode_;
+    return exitCode;
 }
 
 bool Device::start()
 {
-    const int error = spawnFresh(command_, pid_);
+    const int error = spawnFresh(command, pid);
     if (error != 0) {
-        log(std::string("cannot run ") + *command_ + ": " + std::strerror(error));
-        exitCode_ = error == ENOENT ? 127 : 126;
+        log(std::string("cannot run ") + *command + ": " + std::strerror(error));
+        exitCode = error == ENOENT ? 127 : 126;
     }
     return error == 0;
 }
 
 void Device::passSignals()
 {
-    boost::asio::async_read(outside_, boost::asio::buffer(&signal_, sizeof signal_),
+    boost::asio::async_read(outside, boost::asio::buffer(&signal, sizeof signal),
                             [this](const auto& error, std::size_t) {
                                 if (error) { // the outside is dead
-                                    context_.stop();
+                                    context.stop();
                                     return;
                                 }
-                                ::kill(pid_, signal_);
+                                ::kill(pid, signal);
                                 passSignals();
                             });
 }
@@ -99,13 +110,18 @@ void Device::reapChildren()
     int status = 0;
     for (pid_t ended = ::waitpid(-1, &status, WNOHANG); ended > 0;
          ended = ::waitpid(-1, &status, WNOHANG)) {
-        if (ended == pid_) {
-            exitCode_ = exitCodeOf(status);
-            context_.stop();
+        if (ended == pid) {
+            exitCode = exitCodeOf(status);
+            context.stop();
             return;
         }
     }
-    childEnded_.async_wait([this](const auto& /*error*/, int) { reapChildren(); });
+    childSignals.async_read_some(boost::asio::buffer(&childSignal, sizeof childSignal),
+                                 [this](const auto& error, std::size_t) {
+                                     if (!error) {
+                                         reapChildren();
+                                     }
+                                 });
 }
 
 int runInside(const Options& options)

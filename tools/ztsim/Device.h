@@ -5,9 +5,10 @@
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/local/stream_protocol.hpp>
-#include <boost/asio/signal_set.hpp>
+#include <boost/asio/posix/stream_descriptor.hpp>
 
 #include <optional>
+#include <sys/signalfd.h>
 #include <sys/types.h>
 
 namespace ztsim {
@@ -27,14 +28,15 @@ private:
     void passSignals();
     void reapChildren();
 
-    char** const command_;
-    boost::asio::io_context context_;
-    boost::asio::local::stream_protocol::socket outside_;
-    boost::asio::signal_set childEnded_;
-    std::optional<PowerDaemon> power_;
-    pid_t pid_ = -1;
-    unsigned char signal_ = 0;
-    int exitCode_ = kFailed;
+    char** const command;
+    boost::asio::io_context context;
+    boost::asio::local::stream_protocol::socket outside;
+    boost::asio::posix::stream_descriptor childSignals;
+    signalfd_siginfo childSignal{};
+    std::optional<PowerDaemon> power;
+    pid_t pid = -1;
+    unsigned char signal = 0;
+    int exitCode = FAILED;
 };
 
 /// Runs COMMAND within the sandbox and tells the outside its exit code.

@@ -9,7 +9,7 @@
 namespace ztsim {
 namespace {
 
-constexpr std::array<std::pair<Fault, const char*>, 5> kNames{{
+constexpr std::array<std::pair<Fault, const char*>, 5> NAMES{{
     {Fault::HangUp, "hang-up"},
     {Fault::ShortRecord, "short-record"},
     {Fault::UnknownType, "unknown-type"},
@@ -19,7 +19,7 @@ constexpr std::array<std::pair<Fault, const char*>, 5> kNames{{
 
 Fault faultNamed(const std::string& text)
 {
-    for (const auto& [fault, name] : kNames) {
+    for (const auto& [fault, name] : NAMES) {
         if (text == name) {
             return fault;
         }
@@ -50,7 +50,7 @@ Faults parseFaults(const std::vector<std::string>& texts)
 
 const char* nameOf(Fault fault)
 {
-    for (const auto& [known, name] : kNames) {
+    for (const auto& [known, name] : NAMES) {
         if (known == fault) {
             return name;
         }

@@ -16,14 +16,14 @@
 namespace ztsim {
 namespace {
 
-constexpr const char* kPowerGroup = "Power-management daemon";
-constexpr const char* kFaultGroup = "Faults of the power-management daemon";
+constexpr const char* POWER_GROUP = "Power-management daemon";
+constexpr const char* FAULT_GROUP = "Faults of the power-management daemon";
 
-constexpr const char* kAbout =
+constexpr const char* ABOUT =
     "Runs COMMAND on a simulated device: in its own user, mount, pid and network namespace, as\n"
     "root, with nothing in /var/run but the sockets of the device's daemons.";
 
-constexpr const char* kFooter =
+constexpr const char* FOOTER =
     "KIND is what happens when the Nth record, of all clients since the start, arrives, instead "
     "of\n"
     "the handling of that record:\n"
@@ -121,50 +121,50 @@ private:
     void addPowerOptions();
     void addFaultOptions();
 
-    Options& options_;
-    PowerDaemonOptions power_;
-    bool noPower_ = false;
-    CLI::App app_{kAbout, "ztsim"};
+    Options& options;
+    PowerDaemonOptions power;
+    bool noPower = false;
+    CLI::App app{ABOUT, "ztsim"};
 };
 
-CommandLine::CommandLine(Options& options) : options_(options)
+CommandLine::CommandLine(Options& options) : options(options)
 {
-    app_.formatter(std::make_shared<Formatter>());
-    app_.footer(kFooter);
-    app_.set_version_flag("--version", "ztsim " ZTSIM_VERSION);
-    app_.add_flag("-v,--verbose", power_.verbose,
-                  "Log each record received and sent, and each fault, on stderr");
-    app_.add_option("--inside", options_.inside)->group("");
+    app.formatter(std::make_shared<Formatter>());
+    app.footer(FOOTER);
+    app.set_version_flag("--version", "ztsim " ZTSIM_VERSION);
+    app.add_flag("-v,--verbose", power.verbose,
+                 "Log each record received and sent, and each fault, on stderr");
+    app.add_option("--inside", options.inside)->group("");
     addPowerOptions();
     addFaultOptions();
 }
 
 void CommandLine::addPowerOptions()
 {
-    PowerSettings& settings = power_.settings;
+    PowerSettings& settings = power.settings;
     CLI::Option* const none =
-        app_.add_flag("--no-power-daemon", noPower_, "Nothing listens on /var/run/ztpmd_api");
+        app.add_flag("--no-power-daemon", noPower, "Nothing listens on /var/run/ztpmd_api");
     CLI::Option* const state =
-        app_.add_option("--power-state", settings.state, "Initial power state; 0 by default")
+        app.add_option("--power-state", settings.state, "Initial power state; 0 by default")
             ->type_name("0..5")
             ->check(CLI::Range(0U, 5U).description(""));
 
     CLI::Option* const timeout = addAssignments(
-        app_, "--power-timeout", [&settings](const auto& text) { setTimeout(settings, text); },
+        app, "--power-timeout", [&settings](const auto& text) { setTimeout(settings, text); },
         "Initial time-out of a power state 0..5; 0 by default; repeatable");
     CLI::Option* const time =
-        app_.add_option("--propagation-time", settings.propagationTime,
-                        "Initial propagation time of power state 2; 0 by default")
+        app.add_option("--propagation-time", settings.propagationTime,
+                       "Initial propagation time of power state 2; 0 by default")
             ->type_name("0..30")
-            ->check(CLI::Range(0U, PowerSettings::kMaxPropagationTime).description(""));
+            ->check(CLI::Range(0U, PowerSettings::MAX_PROPAGATION_TIME).description(""));
 
     CLI::Option* const device = addAssignments(
-        app_, "--device", [&settings](const auto& text) { setDevice(settings, text); },
+        app, "--device", [&settings](const auto& text) { setDevice(settings, text); },
         "Initial state of a device in low power; 0 by default; repeatable");
     timeout->type_name("STATE=VALUE");
     device->type_name("NAME=STATE");
     for (CLI::Option* option : {none, state, timeout, time, device}) {
-        option->group(kPowerGroup);
+        option->group(POWER_GROUP);
     }
     for (CLI::Option* option : {state, timeout, time, device}) {
         option->excludes(none);
@@ -174,15 +174,15 @@ void CommandLine::addPowerOptions()
 void CommandLine::addFaultOptions()
 {
     CLI::Option* const fault = addRepeatable(
-        app_, "--power-fault", [this](const auto& texts) { power_.faults = parseFaults(texts); },
+        app, "--power-fault", [this](const auto& texts) { power.faults = parseFaults(texts); },
         "What goes wrong at which record, see below; repeatable");
     fault->type_name("KIND@N");
-    CLI::Option* const away = app_.add_option_function<unsigned>(
-        "--power-away", [this](unsigned value) { power_.away = std::chrono::milliseconds(value); },
+    CLI::Option* const away = app.add_option_function<unsigned>(
+        "--power-away", [this](unsigned value) { power.away = std::chrono::milliseconds(value); },
         "How long a hang-up lasts; 300 by default");
     away->type_name("MS");
     for (CLI::Option* option : {fault, away}) {
-        option->group(kFaultGroup)->excludes("--no-power-daemon");
+        option->group(FAULT_GROUP)->excludes("--no-power-daemon");
     }
 }
 
@@ -191,25 +191,25 @@ void CommandLine::parse(int argc, char** argv)
     char** const end = argv + argc;
     char** const marker =
         std::find_if(argv, end, [](std::string_view text) { return text == "--"; });
-    app_.parse(static_cast<int>(marker - argv), argv);
+    app.parse(static_cast<int>(marker - argv), argv);
     if (end - marker < 2) {
         throw CLI::RequiredError("-- COMMAND");
     }
-    options_.command = marker + 1;
-    if (noPower_) {
-        options_.power.reset();
+    options.command = marker + 1;
+    if (noPower) {
+        options.power.reset();
     } else {
-        options_.power = power_;
+        options.power = power;
     }
 }
 
 int CommandLine::exit(const CLI::ParseError& error) const
 {
     if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
-        return app_.exit(error);
+        return app.exit(error);
     }
     log(std::string(error.what()) + "; see ztsim --help");
-    return kFailed;
+    return FAILED;
 }
 
 } // namespace

@@ -9,7 +9,7 @@
 namespace ztsim {
 
 /// The exit code of ztsim's own failures.
-constexpr int kFailed = 125;
+constexpr int FAILED = 125;
 
 struct Options {
     std::optional<PowerDaemonOptions> power = PowerDaemonOptions{}; ///< unless it is not to run

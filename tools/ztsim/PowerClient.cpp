@@ -12,25 +12,25 @@ namespace ztsim {
 namespace {
 
 /// So many records may wait, beyond what the socket takes, for a client to read them.
-constexpr std::size_t kMostWaiting = 1024;
+constexpr std::size_t MOST_WAITING = 1024;
 
 } // namespace
 
 PowerClient::PowerClient(Socket socket, Received received, Gone gone)
-    : socket_(std::move(socket)), received_(std::move(received)), gone_(std::move(gone))
+    : socket(std::move(socket)), received(std::move(received)), gone(std::move(gone))
 {}
 
 void PowerClient::read()
 {
-    boost::asio::async_read(socket_, boost::asio::buffer(&incoming_, sizeof incoming_),
+    boost::asio::async_read(socket, boost::asio::buffer(&incoming, sizeof incoming),
                             [self = shared_from_this()](const auto& error, std::size_t) {
-                                if (!error && self->socket_.is_open()) {
-                                    self->received_(*self, self->incoming_);
+                                if (!error && self->socket.is_open()) {
+                                    self->received(*self, self->incoming);
                                 }
-                                if (!error && self->socket_.is_open()) {
+                                if (!error && self->socket.is_open()) {
                                     self->read();
                                 } else {
-                                    self->gone_(*self);
+                                    self->gone(*self);
                                 }
                             });
 }
@@ -43,42 +43,42 @@ void PowerClient::send(const PowerRecord& record)
 void PowerClient::sendCut(const PowerRecord& record, std::size_t size)
 {
     enqueue({record, size});
-    cut_ = true;
+    cut = true;
 }
 
 void PowerClient::close()
 {
     boost::system::error_code ignored;
-    socket_.close(ignored);
+    socket.close(ignored);
 }
 
-void PowerClient::enqueue(const Outgoing& outgoing)
+void PowerClient::enqueue(const Outgoing& next)
 {
-    if (cut_ || !socket_.is_open()) {
+    if (cut || !socket.is_open()) {
         return;
     }
-    if (outgoing_.size() == kMostWaiting) {
+    if (outgoing.size() == MOST_WAITING) {
         log("power: dropped a client that does not read");
         close();
         return;
     }
-    outgoing_.push_back(outgoing);
-    if (outgoing_.size() == 1) {
+    outgoing.push_back(next);
+    if (outgoing.size() == 1) {
         write();
     }
 }
 
 void PowerClient::write()
 {
-    const Outgoing& next = outgoing_.front();
-    boost::asio::async_write(socket_, boost::asio::buffer(&next.record, next.size),
+    const Outgoing& next = outgoing.front();
+    boost::asio::async_write(socket, boost::asio::buffer(&next.record, next.size),
                              [self = shared_from_this()](const auto& error, std::size_t) {
                                  if (error) {
                                      self->close();
                                      return;
                                  }
-                                 self->outgoing_.pop_front();
-                                 if (!self->outgoing_.empty()) {
+                                 self->outgoing.pop_front();
+                                 if (!self->outgoing.empty()) {
                                      self->write();
                                  }
                              });

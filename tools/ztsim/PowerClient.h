@@ -37,15 +37,15 @@ private:
         std::size_t size;
     };
 
-    void enqueue(const Outgoing& outgoing);
+    void enqueue(const Outgoing& next);
     void write();
 
-    Socket socket_;
-    Received received_;
-    Gone gone_;
-    PowerRecord incoming_{};
-    std::deque<Outgoing> outgoing_;
-    bool cut_ = false;
+    Socket socket;
+    Received received;
+    Gone gone;
+    PowerRecord incoming{};
+    std::deque<Outgoing> outgoing;
+    bool cut = false;
 };
 
 } // namespace ztsim

@@ -12,38 +12,38 @@ namespace {
 
 using Stream = boost::asio::local::stream_protocol;
 
-constexpr const char* kPath = "/var/run/ztpmd_api";
-constexpr std::size_t kShortSize = 20;
-constexpr std::uint32_t kUnknownType = 99;
-constexpr const char* kUnknownDevice = "toaster";
+constexpr const char* PATH = "/var/run/ztpmd_api";
+constexpr std::size_t SHORT_SIZE = 20;
+constexpr std::uint32_t UNKNOWN_TYPE = 99;
+constexpr const char* UNKNOWN_DEVICE = "toaster";
 
 } // namespace
 
-PowerDaemon::PowerDaemon(boost::asio::io_context& context, PowerDaemonOptions options)
-    : options_(std::move(options)), manager_(options_.settings), acceptor_(context), timer_(context)
+PowerDaemon::PowerDaemon(boost::asio::io_context& context, PowerDaemonOptions given)
+    : options(std::move(given)), manager(options.settings), acceptor(context), timer(context)
 {
     listen();
 }
 
 void PowerDaemon::listen()
 {
-    acceptor_.open();
-    ::fcntl(acceptor_.native_handle(), F_SETFD, FD_CLOEXEC);
-    acceptor_.bind(Stream::endpoint(kPath));
-    acceptor_.listen();
-    acceptor_.non_blocking(true);
+    acceptor.open();
+    ::fcntl(acceptor.native_handle(), F_SETFD, FD_CLOEXEC);
+    acceptor.bind(Stream::endpoint(PATH));
+    acceptor.listen();
+    acceptor.non_blocking(true);
     awaitClients();
 }
 
 void PowerDaemon::awaitClients()
 {
-    full_ = false;
-    acceptor_.async_wait(Stream::acceptor::wait_read, [this](const auto& error) {
+    full = false;
+    acceptor.async_wait(Stream::acceptor::wait_read, [this](const auto& error) {
         if (error) {
             return;
         }
         acceptClients();
-        if (!full_) {
+        if (!full) {
             awaitClients();
         }
     });
@@ -52,14 +52,14 @@ void PowerDaemon::awaitClients()
 void PowerDaemon::acceptClients()
 {
     boost::system::error_code error;
-    PowerClient::Socket socket = acceptor_.accept(error);
+    PowerClient::Socket socket = acceptor.accept(error);
     while (!error) {
         addClient(std::move(socket));
-        socket = acceptor_.accept(error);
+        socket = acceptor.accept(error);
     }
-    if (error != boost::asio::error::would_block && !full_) {
+    if (error != boost::asio::error::would_block && !full) {
         log("power: no more clients for now: " + error.message());
-        full_ = true;
+        full = true;
     }
 }
 
@@ -69,15 +69,15 @@ void PowerDaemon::addClient(PowerClient::Socket socket)
         std::move(socket),
         [this](PowerClient& sender, const PowerRecord& record) { received(sender, record); },
         [this](PowerClient& gone) { removeClient(gone); });
-    clients_.insert(client);
+    clients.insert(client);
     client->read();
 }
 
 void PowerDaemon::removeClient(PowerClient& client)
 {
     client.close();
-    clients_.erase(client.shared_from_this());
-    if (full_) {
+    clients.erase(client.shared_from_this());
+    if (full) {
         awaitClients();
     }
 }
@@ -85,8 +85,8 @@ void PowerDaemon::removeClient(PowerClient& client)
 void PowerDaemon::received(PowerClient& sender, const PowerRecord& record)
 {
     logRecord("<-", record);
-    const auto fault = options_.faults.find(++records_);
-    if (fault == options_.faults.end()) {
+    const auto fault = options.faults.find(++records);
+    if (fault == options.faults.end()) {
         handle(sender, record);
     } else {
         suffer(fault->second, sender);
@@ -95,7 +95,7 @@ void PowerDaemon::received(PowerClient& sender, const PowerRecord& record)
 
 void PowerDaemon::handle(PowerClient& sender, const PowerRecord& record)
 {
-    const PowerReply reply = manager_.handle(record);
+    const PowerReply reply = manager.handle(record);
     if (reply.refusal != nullptr) {
         log("power: ignored " + describe(record) + ": " + reply.refusal);
     } else if (reply.to == PowerReply::To::Sender) {
@@ -107,7 +107,7 @@ void PowerDaemon::handle(PowerClient& sender, const PowerRecord& record)
 
 void PowerDaemon::suffer(Fault fault, PowerClient& sender)
 {
-    if (options_.verbose) {
+    if (options.verbose) {
         log(std::string("power: fault ") + nameOf(fault));
     }
     switch (fault) {
@@ -115,13 +115,13 @@ void PowerDaemon::suffer(Fault fault, PowerClient& sender)
         hangUp();
         break;
     case Fault::ShortRecord:
-        sender.sendCut(manager_.powerState(), kShortSize);
+        sender.sendCut(manager.powerState(), SHORT_SIZE);
         break;
     case Fault::UnknownType:
-        send(sender, powerRecord(kUnknownType));
+        send(sender, powerRecord(UNKNOWN_TYPE));
         break;
     case Fault::UnknownDevice:
-        send(sender, deviceRecord(ZT::ZTPMD_DEVICE_STATE, kUnknownDevice, 1));
+        send(sender, deviceRecord(ZT::ZTPMD_DEVICE_STATE, UNKNOWN_DEVICE, 1));
         break;
     case Fault::Silence:
         break;
@@ -130,13 +130,13 @@ void PowerDaemon::suffer(Fault fault, PowerClient& sender)
 
 void PowerDaemon::hangUp()
 {
-    ::unlink(kPath);
-    acceptor_.close();
-    for (const auto& client : clients_) {
+    ::unlink(PATH);
+    acceptor.close();
+    for (const auto& client : clients) {
         client->close();
     }
-    timer_.expires_after(options_.away);
-    timer_.async_wait([this](const auto& error) {
+    timer.expires_after(options.away);
+    timer.async_wait([this](const auto& error) {
         if (!error) {
             listen();
         }
@@ -152,14 +152,14 @@ void PowerDaemon::send(PowerClient& client, const PowerRecord& record)
 void PowerDaemon::sendToAll(const PowerRecord& record)
 {
     acceptClients(); // who has connected by now is to hear of it
-    for (const auto& client : clients_) {
+    for (const auto& client : clients) {
         send(*client, record);
     }
 }
 
 void PowerDaemon::logRecord(const char* direction, const PowerRecord& record) const
 {
-    if (options_.verbose) {
+    if (options.verbose) {
         log(std::string("power: ") + direction + ' ' + describe(record));
     }
 }

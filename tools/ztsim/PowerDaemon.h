@@ -27,7 +27,7 @@ struct PowerDaemonOptions {
 class PowerDaemon {
 public:
     /// Listens from now on; clients are served by the context's run().
-    PowerDaemon(boost::asio::io_context& context, PowerDaemonOptions options);
+    PowerDaemon(boost::asio::io_context& context, PowerDaemonOptions given);
 
 private:
     void listen();
@@ -43,13 +43,13 @@ private:
     void sendToAll(const PowerRecord& record);
     void logRecord(const char* direction, const PowerRecord& record) const;
 
-    const PowerDaemonOptions options_;
-    PowerManager manager_;
-    boost::asio::local::stream_protocol::acceptor acceptor_;
-    boost::asio::steady_timer timer_; ///< to the return from a hang-up
-    std::set<std::shared_ptr<PowerClient>> clients_;
-    bool full_ = false; ///< no file descriptor is left for another client
-    std::uint64_t records_ = 0;
+    const PowerDaemonOptions options;
+    PowerManager manager;
+    boost::asio::local::stream_protocol::acceptor acceptor;
+    boost::asio::steady_timer timer; ///< to the return from a hang-up
+    std::set<std::shared_ptr<PowerClient>> clients;
+    bool full = false; ///< no file descriptor is left for another client
+    std::uint64_t records = 0;
 };
 
 } // namespace ztsim

@@ -5,8 +5,8 @@
 namespace ztsim {
 namespace {
 
-constexpr const char* kNoSuchDevice = "no such device";
-constexpr const char* kStateOutOfRange = "state out of range";
+constexpr const char* NO_SUCH_DEVICE = "no such device";
+constexpr const char* STATE_OUT_OF_RANGE = "state out of range";
 
 PowerReply toSender(const PowerRecord& record)
 {
@@ -38,7 +38,7 @@ std::string reportedName(const std::string& device)
     return device == "video" ? "video0" : device;
 }
 
-PowerManager::PowerManager(PowerSettings settings) : settings_(std::move(settings)) {}
+PowerManager::PowerManager(PowerSettings settings) : settings(std::move(settings)) {}
 
 PowerReply PowerManager::handle(const PowerRecord& request)
 {
@@ -71,40 +71,40 @@ PowerReply PowerManager::handle(const PowerRecord& request)
 
 PowerRecord PowerManager::powerState() const
 {
-    return powerRecord(ZT::ZTPMD_POWER_STATE_1, settings_.state);
+    return powerRecord(ZT::ZTPMD_POWER_STATE_1, settings.state);
 }
 
 PowerReply PowerManager::getTimeout(std::uint32_t state) const
 {
-    if (state >= settings_.timeouts.size()) {
-        return ignored(kStateOutOfRange);
+    if (state >= settings.timeouts.size()) {
+        return ignored(STATE_OUT_OF_RANGE);
     }
-    return toSender(powerRecord(ZT::ZTPMD_TIMEOUT, state, settings_.timeouts[state]));
+    return toSender(powerRecord(ZT::ZTPMD_TIMEOUT, state, settings.timeouts[state]));
 }
 
 PowerReply PowerManager::setTimeout(std::uint32_t state, std::uint32_t value)
 {
-    if (state >= settings_.timeouts.size()) {
-        return ignored(kStateOutOfRange);
+    if (state >= settings.timeouts.size()) {
+        return ignored(STATE_OUT_OF_RANGE);
     }
-    settings_.timeouts[state] = value;
+    settings.timeouts[state] = value;
     return toEverybody(powerRecord(ZT::ZTPMD_TIMEOUT, state, value));
 }
 
 PowerReply PowerManager::getDevice(const std::string& name) const
 {
-    const auto device = settings_.devices.find(name);
-    if (device == settings_.devices.end()) {
-        return ignored(kNoSuchDevice);
+    const auto device = settings.devices.find(name);
+    if (device == settings.devices.end()) {
+        return ignored(NO_SUCH_DEVICE);
     }
     return toSender(deviceRecord(ZT::ZTPMD_DEVICE_STATE, name, device->second));
 }
 
 PowerReply PowerManager::setDevice(const std::string& name, std::int32_t state)
 {
-    const auto device = settings_.devices.find(name);
-    if (device == settings_.devices.end()) {
-        return ignored(kNoSuchDevice);
+    const auto device = settings.devices.find(name);
+    if (device == settings.devices.end()) {
+        return ignored(NO_SUCH_DEVICE);
     }
     device->second = state;
     return toEverybody(deviceRecord(ZT::ZTPMD_DEVICE_STATE, name, state));
@@ -113,32 +113,32 @@ PowerReply PowerManager::setDevice(const std::string& name, std::int32_t state)
 PowerReply PowerManager::setPowerState(std::uint32_t state)
 {
     const bool settable = state <= 2 || state == 5;
-    return settable ? enterState(state) : ignored(kStateOutOfRange);
+    return settable ? enterState(state) : ignored(STATE_OUT_OF_RANGE);
 }
 
 PowerReply PowerManager::enterState(std::uint32_t state)
 {
-    settings_.state = state;
+    settings.state = state;
     return toEverybody(powerRecord(ZT::ZTPMD_POWER_STATE_2, state));
 }
 
 PowerReply PowerManager::getPropagationTime(std::uint32_t state) const
 {
     if (state != 2) {
-        return ignored(kStateOutOfRange);
+        return ignored(STATE_OUT_OF_RANGE);
     }
-    return toSender(powerRecord(ZT::ZTPMD_PROPAGATION_TIME_1, 2, settings_.propagationTime));
+    return toSender(powerRecord(ZT::ZTPMD_PROPAGATION_TIME_1, 2, settings.propagationTime));
 }
 
 PowerReply PowerManager::setPropagationTime(std::uint32_t state, std::uint32_t value)
 {
     if (state != 2) {
-        return ignored(kStateOutOfRange);
+        return ignored(STATE_OUT_OF_RANGE);
     }
-    if (value > PowerSettings::kMaxPropagationTime) {
+    if (value > PowerSettings::MAX_PROPAGATION_TIME) {
         return ignored("value out of range");
     }
-    settings_.propagationTime = value;
+    settings.propagationTime = value;
     return toEverybody(powerRecord(ZT::ZTPMD_PROPAGATION_TIME_2, 2, value));
 }
 

@@ -15,7 +15,7 @@ std::string reportedName(const std::string& device);
 
 /// What the power management of a device keeps.
 struct PowerSettings {
-    static constexpr std::uint32_t kMaxPropagationTime = 30;
+    static constexpr std::uint32_t MAX_PROPAGATION_TIME = 30;
 
     std::uint32_t state = 0;                 ///< the last one the daemon can report, 0 to 5
     std::array<std::uint32_t, 6> timeouts{}; ///< by power state
@@ -57,7 +57,7 @@ private:
     PowerReply getPropagationTime(std::uint32_t state) const;
     PowerReply setPropagationTime(std::uint32_t state, std::uint32_t value);
 
-    PowerSettings settings_;
+    PowerSettings settings;
 };
 
 } // namespace ztsim

@@ -234,7 +234,7 @@ int runOutside(int argc, char** argv)
         return *exitCode;
     }
     logFailure(readErrors(channels.errors), status);
-    return kFailed;
+    return FAILED;
 }
 
 } // namespace ztsim

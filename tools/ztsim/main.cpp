@@ -31,6 +31,6 @@ int main(int argc, char** argv)
         return options.inside ? ztsim::runInside(options) : ztsim::runOutside(argc, argv);
     } catch (const std::exception& error) {
         ztsim::log(error.what());
-        return ztsim::kFailed;
+        return ztsim::FAILED;
     }
 }
