@@ -12,8 +12,8 @@ template <class Member>
 std::size_t slotOf(Member member)
 {
     std::uintptr_t words[2];
-    static_assert(sizeof member == sizeof words, "a member function pointer has two words");
-    std::memcpy(words, &member, sizeof words);
+    static_assert(sizeof(Member) == sizeof(words), "a member function pointer has two words");
+    std::memcpy(words, &member, sizeof(words));
     return words[0] / sizeof(void*);
 }
 

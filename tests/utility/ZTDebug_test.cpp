@@ -87,8 +87,6 @@ private:
 void inThreads(int count, const std::function<void(int)>& work)
 {
     std::vector<std::thread> threads;
-    threads.reserve(count);
-
     for (int thread = 0; thread < count; ++thread) {
         threads.emplace_back(work, thread);
     }

@@ -1,7 +1,7 @@
 """terminal.py SCRIPT COMMAND...: runs COMMAND on a terminal of its own, without echo.
 
-The lines of SCRIPT are "expect TEXT", "type TEXT" (Python escapes), "kill SIGNAL", "resize". Says
-all that came, and ends with COMMAND's exit code."""
+The lines of SCRIPT are "expect TEXT", "type TEXT" (Python escapes), "kill SIGNAL", "resize" and, at
+its end, "hang up". Says all that came, and ends with COMMAND's exit code."""
 import fcntl
 import os
 import pty
@@ -44,7 +44,14 @@ def perform(line, terminal, pid):
         os.kill(pid, signal.Signals[text.decode()])
     elif verb == "resize":
         fcntl.ioctl(terminal, termios.TIOCSWINSZ, struct.pack("4H", 40, 90, 0, 0))
+    elif verb == "hang":
+        os.close(terminal)
+        end(pid)
     return b""
+
+
+def end(pid):
+    raise SystemExit(os.waitstatus_to_exitcode(os.waitpid(pid, 0)[1]))
 
 
 pid, terminal = pty.fork()
@@ -59,4 +66,4 @@ while chunk := receive(terminal):
     output += chunk
 sys.stdout.buffer.write(output.replace(b"\r", b""))
 sys.stdout.flush()
-raise SystemExit(os.waitstatus_to_exitcode(os.waitpid(pid, 0)[1]))
+end(pid)

@@ -333,6 +333,13 @@ ztsim_says_130_after_ctrl_c()
     expect_eq $? 130
 }
 
+ztsim_tells_the_command_that_the_terminal_hung_up()
+{
+    python3 "$here/terminal.py" $'expect ready\nhang up' "$ztsim" -- \
+        sh -c 'echo ready; exec sleep infinity'
+    expect_eq $? 129
+}
+
 ztsim_runs_an_interactive_shell()
 {
     local output

@@ -134,11 +134,11 @@ pid_t startSandbox(const Channels& channels, int argc, char** argv)
     return pid;
 }
 
-/// A terminal signals its whole foreground process group, so COMMAND has got those already.
+/// A terminal sends these to its whole foreground process group, so COMMAND has got them already.
+/// (A hang-up it tells the leader of the session only, which ztsim may be.)
 bool isFromTerminal(const siginfo_t& signal)
 {
     switch (signal.si_signo) {
-    case SIGHUP:
     case SIGINT:
     case SIGQUIT:
     case SIGWINCH:
