@@ -9,7 +9,7 @@ namespace ZT {
 /// state and a way to connect again.
 class ZT_API ZTEndPoint {
 public:
-    explicit ZTEndPoint(bool autoReconnect);
+    explicit ZTEndPoint(bool autoReconnect = false);
     virtual ~ZTEndPoint();
 
     ZTEndPoint(const ZTEndPoint&) = delete;

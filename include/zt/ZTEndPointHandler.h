@@ -12,7 +12,8 @@ class ZTEndPointManager;
 /// manager ignores the results. An exception passes through the manager to its caller.
 ///
 /// A callback may add and remove endpoints, its own too, and delete an endpoint that it has
-/// removed. It must not delete the manager, nor wait on it again.
+/// removed; what it adds takes part from the next wait on. It must not delete the manager. If it
+/// waits on the manager itself, the outer wait may call handlers for what the inner one has read.
 class ZT_API ZTEndPointHandler {
 public:
     /// There is something to read from `endPoint`, or its other end has gone.

@@ -50,8 +50,13 @@ public:
     /// - 2: waits without limit.
     /// - any other: does not wait.
     ///
-    /// 0 after handlers were called; 17 if the time is up; 10 if select() fails, as it does when a
+    /// 0 if something was readable; 17 if the time is up; 10 if select() fails, as it does when a
     /// signal handler runs or a registered descriptor has been closed.
+    ///
+    /// A loop in mode 0 spins when its deadline has passed or is too far ahead. Only mode 0 looks
+    /// for lost endpoints, and their reconnect() runs here. A handler that opens a descriptor may
+    /// get the number of one that was readable and is closed now: if that belongs to another
+    /// registered endpoint, its handler is called although nothing is there.
     int waitForEndPoints(unsigned int deadline, unsigned int mode);
 
     /// Looks at every endpoint: one that is not connected is reconnected if its autoReconnect is

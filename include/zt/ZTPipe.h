@@ -8,10 +8,12 @@ namespace ZT {
 /// An anonymous pipe inside one process, mostly to wake a thread that waits on a ZTEndPointManager.
 ///
 /// One thread may write while another reads; init() and deinit() must not run beside either. No
-/// operation throws. Every failure prints one line in the section "zt_pipe".
+/// operation throws, but for std::bad_alloc out of the constructor. Every failure prints one line
+/// in the section "zt_pipe".
 ///
 /// Writing into a pipe whose read end is closed raises SIGPIPE, which ends the process by default:
-/// handle or ignore that signal.
+/// handle or ignore that signal. Programs that the process starts inherit both descriptors, so the
+/// end of file does not come before they have ended, too.
 class ZT_API ZTPipe : public ZTEndPoint {
 public:
     /// Registers the section; the pipe itself comes with init(). Not reconnected by a manager.

@@ -24,14 +24,14 @@ public:
     /// in the system's thread lists; another name is not applied.
     ///
     /// Returns 0; 10 if no thread is there after it was named. Throws boost::thread_resource_error
-    /// (error 11, EAGAIN) if the system starts none; then the object is as it was before. A second
-    /// call starts a second thread and forgets the first, whose handle is leaked on purpose: use
-    /// one object for one thread.
+    /// (error 11, EAGAIN) if the system starts none, std::bad_alloc without memory; then the object
+    /// is as it was before. A second call starts a second thread and forgets the first, whose
+    /// handle is leaked on purpose: use one object for one thread.
     virtual int startThread(void (*function)(void*), void* argument) = 0;
 
     /// Waits without limit until the thread has ended. Returns 0, also when there is nothing to
     /// join any more. Throws boost::thread_resource_error (error 35, EDEADLK) when a thread joins
-    /// itself.
+    /// itself. In a thread that startThread() started it is an interruption point.
     virtual int join() = 0;
 
     /// Reads the thread's scheduling policy and priority.
@@ -51,14 +51,16 @@ public:
 
     /// Waits at most `milliseconds` until the thread has ended. 0 if it has, 1 if the time ran out
     /// or there is nothing to join; 0 ms asks without waiting. The deadline is on the wall clock,
-    /// so setting the clock meanwhile lengthens or shortens the wait. Throws as join() does.
+    /// so setting the clock meanwhile lengthens or shortens the wait. Throws, and is an
+    /// interruption point, as join().
     virtual int timed_join(unsigned int milliseconds) = 0;
 
     /// Sends `signal` to the thread (pthread_kill). Returns 0 or the system's error number: ESRCH
     /// for a thread that was joined. A signal without a handler hits the whole process.
     virtual int sendSignal(int signal) = 0;
 
-    /// A new thread object, never null, which the caller deletes. No thread is started.
+    /// A new thread object, never null, which the caller deletes. No thread is started. Throws
+    /// std::bad_alloc without memory.
     static ZTThread* create(const std::string& name);
 
     /// The calling thread's native handle (pthread_self) as a number.

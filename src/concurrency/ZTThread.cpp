@@ -3,6 +3,7 @@
 #include "concurrency/BoostThread.h"
 #include "concurrency/WallClock.h"
 
+#include <boost/date_time/posix_time/conversion.hpp>
 #include <boost/thread/thread.hpp>
 
 #include <pthread.h>

@@ -1,51 +1,42 @@
 #include "ipc/DescriptorSet.h"
 
-#include <climits>
-#include <sys/select.h>
+#include <algorithm>
 
 namespace ZT {
-
-namespace {
-
-const unsigned int WORD_BITS = sizeof(unsigned long) * CHAR_BIT;
-
-std::size_t wordOf(int descriptor)
-{
-    return static_cast<unsigned int>(descriptor) / WORD_BITS;
-}
-
-unsigned long bitOf(int descriptor)
-{
-    return 1UL << (static_cast<unsigned int>(descriptor) % WORD_BITS);
-}
-
-} // namespace
-
-DescriptorSet::DescriptorSet() : highest(0), words(FD_SETSIZE / WORD_BITS) {}
 
 void DescriptorSet::add(int descriptor)
 {
     if (descriptor < 0) {
         return;
     }
-    if (descriptor > highest) {
-        highest = descriptor;
+    const auto bit = static_cast<std::size_t>(descriptor);
+    if (bit / WORD_BITS >= wordCount) {
+        growTo(bit / WORD_BITS + 1);
     }
-    if (wordOf(descriptor) >= words.size()) {
-        words.resize(wordOf(descriptor) + 1);
-    }
-    words[wordOf(descriptor)] |= bitOf(descriptor);
+    words[bit / WORD_BITS] |= Word{1} << bit % WORD_BITS;
+    highest = std::max(highest, descriptor);
 }
 
 bool DescriptorSet::contains(int descriptor) const
 {
-    return descriptor >= 0 && wordOf(descriptor) < words.size() &&
-           (words[wordOf(descriptor)] & bitOf(descriptor)) != 0;
+    const auto bit = static_cast<std::size_t>(descriptor);
+    return descriptor >= 0 && bit / WORD_BITS < wordCount &&
+           (words[bit / WORD_BITS] >> bit % WORD_BITS & 1) != 0;
 }
 
 int DescriptorSet::selectReadable(timeval* timeout)
 {
-    return select(highest + 1, reinterpret_cast<fd_set*>(words.data()), nullptr, nullptr, timeout);
+    return select(highest + 1, reinterpret_cast<fd_set*>(words), nullptr, nullptr, timeout);
+}
+
+void DescriptorSet::growTo(std::size_t size)
+{
+    if (more.empty()) {
+        more.assign(usual, usual + wordCount);
+    }
+    more.resize(size);
+    words = more.data();
+    wordCount = size;
 }
 
 } // namespace ZT

@@ -1,15 +1,20 @@
 #ifndef ZT_DESCRIPTORSET_H
 #define ZT_DESCRIPTORSET_H
 
-#include <sys/time.h>
+#include <climits>
+#include <cstddef>
+#include <sys/select.h>
 #include <vector>
 
 namespace ZT {
 
-/// The descriptors of one select(). Unlike an fd_set it holds descriptors of any number.
+/// The descriptors of one select(). Unlike an fd_set it holds descriptors of any number; it takes
+/// memory only for those that an fd_set could not hold.
 class DescriptorSet {
 public:
-    DescriptorSet();
+    DescriptorSet() = default;
+    DescriptorSet(const DescriptorSet&) = delete;
+    DescriptorSet& operator=(const DescriptorSet&) = delete;
 
     /// A negative descriptor is left out.
     void add(int descriptor);
@@ -21,8 +26,17 @@ public:
     int selectReadable(timeval* timeout);
 
 private:
-    int highest;
-    std::vector<unsigned long> words; // the bits in the order in which the system expects them
+    using Word = unsigned long; // the bits in the order in which the system expects them
+
+    static constexpr std::size_t WORD_BITS = sizeof(Word) * CHAR_BIT;
+
+    void growTo(std::size_t size);
+
+    int highest = 0;
+    Word usual[FD_SETSIZE / WORD_BITS] = {};
+    std::vector<Word> more;
+    Word* words = usual;
+    std::size_t wordCount = FD_SETSIZE / WORD_BITS;
 };
 
 } // namespace ZT

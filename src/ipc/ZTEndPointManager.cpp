@@ -40,7 +40,6 @@ struct ZTEndPointManager::Registration {
     ZTEndPoint* endPoint;
     ZTEndPointHandler* handler;
     std::uint64_t since; // the manager's count of changes when this one was made
-    int awaited;         // the descriptor that the last wait had in its set, or negative
 };
 
 ZTEndPointManager::ZTEndPointManager() : lastCheck(0), changes(0) {}
@@ -61,7 +60,7 @@ int ZTEndPointManager::addEndPoint(ZTEndPoint* endPoint, ZTEndPointHandler* hand
         return 25;
     }
     auto registration = std::make_unique<Registration>();
-    *registration = {endPoint, handler, ++changes, -1};
+    *registration = {endPoint, handler, ++changes};
     registrations.insert(registration.get());
     static_cast<void>(registration.release());
     return 0;
@@ -101,10 +100,10 @@ int ZTEndPointManager::waitForEndPoints(unsigned int deadline, unsigned int mode
     }
 
     DescriptorSet descriptors;
-    for (Registration* registration : registrations) {
-        const ZTEndPoint& endPoint = *registration->endPoint;
-        registration->awaited = endPoint.isConnected() ? endPoint.getReadEndPointID() : -1;
-        descriptors.add(registration->awaited);
+    for (const Registration* registration : registrations) {
+        if (registration->endPoint->isConnected()) {
+            descriptors.add(registration->endPoint->getReadEndPointID());
+        }
     }
 
     timeval time = timeToWait(deadline, mode);
@@ -115,12 +114,9 @@ int ZTEndPointManager::waitForEndPoints(unsigned int deadline, unsigned int mode
     if (ready == 0) {
         return 17;
     }
-    // What was read before may have closed a descriptor and given its number to another endpoint,
-    // which nobody has waited for: calling its handler would make that wait.
     forEachRegistration([&](const Registration& registration) {
         ZTEndPoint* endPoint = registration.endPoint;
-        if (descriptors.contains(registration.awaited) && endPoint->isConnected() &&
-            endPoint->getReadEndPointID() == registration.awaited) {
+        if (endPoint->isConnected() && descriptors.contains(endPoint->getReadEndPointID())) {
             registration.handler->onEndPointReadable(endPoint, this);
         }
     });

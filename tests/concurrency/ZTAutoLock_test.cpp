@@ -1,5 +1,6 @@
 #include "zt/ZTAutoLock.h"
 
+#include "support/Locking.h"
 #include "zt/ZTSharedMutex.h"
 
 #include <gmock/gmock.h>
@@ -7,7 +8,6 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
-#include <thread>
 #include <vector>
 
 using testing::ElementsAre;
@@ -47,18 +47,11 @@ private:
 TEST(ZTAutoLock, HoldsAMutexForItsScope)
 {
     const std::unique_ptr<ZTMutex> mutex(ZTMutex::create());
-    bool lockedInside = true;
-    bool lockedAfter = false;
     {
         const ZTAutoLock lock(mutex.get());
-        std::thread([&] { lockedInside = mutex->try_lock(); }).join();
+        EXPECT_FALSE(otherThreadCanLock(*mutex));
     }
-    std::thread([&] {
-        lockedAfter = mutex->try_lock();
-        mutex->unlock();
-    }).join();
-    EXPECT_FALSE(lockedInside);
-    EXPECT_TRUE(lockedAfter);
+    EXPECT_TRUE(otherThreadCanLock(*mutex));
 }
 
 TEST(ZTAutoLock, TakesASharedMutexInSharedMode)
@@ -102,7 +95,7 @@ TEST(ZTAutoLock, ReleasesNothingWhenTheLockThrows)
     EXPECT_THAT(mutex.calls, IsEmpty());
 }
 
-TEST(ZTAutoLockDeathTest, AnExceptionOutOfTheUnlockEndsTheProcess)
+TEST(ZTAutoLockDeathTest, AnExceptionOutOfAnUnlockEndsTheProcess)
 {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_DEATH(
@@ -110,6 +103,13 @@ TEST(ZTAutoLockDeathTest, AnExceptionOutOfTheUnlockEndsTheProcess)
             NotingMutex mutex;
             mutex.throwing = "unlock";
             const ZTAutoLock lock(static_cast<ZTMutex*>(&mutex));
+        },
+        "terminate called after throwing an instance of 'std::runtime_error'");
+    EXPECT_DEATH(
+        {
+            NotingMutex mutex;
+            mutex.throwing = "unlock_shared";
+            const ZTAutoLock lock(static_cast<ZTSharedMutex*>(&mutex));
         },
         "terminate called after throwing an instance of 'std::runtime_error'");
 }

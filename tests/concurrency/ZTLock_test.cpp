@@ -3,6 +3,7 @@
 #include "concurrency/BoostUniqueLock.h"
 #include "support/Event.h"
 #include "support/Interpose.h"
+#include "support/Locking.h"
 #include "zt/ZTMutex.h"
 
 #include <boost/thread/exceptions.hpp>
@@ -18,18 +19,6 @@ namespace {
 
 class ZTLockTest : public testing::Test {
 protected:
-    bool otherThreadCanLock()
-    {
-        bool locked = false;
-        std::thread([&] {
-            locked = mutex->try_lock();
-            if (locked) {
-                mutex->unlock();
-            }
-        }).join();
-        return locked;
-    }
-
     const std::unique_ptr<ZTMutex> mutex{ZTMutex::create()};
 };
 
@@ -38,9 +27,9 @@ protected:
 TEST_F(ZTLockTest, HoldsTheMutexUntilItIsDeleted)
 {
     ZTLock* lock = ZTLock::create(mutex.get());
-    EXPECT_FALSE(otherThreadCanLock());
+    EXPECT_FALSE(otherThreadCanLock(*mutex));
     delete lock;
-    EXPECT_TRUE(otherThreadCanLock());
+    EXPECT_TRUE(otherThreadCanLock(*mutex));
 }
 
 TEST_F(ZTLockTest, DeletingItLetsABlockedThreadProceed)
@@ -101,5 +90,5 @@ TEST_F(ZTLockTest, CreateThrowsWhenTheSystemRefusesAndHoldsNothing)
             }
         },
         boost::lock_error);
-    EXPECT_TRUE(otherThreadCanLock());
+    EXPECT_TRUE(otherThreadCanLock(*mutex));
 }

@@ -3,6 +3,7 @@
 #include "concurrency/BoostMutex.h"
 #include "support/Event.h"
 #include "support/Interpose.h"
+#include "support/Locking.h"
 
 #include <boost/thread/exceptions.hpp>
 #include <cerrno>
@@ -17,18 +18,6 @@ namespace {
 std::unique_ptr<ZTMutex> newMutex()
 {
     return std::unique_ptr<ZTMutex>(ZTMutex::create());
-}
-
-bool otherThreadCanLock(ZTMutex& mutex)
-{
-    bool locked = false;
-    std::thread([&] {
-        locked = mutex.try_lock();
-        if (locked) {
-            mutex.unlock();
-        }
-    }).join();
-    return locked;
 }
 
 } // namespace

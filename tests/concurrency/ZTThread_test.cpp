@@ -5,6 +5,8 @@
 #include "support/Event.h"
 #include "support/Interpose.h"
 #include "support/Layout.h"
+#include "zt/ZTAutoLock.h"
+#include "zt/ZTMutex.h"
 
 #include <algorithm>
 #include <boost/thread/thread.hpp>
@@ -113,6 +115,11 @@ public:
 
     std::int64_t now() const { return wall; }
 
+    std::chrono::nanoseconds slept() const { return std::chrono::nanoseconds(monotonic); }
+
+    // Somebody sets the wall clock by so much during the next sleep.
+    void stepWhenSleeping(std::chrono::nanoseconds by) { step = by.count(); }
+
     static std::int64_t nanoseconds(timespec time)
     {
         return std::int64_t{time.tv_sec} * 1000000000 + time.tv_nsec;
@@ -126,6 +133,7 @@ private:
 
     std::int64_t wall;
     std::int64_t monotonic = 0;
+    std::int64_t step = 0;
     const Interpose<int(clockid_t, timespec*)> reading{
         interposed::clock_gettime, [this](clockid_t clock, timespec* time) {
             *time = fromNanoseconds(clock == CLOCK_REALTIME ? wall : monotonic);
@@ -143,7 +151,7 @@ private:
             // Boost waits on the monotonic clock where it can, and on the wall clock elsewhere.
             std::int64_t& clock = deadline->tv_sec > 1000000000 ? wall : monotonic;
             const std::int64_t passed = std::max<std::int64_t>(nanoseconds(*deadline) - clock, 0);
-            wall += passed;
+            wall += passed + std::exchange(step, 0);
             monotonic += passed;
             return ETIMEDOUT;
         }};
@@ -228,20 +236,16 @@ TEST(ZTThread, ANameOf1CharacterIsApplied)
     EXPECT_EQ(nameOf(thread), "x");
 }
 
-TEST(ZTThread, ANameOf16CharactersLeavesTheDefaultName)
-{
-    WaitingThread thread("sixteen chars...");
-    EXPECT_EQ(nameOf(thread), ownName());
-}
-
-TEST(ZTThread, AnEmptyNameLeavesTheDefaultName)
+TEST(ZTThread, AnEmptyNameAndOneOf16CharactersAreNotApplied)
 {
     const Interpose noName(interposed::pthread_setname_np, [](auto...) {
         ADD_FAILURE();
         return 0;
     });
-    WaitingThread thread("");
-    EXPECT_EQ(nameOf(thread), ownName());
+    WaitingThread withoutName("");
+    WaitingThread withLongName("sixteen chars...");
+    EXPECT_EQ(nameOf(withoutName), ownName());
+    EXPECT_EQ(nameOf(withLongName), ownName());
 }
 
 TEST(ZTThread, AFailedNamingIsIgnored)
@@ -550,21 +554,51 @@ TEST(ZTThread, SleepReturns0AfterItsTime)
     EXPECT_GE(std::chrono::system_clock::now() - start, std::chrono::milliseconds(120));
 }
 
-TEST(ZTThread, SleepIsAnInterruptionPointInAStartedThread)
+TEST(ZTThread, SleepAndJoinsAreInterruptionPointsInAStartedThread)
 {
+    WaitingThread joined;
+    const std::function<void()> waits[] = {
+        [] { ZTThread::sleep(0); },
+        [&] { joined->join(); },
+        [&] { joined->timed_join(4000000000U); },
+    };
+    for (const auto& wait : waits) {
+        const auto thread = newThread();
+        bool interrupted = false;
+        std::function<void()> body = [&] {
+            try {
+                wait();
+            } catch (const boost::thread_interrupted&) {
+                interrupted = true;
+            }
+        };
+        thread->startThread(runBody, &body);
+        startedThread(*thread)->interrupt();
+        thread->join();
+        EXPECT_TRUE(interrupted);
+    }
+}
+
+TEST(ZTThread, LocksAreNoInterruptionPoints)
+{
+    const std::unique_ptr<ZT::ZTMutex> mutex(ZT::ZTMutex::create());
     const auto thread = newThread();
+    Event interrupting;
     bool interrupted = false;
     std::function<void()> body = [&] {
-        try {
-            ZTThread::sleep(0);
-        } catch (const boost::thread_interrupted&) {
-            interrupted = true;
-        }
+        interrupting.await();
+        mutex->lock();
+        mutex->unlock();
+        mutex->try_lock();
+        mutex->unlock();
+        const ZT::ZTAutoLock autoLock(mutex.get());
+        interrupted = boost::this_thread::interruption_requested();
     };
     thread->startThread(runBody, &body);
     startedThread(*thread)->interrupt();
+    interrupting.happen();
     thread->join();
-    EXPECT_TRUE(interrupted);
+    EXPECT_TRUE(interrupted) << "and still is to be";
 }
 
 TEST(ZTThread, Sleep0EndsAtItsFarDeadlineToTheNanosecond)
@@ -586,4 +620,43 @@ TEST(ZTThread, SleepEndsOnTheWallClockToTheMicrosecond)
     const FakeClocks clocks({1500000000, 999999123});
     EXPECT_EQ(ZTThread::sleep(7295), 0);
     EXPECT_EQ(clocks.now(), FakeClocks::nanoseconds({1500000008, 294999000}));
+}
+
+TEST(ZTThread, ALongSleepIsNotCutTo32BitsOfMicroseconds)
+{
+    const FakeClocks clocks({1500000000, 0});
+    EXPECT_EQ(ZTThread::sleep(4300000), 0);
+    EXPECT_EQ(clocks.now(), FakeClocks::nanoseconds({1500004300, 0}));
+}
+
+TEST(ZTThread, TimedJoinEndsOnTheWallClockToTheMicrosecond)
+{
+    WaitingThread thread;
+    thread.native();
+    const FakeClocks clocks({1500000000, 999999123});
+    EXPECT_EQ(thread->timed_join(7295), 1);
+    EXPECT_EQ(clocks.now(), FakeClocks::nanoseconds({1500000008, 294999000}));
+}
+
+TEST(ZTThread, SettingTheWallClockForwardShortensTheWaits)
+{
+    WaitingThread thread;
+    thread.native();
+    FakeClocks clocks({1500000000, 0});
+    clocks.stepWhenSleeping(std::chrono::hours(1));
+    EXPECT_EQ(thread->timed_join(1800000), 1);
+    EXPECT_LT(clocks.slept(), std::chrono::seconds(2));
+    clocks.stepWhenSleeping(std::chrono::hours(1));
+    EXPECT_EQ(ZTThread::sleep(1800000), 0);
+    EXPECT_LT(clocks.slept(), std::chrono::seconds(2));
+}
+
+TEST(ZTThread, SettingTheWallClockBackLengthensTheWaits)
+{
+    WaitingThread thread;
+    thread.native();
+    FakeClocks clocks({1500000000, 0});
+    clocks.stepWhenSleeping(-std::chrono::seconds(30));
+    EXPECT_EQ(thread->timed_join(1000), 1);
+    EXPECT_EQ(clocks.slept(), std::chrono::seconds(31));
 }

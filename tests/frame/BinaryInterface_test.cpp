@@ -16,6 +16,8 @@
 #include <cstddef>
 #include <gtest/gtest.h>
 #include <memory>
+#include <set>
+#include <string>
 #include <type_traits>
 
 using namespace ZT;
@@ -53,6 +55,7 @@ TEST(BinaryInterface, ZTLock)
     EXPECT_EQ(fieldAt<void*>(lock.get(), sizeof(void*)),
               &dynamic_cast<BoostMutex&>(*mutex).getBoostMutex());
     EXPECT_TRUE(fieldAt<bool>(lock.get(), 2 * sizeof(void*)));
+    EXPECT_EQ(sizeof(BoostUniqueLock), sizeof(void*) + sizeof(boost::unique_lock<boost::mutex>));
 }
 
 TEST(BinaryInterface, ZTAutoLock)
@@ -111,6 +114,11 @@ TEST(BinaryInterface, ZTEndPointHandler)
 TEST(BinaryInterface, ZTEndPointManager)
 {
     EXPECT_EQ(slotCount("_ZTVN2ZT17ZTEndPointManagerE"), 2U);
+    ZTEndPointManager manager;
+    const std::size_t lastCheck = sizeof(void*) + sizeof(std::set<void*>);
+    EXPECT_EQ(fieldAt<std::uint32_t>(&manager, lastCheck), 0U);
+    EXPECT_EQ(manager.waitForEndPoints(305419896, 0), 17);
+    EXPECT_EQ(fieldAt<std::uint32_t>(&manager, lastCheck), 305419896U);
 }
 
 template <class Class>

@@ -20,6 +20,7 @@ const ZT::ZTPipe earlyPipe;
 std::vector<std::string> firstFour()
 {
     const auto& all = recordedSections();
+    EXPECT_GE(all.size(), 4U);
     return {all.begin(), all.begin() + 4};
 }
 

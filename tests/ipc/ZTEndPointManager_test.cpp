@@ -12,9 +12,11 @@
 #include <gtest/gtest.h>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <sys/eventfd.h>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 using testing::ElementsAre;
@@ -247,9 +249,13 @@ TEST_F(ZTEndPointManagerTest, SelectsOnTheReadDescriptorsOfTheConnectedEndPoints
     add(withoutDescriptor);
     add(veryNegative);
     const RecordedSelect select;
-    EXPECT_EQ(manager.waitForEndPoints(0, POLL), 17);
-    EXPECT_EQ(select.count, 131);
-    EXPECT_THAT(select.descriptors, ElementsAre(7, 130));
+    for (const auto& [one, other] : {std::pair(7, 130), std::pair(130, 7)}) {
+        first.readID = one;
+        second.readID = other;
+        EXPECT_EQ(manager.waitForEndPoints(0, POLL), 17);
+        EXPECT_EQ(select.count, 131);
+        EXPECT_THAT(select.descriptors, ElementsAre(7, 130));
+    }
 }
 
 TEST_F(ZTEndPointManagerTest, Mode2WaitsWithoutLimit)
@@ -387,25 +393,50 @@ TEST_F(ZTEndPointManagerTest, CallsNobodyAboutAnEndPointThatIsNoLongerConnected)
     EXPECT_EQ(handler.calls.size(), 1U);
 }
 
-TEST_F(ZTEndPointManagerTest, CallsNobodyAboutADescriptorThatAnotherEndPointHasTakenOver)
+TEST_F(ZTEndPointManagerTest, GoesByTheDescriptorThatAnEndPointHasWhenItIsVisited)
 {
-    ReadableEndPoint readable;
-    const int quiet = eventfd(0, EFD_CLOEXEC);
-    std::vector<std::unique_ptr<TestEndPoint>> others;
-    for (int i = 0; i < 20; ++i) {
-        others.push_back(std::make_unique<TestEndPoint>(-2 - i));
-        add(*others.back());
-    }
-    add(readable);
-    handler.action = [&](ZTEndPoint*) {
-        for (const auto& other : others) {
-            other->readID = readable.readID;
-        }
-        dup2(quiet, readable.readID);
+    ReadableEndPoint first;
+    ReadableEndPoint second;
+    add(first);
+    add(second);
+    const int readIDs[] = {first.readID, second.readID};
+    handler.action = [&](ZTEndPoint* visited) {
+        (visited == &first ? second : first).readID = readIDs[visited == &first ? 0 : 1];
     };
     EXPECT_EQ(manager.waitForEndPoints(0, POLL), 0);
+    EXPECT_EQ(handler.take().size(), 2U) << "another descriptor, readable too";
+    first.readID = readIDs[0];
+    second.readID = readIDs[1];
+    handler.action = [&](ZTEndPoint* visited) {
+        (visited == &first ? second : first).readID = 1000;
+    };
+    EXPECT_EQ(manager.waitForEndPoints(0, POLL), 0);
+    EXPECT_EQ(handler.take().size(), 1U) << "a descriptor that nobody has waited for";
+    first.readID = readIDs[0];
+    second.readID = readIDs[1];
+}
+
+TEST_F(ZTEndPointManagerTest, AConnectedEndPointWithoutADescriptorIsNeverReadable)
+{
+    ReadableEndPoint readable;
+    TestEndPoint withoutDescriptor(-1);
+    add(withoutDescriptor);
+    add(readable);
+    EXPECT_EQ(manager.waitForEndPoints(0, POLL), 0);
     EXPECT_THAT(handler.calls, ElementsAre(Call{"readable", &readable}));
-    close(quiet);
+}
+
+TEST_F(ZTEndPointManagerTest, ACheckThatACallbackLeavesByAnExceptionIsMadeAgain)
+{
+    TestEndPoint lost(5, false);
+    add(lost);
+    const RecordedSelect select;
+    handler.action = [](ZTEndPoint*) { throw std::runtime_error("callback"); };
+    EXPECT_THROW(manager.waitForEndPoints(3000, 0), std::runtime_error);
+    handler.action = [](ZTEndPoint*) {};
+    handler.take();
+    EXPECT_EQ(manager.waitForEndPoints(3000, 0), 17);
+    EXPECT_EQ(handler.calls.size(), 1U);
 }
 
 TEST_F(ZTEndPointManagerTest, ReportsAnEndPointWithoutAutoReconnectAtEveryCheck)
@@ -592,6 +623,18 @@ TEST_F(ZTEndPointManagerChanges, ACheckEndsAlthoughItsHandlersAddLostEndPoints)
     loseAll();
     handler.action = [this](ZTEndPoint* visited) {
         deleteEndPoint(visited);
+        endPoints.push_back(std::make_unique<ReadableEndPoint>());
+        endPoints.back()->connected = false;
+        add(*endPoints.back());
+    };
+    manager.handleDisconnectedEndPoints();
+    EXPECT_EQ(handler.take().size(), 16U);
+}
+
+TEST_F(ZTEndPointManagerChanges, ACheckLeavesOutTheLostEndPointsThatItsHandlersAdd)
+{
+    loseAll();
+    handler.action = [this](ZTEndPoint*) {
         endPoints.push_back(std::make_unique<ReadableEndPoint>());
         endPoints.back()->connected = false;
         add(*endPoints.back());

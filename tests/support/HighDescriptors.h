@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 #include <sys/resource.h>
+#include <sys/select.h>
 #include <unistd.h>
 #include <vector>
 
@@ -18,7 +19,7 @@ public:
         int descriptor = open("/dev/null", O_RDONLY | O_CLOEXEC);
         while (descriptor >= 0 && descriptor < FD_SETSIZE - 1) {
             used.push_back(descriptor);
-            descriptor = dup(descriptor);
+            descriptor = fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
         }
         used.push_back(descriptor);
     }

@@ -51,7 +51,7 @@ extern "C" void syslog(int priority, const char* format, ...)
 }
 
 // What syslog is called by the name of where _FORTIFY_SOURCE is set.
-extern "C" void _syslog_chk(int priority, int, const char* format, ...)
+extern "C" void __syslog_chk(int priority, int, const char* format, ...)
 {
     va_list arguments;
     va_start(arguments, format);

@@ -22,7 +22,8 @@ namespace ZT {
 ///                         Default: all.
 ///     ZT_DEBUG_OUTPUT     "stderr", "syslog" or the path of a file to append to. Default: stderr.
 ///
-/// A line in stderr or the file is one write(2), which is never repeated:
+/// A line in stderr or the file is one write(2), which is never repeated. As any write it waits
+/// while a pipe is full, and raises SIGPIPE when nobody reads the pipe any more:
 ///
 ///     2026-11-21 09:12:13.123 1 zt_pipe pipe is already initialized
 ///
