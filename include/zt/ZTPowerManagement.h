@@ -14,21 +14,23 @@ class ZTSignalListener;
 ///
 /// A request sends one record and returns; it does not wait for the answer. Every answer, and
 /// everything that the daemon reports by itself, arrives as a ZTSignal at the listener while the
-/// endpoint manager runs that subscribeToEndpointManager() was called with. That manager also
-/// reconnects when the daemon went away and came back; requests in between return 7.
+/// endpoint manager runs that subscribeToEndpointManager() was called with. Waiting in mode 0, that
+/// manager also reconnects after the daemon went away and came back. Requests in between return 6
+/// or 7, and may themselves reconnect; what they asked for is lost.
 ///
-/// Every operation that sends returns 0 when the record has left; 6 when the daemon took it not or
-/// only in part; 7 without a connection, or when the socket stayed blocked or hung up for ten
-/// attempts of 50 ms. Every refused argument (20) prints one line in the section
-/// "zt_power_management".
+/// Every operation that sends returns 0 when the record has left; 6 when it could not be written,
+/// or only in part; 7 without a connection, or when the socket stayed blocked or hung up for ten
+/// attempts of 50 ms. Connecting, which such an attempt may include, waits without limit while a
+/// daemon listens but does not accept. Every argument that a request refuses (20) prints one line
+/// in the section "zt_power_management".
 ///
 /// There is no lock: use it, and delete it, on the thread that runs the endpoint manager, or while
 /// that manager is not running. A daemon that hangs up while a record leaves raises SIGPIPE, which
 /// ends the process by default: handle or ignore that signal.
 class ZT_API ZTPowerManagement : public ZTEndPointHandler {
 public:
-    /// Deleting does not remove the endpoint from its manager: delete the manager first, or do not
-    /// run it again.
+    /// Deleting does not remove the endpoint from its manager: delete the manager first, or use it
+    /// for nothing else any more than to delete it.
     virtual ~ZTPowerManagement();
 
     /// Connects to the daemon; create() has done it already. Forgets the listener.
@@ -38,8 +40,8 @@ public:
     /// Closes the connection and forgets the listener. 0; 16 if the system's close fails.
     virtual int release() = 0;
 
-    /// Who hears the signals from now on; null for nobody. The listener stays the caller's. Always
-    /// 0.
+    /// Who hears the signals from now on; null for nobody. The listener stays the caller's and must
+    /// live until it is replaced or this is released. Always 0.
     virtual int setEventListener(ZTSignalListener* listener) = 0;
 
     /// Sets the time-out of state 1, 2 or STATE_SILENT_ON, in the daemon's unit. 20 for other

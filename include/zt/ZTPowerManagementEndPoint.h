@@ -21,7 +21,8 @@ public:
     /// Closes nothing: call release() first.
     ~ZTPowerManagementEndPoint() override;
 
-    /// Connects to the daemon; a connection that is open is closed first.
+    /// Connects to the daemon; a connection that is open is closed first. Waits without limit while
+    /// a daemon listens but does not accept.
     ///
     /// 0; 4 if there is no socket to be had; 14 if the daemon cannot be reached. After 14 the
     /// endpoint has a descriptor and counts as connected until release(), although nothing can be
@@ -35,11 +36,13 @@ public:
     /// Sends one ztpmd_msg_t, 48 bytes, in one write; `message` stays the caller's.
     ///
     /// Waits up to ten times 50 ms for the socket to take it, and connects anew whenever it finds
-    /// that the daemon has hung up. 0; 6 if the write did not take all 48 bytes, and nothing is
-    /// repeated; 7 without a connection or after ten attempts; 20 for null.
+    /// that the daemon has hung up, which waits without limit while a daemon listens but does not
+    /// accept. 0; 6 if the write did not take all 48 bytes, and nothing is repeated; 7 without a
+    /// connection or after ten attempts; 20 for null.
     ///
-    /// A daemon that hangs up between wait and write raises SIGPIPE, which ends the process by
-    /// default: handle or ignore that signal.
+    /// A daemon that has gone gives 6, until release(): the new socket cannot be connected, and
+    /// nothing can be written to it. A daemon that hangs up between wait and write raises SIGPIPE,
+    /// which ends the process by default: handle or ignore that signal.
     int sendMessage(void* message);
 
     int getReadEndPointID() const override;

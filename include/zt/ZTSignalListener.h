@@ -13,7 +13,8 @@ public:
     virtual ~ZTSignalListener();
 
     /// An event, on the thread that runs the endpoint manager. `signal` lives only during the call:
-    /// copy what is to be kept. Return 0 when it was taken, anything else when not.
+    /// copy what is to be kept. Return 0 when it was taken, anything else when not. An exception
+    /// passes to the caller of the manager's waitForEndPoints().
     virtual int onSignal(ZTSignal& signal) = 0;
 };
 

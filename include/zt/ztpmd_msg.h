@@ -1,6 +1,7 @@
 #ifndef ZT_ZTPMD_MSG_H
 #define ZT_ZTPMD_MSG_H
 
+#include <cstddef>
 #include <cstdint>
 
 namespace ZT {
@@ -44,6 +45,9 @@ struct ztpmd_msg_t {
     std::int32_t deviceState; ///< in the device-state records
     std::uint8_t reserved2[20];
 };
+
+static_assert(sizeof(ztpmd_msg_t) == 48, "the daemon's records have 48 bytes");
+static_assert(offsetof(ztpmd_msg_t, deviceState) == 24, "the device's state stands at 24");
 
 } // namespace ZT
 

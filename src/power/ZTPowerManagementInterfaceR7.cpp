@@ -16,22 +16,14 @@ namespace {
 
 const unsigned int LONGEST_PROPAGATION_TIME = 30;
 
-// What a device is called in requests; the index is its number. The serial port is set as "rs232"
-// and read as "console".
-struct RequestNames {
-    const char* set;
-    const char* get;
+// What a device is called in requests; the index is its number. Only the console has another name
+// when its state is set.
+const char* const REQUEST_NAMES[] = {
+    "display", "display_bl", "keypad_bl", "encoder_bl", "rgb_led", "beeper",      "keypad",
+    "encoder", "touch",      "console",   "output0",    "output1", "output2",     "cam_output",
+    "video0",  "input0",     "input1",    "input2",     "input3",  "status_led1", "status_led2",
 };
-
-const RequestNames REQUEST_NAMES[] = {
-    {"display", "display"},       {"display_bl", "display_bl"},   {"keypad_bl", "keypad_bl"},
-    {"encoder_bl", "encoder_bl"}, {"rgb_led", "rgb_led"},         {"beeper", "beeper"},
-    {"keypad", "keypad"},         {"encoder", "encoder"},         {"touch", "touch"},
-    {"rs232", "console"},         {"output0", "output0"},         {"output1", "output1"},
-    {"output2", "output2"},       {"cam_output", "cam_output"},   {"video0", "video0"},
-    {"input0", "input0"},         {"input1", "input1"},           {"input2", "input2"},
-    {"input3", "input3"},         {"status_led1", "status_led1"}, {"status_led2", "status_led2"},
-};
+const char CONSOLE_NAME_TO_SET[] = "rs232";
 
 // What the daemon calls the devices in its reports. It never reports the encoder's backlight.
 struct ReportedName {
@@ -59,10 +51,9 @@ int fail(int result, const char* text)
     return result;
 }
 
-const RequestNames* requestNamesOf(int device)
+bool isKnownDevice(int device)
 {
-    return device >= DEVICE_DISPLAY && device <= DEVICE_STATUS_LED2 ? &REQUEST_NAMES[device]
-                                                                    : nullptr;
+    return device >= DEVICE_DISPLAY && device <= DEVICE_STATUS_LED2;
 }
 
 bool isReportable(const ztpmd_msg_t& message)
@@ -247,20 +238,19 @@ int ZTPowerManagementInterfaceR7::getPropagationTimeForState(ztPowerStates state
 
 int ZTPowerManagementInterfaceR7::setDeviceStateForLowPower(int device, int state)
 {
-    const RequestNames* names = requestNamesOf(device);
-    if (names == nullptr) {
+    if (!isKnownDevice(device)) {
         return fail(20, "Unknown power device!");
     }
-    return sendForDevice(ZTPMD_SET_DEVICE_STATE, names->set, state);
+    const char* name = device == DEVICE_CONSOLE ? CONSOLE_NAME_TO_SET : REQUEST_NAMES[device];
+    return sendForDevice(ZTPMD_SET_DEVICE_STATE, name, state);
 }
 
 int ZTPowerManagementInterfaceR7::getDeviceStateInLowPower(int device)
 {
-    const RequestNames* names = requestNamesOf(device);
-    if (names == nullptr) {
+    if (!isKnownDevice(device)) {
         return fail(20, "Unknown power device!");
     }
-    return sendForDevice(ZTPMD_GET_DEVICE_STATE, names->get, 0);
+    return sendForDevice(ZTPMD_GET_DEVICE_STATE, REQUEST_NAMES[device], 0);
 }
 
 int ZTPowerManagementInterfaceR7::send(ztpmd_msg_type type, std::uint32_t state,

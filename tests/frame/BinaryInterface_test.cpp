@@ -148,8 +148,14 @@ TEST(BinaryInterface, ZTPowerManagement)
     expectPowerManagementSlots<ZTPowerManagementInterfaceR7>();
     EXPECT_EQ(slotCount("_ZTVN2ZT17ZTPowerManagementE"), 18U);
     EXPECT_EQ(slotCount("_ZTVN2ZT28ZTPowerManagementInterfaceR7E"), 18U);
-    EXPECT_EQ(sizeof(ZTPowerManagementInterfaceR7),
-              sizeof(void*) + sizeof(ZTPowerManagementEndPoint) + sizeof(void*));
+    const std::size_t listenerOffset = sizeof(void*) + sizeof(ZTPowerManagementEndPoint);
+    EXPECT_EQ(sizeof(ZTPowerManagementInterfaceR7), listenerOffset + sizeof(void*));
+    class Listener : public ZTSignalListener {
+        int onSignal(ZTSignal&) override { return 0; }
+    } listener;
+    ZTPowerManagementInterfaceR7 power;
+    power.setEventListener(&listener);
+    EXPECT_EQ(fieldAt<ZTSignalListener*>(&power, listenerOffset), &listener);
 }
 
 TEST(BinaryInterface, ZTPowerManagementEndPoint)
@@ -161,8 +167,34 @@ TEST(BinaryInterface, ZTPowerManagementEndPoint)
     EXPECT_EQ(fieldAt<int>(&endPoint, sizeof(void*) + 4), -1) << "the descriptor";
 }
 
+TEST(BinaryInterface, ZTEvent)
+{
+    ZTEvent event;
+    event.setCategory(1);
+    event.setEventID(2);
+    event.setTimestamp(3);
+    event.setData1(4);
+    event.setData2(5);
+    event.setValue(6);
+    event.setState(7);
+    const std::size_t numbers = sizeof(void*);
+    const std::size_t data =
+        (numbers + 12 + alignof(std::uint64_t) - 1) & ~(alignof(std::uint64_t) - 1);
+    EXPECT_EQ(fieldAt<std::uint32_t>(&event, numbers), 1U);
+    EXPECT_EQ(fieldAt<std::uint32_t>(&event, numbers + 4), 2U);
+    EXPECT_EQ(fieldAt<std::uint32_t>(&event, numbers + 8), 3U);
+    EXPECT_EQ(fieldAt<std::uint64_t>(&event, data), 4U);
+    EXPECT_EQ(fieldAt<std::uint64_t>(&event, data + 8), 5U);
+    EXPECT_EQ(fieldAt<std::uint32_t>(&event, data + 16), 6U);
+    EXPECT_EQ(fieldAt<std::int32_t>(&event, data + 20), 7);
+    EXPECT_EQ(sizeof(ZTEvent), data + 24);
+}
+
 TEST(BinaryInterface, ZTSignal)
 {
+    // Each has a pointer to its virtual table, its own fields, and its base behind them.
+    EXPECT_EQ(sizeof(ZTTrigger), sizeof(ZTEvent) + 2 * sizeof(void*));
+    EXPECT_EQ(sizeof(ZTSignal), sizeof(ZTTrigger) + 8 + 16);
     EXPECT_TRUE(std::has_virtual_destructor<ZTEvent>::value);
     EXPECT_EQ(slotCount("_ZTVN2ZT7ZTEventE"), 2U);
     const ZTSignal signal;
@@ -186,8 +218,26 @@ TEST(BinaryInterface, ztpmd_msg_t)
     EXPECT_EQ(offsetof(ztpmd_msg_t, deviceName), 8U);
     EXPECT_EQ(sizeof(ztpmd_msg_t::deviceName), 16U);
     EXPECT_EQ(offsetof(ztpmd_msg_t, deviceState), 24U);
+    EXPECT_TRUE((std::is_same<decltype(ztpmd_msg_t::deviceState), std::int32_t>::value));
     EXPECT_EQ(offsetof(ztpmd_msg_t, reserved2), 28U);
     EXPECT_EQ(sizeof(ztpmd_msg_t::reserved2), 20U);
+}
+
+TEST(BinaryInterface, ztPowerDevices)
+{
+    const int devices[] = {
+        DEVICE_DISPLAY,     DEVICE_DISPLAY_BL, DEVICE_KEYPAD_BL, DEVICE_ENCODER_BL,
+        DEVICE_RGB_LED,     DEVICE_BEEPER,     DEVICE_KEYPAD,    DEVICE_ENCODER,
+        DEVICE_TOUCH,       DEVICE_CONSOLE,    DEVICE_OUTPUT0,   DEVICE_OUTPUT1,
+        DEVICE_OUTPUT2,     DEVICE_CAM_OUTPUT, DEVICE_VIDEO0,    DEVICE_INPUT0,
+        DEVICE_INPUT1,      DEVICE_INPUT2,     DEVICE_INPUT3,    DEVICE_STATUS_LED1,
+        DEVICE_STATUS_LED2,
+    };
+    int number = 0;
+    for (const int device : devices) {
+        EXPECT_EQ(device, number++);
+    }
+    EXPECT_EQ(number, 21);
 }
 
 TEST(BinaryInterface, ztPowerStates)

@@ -64,5 +64,14 @@ TEST(DebugSections, OnEndPointReadableReturnsWhatPrintingReturnedAfterAShortRead
     ZT::ZTPowerManagementInterfaceR7 power;
     ZT::ZTPowerManagementEndPoint closedToo;
     EXPECT_EQ(power.onEndPointReadable(&closedToo, nullptr), 77);
-    EXPECT_EQ(recordedLines().back(), "Socket was not opened!");
+    EXPECT_EQ(recordedLines().back(), "%s | Socket was not opened!");
+}
+
+TEST(DebugSections, AFixedMessageIsAnArgumentAndNoFormat)
+{
+    ZT::ZTPowerManagementInterfaceR7 power;
+    EXPECT_EQ(power.setPowerState(ZT::STATE_SILENT_ON), 20);
+    EXPECT_EQ(recordedLines().back(), "%s | Can't change into silent on mode via API!");
+    ZT::ZTPipe().deinit();
+    EXPECT_EQ(recordedLines().back(), "%s | pipe already deinitialized");
 }

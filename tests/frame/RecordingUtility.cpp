@@ -49,7 +49,7 @@ int ZT::ZTDebug::debugPrintError(int, unsigned int, const char* format, ...)
     va_start(arguments, format);
     std::vsnprintf(line, sizeof line, format, arguments);
     va_end(arguments);
-    lines().emplace_back(line);
+    lines().push_back(std::string(format) + " | " + line);
     return RECORDING_PRINT_RESULT;
 }
 

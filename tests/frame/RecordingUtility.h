@@ -10,7 +10,7 @@ const int RECORDING_PRINT_RESULT = 77;
 /// The names of the sections in the order of their registration; the first has the key 100.
 const std::vector<std::string>& recordedSections();
 
-/// The diagnostic lines that were printed.
+/// The diagnostic lines that were printed, each as its format, " | " and the text.
 const std::vector<std::string>& recordedLines();
 
 #endif

@@ -306,9 +306,24 @@ TEST_F(ZTPowerManagementEndPointTest, TenPollsThatTimeOutReturn7)
 
 TEST_F(ZTPowerManagementEndPointTest, EventsThatAreNotAskedForUseAnAttemptUp)
 {
+    const int descriptor = endPoint.getWriteEndPointID();
+    const auto client = daemon.accept();
     const ScriptedPoll poll({events(POLLHUP), events(POLLNVAL), events(POLLIN), events(POLLOUT)});
     EXPECT_EQ(endPoint.sendMessage(&record[0]), 0);
-    EXPECT_EQ(poll.descriptors.size(), 4U);
+    EXPECT_THAT(poll.descriptors, ElementsAre(descriptor, descriptor, descriptor, descriptor));
+    EXPECT_FALSE(daemon.hasClient());
+    EXPECT_EQ(client->receive(), record);
+}
+
+TEST_F(ZTPowerManagementEndPointTest, AFailedCloseDoesNotKeepItFromReconnecting)
+{
+    const Interpose failing(interposed::close, [](int closing) {
+        interposed::close.real(closing);
+        errno = EIO;
+        return -1;
+    });
+    EXPECT_EQ(endPoint.reconnect(), 0);
+    EXPECT_TRUE(endPoint.isConnected());
 }
 
 TEST_F(ZTPowerManagementEndPointTest, TheTenthAttemptMayStillSend)

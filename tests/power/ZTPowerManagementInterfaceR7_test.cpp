@@ -473,7 +473,6 @@ TEST_F(InterfaceTest, ADeviceNameEndsAtItsNul)
 
 TEST_F(InterfaceTest, ADeviceNameWithoutItsNulIsBoundedByItsField)
 {
-    // The device's state follows the 16 bytes of the name; it must not be read as a part of it.
     client->send(RecordBytes(5).put(8, "status_led2zzzzz").put(24, 0x7a7a7a7a));
     EXPECT_EQ(readOne(), 35);
 }
@@ -569,10 +568,12 @@ TEST_F(InterfaceTest, ANewListenerReplacesTheOldOne)
 
 TEST_F(InterfaceTest, AListenerThatRefusesASignalGives7)
 {
-    listener.result = -1;
-    client->send(RecordBytes(10).put(8, 1));
-    EXPECT_EQ(readOne(), 7);
-    EXPECT_EQ(listener.signals.size(), 1U);
+    for (const int refusal : {-1, 1, 7}) {
+        listener.result = refusal;
+        client->send(RecordBytes(10).put(8, 1));
+        EXPECT_EQ(readOne(), 7);
+    }
+    EXPECT_EQ(listener.signals.size(), 3U);
 }
 
 TEST_F(InterfaceTest, CallbacksForAnotherEndPointDoNothingAndReturnTheOwnDescriptor)
@@ -688,6 +689,28 @@ TEST_F(InterfaceTest, ADaemonThatStaysAwayIsTriedAtEveryCheck)
     manager.handleDisconnectedEndPoints();
     EXPECT_EQ(power->getPowerState(), 0);
     EXPECT_THAT(diagnostics.take(), ElementsAre(line("Socket was not opened!")));
+    daemon.accept();
+    client = daemon.accept();
+    client->send(RecordBytes(10).put(8, 1));
+    EXPECT_EQ(manager.waitForEndPoints(0, POLL), 0);
+    EXPECT_EQ(listener.signals.size(), 1U) << "the listener has stayed";
+}
+
+TEST_F(InterfaceTest, RequestsToADaemonThatHasGoneReturn6UntilTheHangUpHasBeenRead)
+{
+    {
+        const Interpose refused(interposed::connect, [](auto...) {
+            errno = ECONNREFUSED;
+            return -1;
+        });
+        client.reset();
+        EXPECT_EQ(power->getPowerState(), 6);
+        EXPECT_EQ(power->getPowerState(), 6);
+        EXPECT_EQ(manager.waitForEndPoints(0, POLL), 0);
+        EXPECT_EQ(power->getPowerState(), 7);
+    }
+    manager.handleDisconnectedEndPoints();
+    EXPECT_EQ(power->getPowerState(), 0);
 }
 
 TEST(ZTPowerManagement, AnEndPointWhoseInitFailedIsReadableAndClosedByTheReading)

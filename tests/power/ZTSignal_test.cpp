@@ -68,3 +68,13 @@ TEST(ZTSignal, ItsConstantsAreTheSystemsNumbers)
     EXPECT_EQ(ZT::EVENT_PROPAGATION_TIME_1, 804U);
     EXPECT_EQ(ZT::EVENT_PROPAGATION_TIME_2, 805U);
 }
+
+TEST(ZTSignal, HasOneEventHoweverItsTriggerIsDerivedFrom)
+{
+    struct Left : virtual ZTTrigger {};
+    struct Right : virtual ZTEvent {};
+    struct Both : Left, Right {};
+    Both both;
+    static_cast<Right&>(both).setTimestamp(9);
+    EXPECT_EQ(static_cast<Left&>(both).getTimestamp(), 9U);
+}

@@ -2,6 +2,7 @@
 
 #include "support/Interpose.h"
 
+#include <algorithm>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <poll.h>
@@ -13,10 +14,12 @@ namespace {
 
 const char PATH[] = "/var/run/ztpmd_api";
 
-bool isReadable(int descriptor)
+const int LONGEST_WAIT_MS = 30000;
+
+bool isReadable(int descriptor, int timeout = 0)
 {
     pollfd waited{descriptor, POLLIN, 0};
-    return interposed::poll.real(&waited, 1, 0) == 1;
+    return interposed::poll.real(&waited, 1, timeout) == 1;
 }
 
 } // namespace
@@ -28,9 +31,17 @@ FakePowerDaemon::Connection::~Connection()
 
 std::string FakePowerDaemon::Connection::receive(std::size_t size)
 {
-    std::string bytes(size, '\0');
-    const ssize_t count = recv(descriptor, &bytes[0], size, MSG_WAITALL);
-    bytes.resize(count < 0 ? 0 : static_cast<std::size_t>(count));
+    std::string bytes;
+    while (bytes.size() < size && isReadable(descriptor, LONGEST_WAIT_MS)) {
+        char buffer[64];
+        const ssize_t count =
+            recv(descriptor, buffer, std::min(size - bytes.size(), sizeof buffer), 0);
+        if (count <= 0) {
+            return bytes;
+        }
+        bytes.append(buffer, static_cast<std::size_t>(count));
+    }
+    EXPECT_EQ(bytes.size(), size) << "nothing comes";
     return bytes;
 }
 
@@ -45,7 +56,8 @@ void FakePowerDaemon::Connection::send(const std::string& bytes)
     EXPECT_EQ(count, static_cast<ssize_t>(bytes.size()));
 }
 
-FakePowerDaemon::FakePowerDaemon() : descriptor(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0))
+FakePowerDaemon::FakePowerDaemon()
+    : descriptor(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0))
 {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
@@ -62,6 +74,7 @@ FakePowerDaemon::~FakePowerDaemon()
 
 std::unique_ptr<FakePowerDaemon::Connection> FakePowerDaemon::accept()
 {
+    EXPECT_TRUE(isReadable(descriptor, LONGEST_WAIT_MS)) << "nobody comes";
     return std::make_unique<Connection>(accept4(descriptor, nullptr, nullptr, SOCK_CLOEXEC));
 }
 
