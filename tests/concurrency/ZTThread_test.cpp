@@ -3,24 +3,22 @@
 #include "concurrency/BoostThread.h"
 #include "support/CapturedStream.h"
 #include "support/Event.h"
+#include "support/FakeClocks.h"
 #include "support/Interpose.h"
 #include "support/Layout.h"
 #include "zt/ZTAutoLock.h"
 #include "zt/ZTMutex.h"
 
-#include <algorithm>
 #include <boost/thread/thread.hpp>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
-#include <cstdint>
 #include <cstring>
 #include <functional>
 #include <gtest/gtest.h>
 #include <iostream>
 #include <memory>
 #include <string>
-#include <sys/time.h>
 #include <thread>
 #include <utility>
 
@@ -107,55 +105,6 @@ boost::thread* startedThread(const ZTThread& thread)
 {
     return fieldAt<boost::thread*>(&thread, sizeof(void*));
 }
-
-// Sleeping moves these clocks, and nothing else does.
-class FakeClocks {
-public:
-    explicit FakeClocks(timespec wall) : wall(nanoseconds(wall)) {}
-
-    std::int64_t now() const { return wall; }
-
-    std::chrono::nanoseconds slept() const { return std::chrono::nanoseconds(monotonic); }
-
-    // Somebody sets the wall clock by so much during the next sleep.
-    void stepWhenSleeping(std::chrono::nanoseconds by) { step = by.count(); }
-
-    static std::int64_t nanoseconds(timespec time)
-    {
-        return std::int64_t{time.tv_sec} * 1000000000 + time.tv_nsec;
-    }
-
-private:
-    static timespec fromNanoseconds(std::int64_t time)
-    {
-        return {static_cast<time_t>(time / 1000000000), static_cast<long>(time % 1000000000)};
-    }
-
-    std::int64_t wall;
-    std::int64_t monotonic = 0;
-    std::int64_t step = 0;
-    const Interpose<int(clockid_t, timespec*)> reading{
-        interposed::clock_gettime, [this](clockid_t clock, timespec* time) {
-            *time = fromNanoseconds(clock == CLOCK_REALTIME ? wall : monotonic);
-            return 0;
-        }};
-    const Interpose<int(timeval*, void*)> readingMicroseconds{
-        interposed::gettimeofday, [this](timeval* time, void*) {
-            *time = {static_cast<time_t>(wall / 1000000000),
-                     static_cast<suseconds_t>(wall % 1000000000 / 1000)};
-            return 0;
-        }};
-    const Interpose<int(pthread_cond_t*, pthread_mutex_t*, const timespec*)> sleeping{
-        interposed::pthread_cond_timedwait,
-        [this](pthread_cond_t*, pthread_mutex_t*, const timespec* deadline) {
-            // Boost waits on the monotonic clock where it can, and on the wall clock elsewhere.
-            std::int64_t& clock = deadline->tv_sec > 1000000000 ? wall : monotonic;
-            const std::int64_t passed = std::max<std::int64_t>(nanoseconds(*deadline) - clock, 0);
-            wall += passed + std::exchange(step, 0);
-            monotonic += passed;
-            return ETIMEDOUT;
-        }};
-};
 
 } // namespace
 
@@ -643,10 +592,10 @@ TEST(ZTThread, SettingTheWallClockForwardShortensTheWaits)
     WaitingThread thread;
     thread.native();
     FakeClocks clocks({1500000000, 0});
-    clocks.stepWhenSleeping(std::chrono::hours(1));
+    clocks.stepDuringWait(std::chrono::hours(1));
     EXPECT_EQ(thread->timed_join(1800000), 1);
     EXPECT_LT(clocks.slept(), std::chrono::seconds(2));
-    clocks.stepWhenSleeping(std::chrono::hours(1));
+    clocks.stepDuringWait(std::chrono::hours(1));
     EXPECT_EQ(ZTThread::sleep(1800000), 0);
     EXPECT_LT(clocks.slept(), std::chrono::seconds(2));
 }
@@ -656,7 +605,7 @@ TEST(ZTThread, SettingTheWallClockBackLengthensTheWaits)
     WaitingThread thread;
     thread.native();
     FakeClocks clocks({1500000000, 0});
-    clocks.stepWhenSleeping(-std::chrono::seconds(30));
+    clocks.stepDuringWait(-std::chrono::seconds(30));
     EXPECT_EQ(thread->timed_join(1000), 1);
     EXPECT_EQ(clocks.slept(), std::chrono::seconds(31));
 }

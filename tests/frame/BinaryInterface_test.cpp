@@ -1,6 +1,8 @@
 // Slots, sizes and offsets that applications are compiled against.
 
+#include "concurrency/BoostConditionVariable.h"
 #include "concurrency/BoostMutex.h"
+#include "concurrency/BoostSharedMutex.h"
 #include "concurrency/BoostThread.h"
 #include "concurrency/BoostUniqueLock.h"
 #include "support/Layout.h"
@@ -8,7 +10,6 @@
 #include "zt/ZTEndPointManager.h"
 #include "zt/ZTPipe.h"
 #include "zt/ZTPowerManagementInterfaceR7.h"
-#include "zt/ZTSharedMutex.h"
 #include "zt/ZTSignal.h"
 #include "zt/ZTSignalListener.h"
 #include "zt/ztpmd_msg.h"
@@ -44,6 +45,19 @@ TEST(BinaryInterface, ZTSharedMutex)
     EXPECT_EQ(slotOf(&ZTSharedMutex::try_lock_shared), 6U);
     EXPECT_EQ(slotOf(&ZTSharedMutex::unlock_shared), 7U);
     EXPECT_EQ(slotCount("_ZTVN2ZT13ZTSharedMutexE"), 8U);
+    EXPECT_EQ(slotCount("_ZTVN2ZT16BoostSharedMutexE"), 8U);
+    EXPECT_EQ(sizeof(BoostSharedMutex), sizeof(void*) + sizeof(boost::shared_mutex));
+}
+
+TEST(BinaryInterface, ZTConditionVariable)
+{
+    EXPECT_EQ(slotOf(&ZTConditionVariable::notify_one), 2U);
+    EXPECT_EQ(slotOf(&ZTConditionVariable::notify_all), 3U);
+    EXPECT_EQ(slotOf(&ZTConditionVariable::wait), 4U);
+    EXPECT_EQ(slotOf(&ZTConditionVariable::timed_wait), 5U);
+    EXPECT_EQ(slotCount("_ZTVN2ZT19ZTConditionVariableE"), 6U);
+    EXPECT_EQ(slotCount("_ZTVN2ZT22BoostConditionVariableE"), 6U);
+    EXPECT_EQ(sizeof(BoostConditionVariable), sizeof(void*) + sizeof(boost::condition_variable));
 }
 
 TEST(BinaryInterface, ZTLock)

@@ -32,9 +32,13 @@ INTERPOSE(int, gettimeofday, (timeval* time, void* zone), noexcept, time, zone)
 INTERPOSE(int, nanosleep, (const timespec* request, timespec* rest), , request, rest)
 INTERPOSE(int, pipe, (int* fds), noexcept, fds)
 INTERPOSE(int, poll, (pollfd* fds, nfds_t count, int timeout), , fds, count, timeout)
+INTERPOSE(int, pthread_cond_init, (pthread_cond_t* condition, const pthread_condattr_t* attributes),
+          noexcept, condition, attributes)
 INTERPOSE(int, pthread_cond_timedwait,
           (pthread_cond_t* condition, pthread_mutex_t* mutex, const timespec* deadline), ,
           condition, mutex, deadline)
+INTERPOSE(int, pthread_cond_wait, (pthread_cond_t* condition, pthread_mutex_t* mutex), , condition,
+          mutex)
 INTERPOSE(int, pthread_create,
           (pthread_t* thread, const pthread_attr_t* attributes, void* (*start)(void*), void* argument),
           noexcept, thread, attributes, start, argument)

@@ -91,8 +91,10 @@ extern InterposedCall<int(timeval*, void*)> gettimeofday;
 extern InterposedCall<int(const timespec*, timespec*)> nanosleep;
 extern InterposedCall<int(int*)> pipe;
 extern InterposedCall<int(pollfd*, nfds_t, int)> poll;
+extern InterposedCall<int(pthread_cond_t*, const pthread_condattr_t*)> pthread_cond_init;
 extern InterposedCall<int(pthread_cond_t*, pthread_mutex_t*, const timespec*)>
     pthread_cond_timedwait;
+extern InterposedCall<int(pthread_cond_t*, pthread_mutex_t*)> pthread_cond_wait;
 extern InterposedCall<int(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*)>
     pthread_create;
 extern InterposedCall<int(pthread_t, int*, sched_param*)> pthread_getschedparam;

@@ -1,0 +1,26 @@
+#ifndef ZT_BOOSTCONDITIONVARIABLE_H
+#define ZT_BOOSTCONDITIONVARIABLE_H
+
+#include "zt/ZTConditionVariable.h"
+
+#include <boost/thread/condition_variable.hpp>
+
+namespace ZT {
+
+class ZT_API BoostConditionVariable : public ZTConditionVariable {
+public:
+    BoostConditionVariable();
+    ~BoostConditionVariable() override;
+
+    int notify_one() override;
+    int notify_all() override;
+    int wait(ZTLock* lock) override;
+    int timed_wait(ZTLock* lock, unsigned int timeout, unsigned int& remaining) override;
+
+private:
+    boost::condition_variable condition;
+};
+
+} // namespace ZT
+
+#endif

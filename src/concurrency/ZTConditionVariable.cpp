@@ -1,0 +1,14 @@
+#include "zt/ZTConditionVariable.h"
+
+#include "concurrency/BoostConditionVariable.h"
+
+namespace ZT {
+
+ZTConditionVariable::~ZTConditionVariable() = default;
+
+ZTConditionVariable* ZTConditionVariable::create()
+{
+    return new BoostConditionVariable;
+}
+
+} // namespace ZT
