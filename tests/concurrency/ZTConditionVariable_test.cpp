@@ -237,6 +237,16 @@ TEST_F(ZTConditionVariableTest, NothingRemainsAtTheDeadline)
     EXPECT_EQ(remainingOf1000(), 0U);
 }
 
+TEST_F(ZTConditionVariableTest, NothingRemainsWhenTheDeadlinePassesAfterTheWakeUp)
+{
+    for (int wake = 950; wake <= 1000; ++wake) {
+        FakeClocks clocks(SOME_TIME);
+        clocks.passWithEachReading(milliseconds(5));
+        clocks.wakeAfter(milliseconds(wake));
+        EXPECT_LE(remainingOf1000(), 50U) << wake;
+    }
+}
+
 TEST_F(ZTConditionVariableTest, TheLongestTimeoutIsNotCutShort)
 {
     const FakeClocks clocks(SOME_TIME);

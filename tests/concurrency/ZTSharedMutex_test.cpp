@@ -69,12 +69,13 @@ TEST_F(ZTSharedMutexTest, IsABoostSharedMutexBehindItsInterfaces)
 TEST_F(ZTSharedMutexTest, ManyHoldItSharedAtOnce)
 {
     EXPECT_EQ(mutex->lock_shared(), 0);
-    StartedThread([this] {
+    StartedThread second([this] {
         EXPECT_EQ(mutex->lock_shared(), 0);
         EXPECT_FALSE(otherThreadCanLock(*mutex));
         EXPECT_TRUE(otherThreadCanShare());
         EXPECT_EQ(mutex->unlock_shared(), 0);
     });
+    second.join();
     EXPECT_FALSE(otherThreadCanLock(*mutex)) << "one holder is left";
     EXPECT_EQ(mutex->unlock_shared(), 0);
     EXPECT_TRUE(otherThreadCanLock(*mutex));

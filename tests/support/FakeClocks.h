@@ -30,6 +30,9 @@ public:
     /// The next wait ends after so long by a wake-up.
     void wakeAfter(Time time) { wake = time.count(); }
 
+    /// So much time passes with each look at a clock.
+    void passWithEachReading(Time time) { perReading = time.count(); }
+
     /// The next wait fails.
     void failWith(int newError) { error = newError; }
 
@@ -44,6 +47,12 @@ private:
         return {static_cast<time_t>(time / 1000000000), static_cast<long>(time % 1000000000)};
     }
 
+    void pass(std::int64_t time)
+    {
+        wall += time;
+        monotonic += time;
+    }
+
     int wait(const timespec* deadline)
     {
         if (error != 0) {
@@ -55,8 +64,8 @@ private:
         const std::int64_t passed =
             woken ? *wake : std::max<std::int64_t>(nanoseconds(*deadline) - clock, 0);
         wake.reset();
-        wall += passed + std::exchange(step, 0);
-        monotonic += passed;
+        wall += std::exchange(step, 0);
+        pass(passed);
         return woken ? 0 : ETIMEDOUT;
     }
 
@@ -64,14 +73,17 @@ private:
     std::int64_t monotonic = 0;
     std::int64_t step = 0;
     std::optional<std::int64_t> wake;
+    std::int64_t perReading = 0;
     int error = 0;
     const Interpose<int(clockid_t, timespec*)> reading{
         interposed::clock_gettime, [this](clockid_t clock, timespec* time) {
+            pass(perReading);
             *time = fromNanoseconds(clock == CLOCK_REALTIME ? wall : monotonic);
             return 0;
         }};
     const Interpose<int(timeval*, void*)> readingMicroseconds{
         interposed::gettimeofday, [this](timeval* time, void*) {
+            pass(perReading);
             *time = {static_cast<time_t>(wall / 1000000000),
                      static_cast<suseconds_t>(wall % 1000000000 / 1000)};
             return 0;
