@@ -196,8 +196,8 @@ TEST_F(ZTConditionVariableTest, AWaiterThatIsNotifiedHasTimeLeft)
     const auto lock = newLock();
     bool notified = false;
     std::thread notifier([&] {
+        const ZTAutoLock autoLock(mutex.get()); // from here on the other thread waits
         std::this_thread::sleep_for(milliseconds(300));
-        const ZTAutoLock autoLock(mutex.get());
         notified = true;
         condition->notify_one();
     });
@@ -205,7 +205,7 @@ TEST_F(ZTConditionVariableTest, AWaiterThatIsNotifiedHasTimeLeft)
     while (!notified) {
         EXPECT_EQ(condition->timed_wait(lock.get(), remaining, remaining), 0);
     }
-    EXPECT_LE(remaining, 599701U);
+    EXPECT_LE(remaining, 599705U);
     EXPECT_GT(remaining, 0U);
     EXPECT_FALSE(otherThreadCanLock(*mutex));
     notifier.join();
