@@ -1,4 +1,5 @@
 #include "frame/DebugSections.h"
+#include "zt/ZTIPCServer.h"
 #include "zt/ZTPowerManagement.h"
 
 #include "ztutil/ZTDebug.h"

@@ -5,17 +5,7 @@
 
 namespace ZT {
 
-// Classes whose section is registered already while they themselves are yet to be written.
-
-class ZT_API ZTIPCEndPoint {
-public:
-    static const unsigned int debugSection;
-};
-
-class ZT_API ZTIPCServer {
-public:
-    static const unsigned int debugSection;
-};
+// A class whose section is registered already while it itself is yet to be written.
 
 class ZT_API ZTSocket {
 public:

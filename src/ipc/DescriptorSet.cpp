@@ -26,7 +26,12 @@ bool DescriptorSet::contains(int descriptor) const
 
 int DescriptorSet::selectReadable(timeval* timeout)
 {
-    return select(highest + 1, reinterpret_cast<fd_set*>(words), nullptr, nullptr, timeout);
+    return select(highest + 1, asSystemSet(), nullptr, nullptr, timeout);
+}
+
+int DescriptorSet::selectWritable(timeval* timeout)
+{
+    return select(highest + 1, nullptr, asSystemSet(), nullptr, timeout);
 }
 
 void DescriptorSet::growTo(std::size_t size)

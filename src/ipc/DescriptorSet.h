@@ -25,12 +25,16 @@ public:
     /// waits without limit. Returns what select() returns.
     int selectReadable(timeval* timeout);
 
+    /// The same for writing.
+    int selectWritable(timeval* timeout);
+
 private:
     using Word = unsigned long; // the bits in the order in which the system expects them
 
     static constexpr std::size_t WORD_BITS = sizeof(Word) * CHAR_BIT;
 
     void growTo(std::size_t size);
+    fd_set* asSystemSet() { return reinterpret_cast<fd_set*>(words); }
 
     int highest = 0;
     Word usual[FD_SETSIZE / WORD_BITS] = {};

@@ -1,5 +1,6 @@
 #include "RecordingUtility.h"
 #include "frame/DebugSections.h"
+#include "zt/ZTIPCServer.h"
 #include "zt/ZTPipe.h"
 #include "zt/ZTPowerManagementInterfaceR7.h"
 
