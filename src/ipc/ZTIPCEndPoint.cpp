@@ -206,9 +206,7 @@ void prepareData(IPCMessage& message, std::uint32_t capacity)
     if (message.data == nullptr && message.dataLength == 0) {
         return;
     }
-    const bool fits =
-        static_cast<std::int32_t>(capacity) >= static_cast<std::int32_t>(message.dataLength);
-    if (message.data != nullptr && fits) {
+    if (message.data != nullptr && capacity >= message.dataLength) {
         std::memset(message.data, 0, capacity);
         return;
     }

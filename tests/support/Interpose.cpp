@@ -3,7 +3,9 @@
 
 #include "support/Interpose.h"
 
+#include <cstdlib>
 #include <cstring>
+#include <sys/eventfd.h>
 #include <sys/time.h>
 #include <unistd.h>
 
@@ -25,10 +27,14 @@ bool isSanitizer(const void* address)
     }
 
 // clang-format off
+INTERPOSE(int, accept, (int fd, sockaddr* from, socklen_t* size), , fd, from, size)
+INTERPOSE(int, bind, (int fd, const sockaddr* name, socklen_t size), noexcept, fd, name, size)
 INTERPOSE(int, clock_gettime, (clockid_t clock, timespec* time), noexcept, clock, time)
 INTERPOSE(int, close, (int fd), , fd)
 INTERPOSE(int, connect, (int fd, const sockaddr* to, socklen_t size), , fd, to, size)
+INTERPOSE(int, eventfd, (unsigned int start, int flags), noexcept, start, flags)
 INTERPOSE(int, gettimeofday, (timeval* time, void* zone), noexcept, time, zone)
+INTERPOSE(int, listen, (int fd, int backlog), noexcept, fd, backlog)
 INTERPOSE(int, nanosleep, (const timespec* request, timespec* rest), , request, rest)
 INTERPOSE(int, pipe, (int* fds), noexcept, fds)
 INTERPOSE(int, poll, (pollfd* fds, nfds_t count, int timeout), , fds, count, timeout)
@@ -51,9 +57,16 @@ INTERPOSE(int, pthread_setname_np, (pthread_t thread, const char* name), noexcep
 INTERPOSE(int, pthread_setschedparam, (pthread_t thread, int policy, const sched_param* parameter),
           noexcept, thread, policy, parameter)
 INTERPOSE(ssize_t, read, (int fd, void* buffer, size_t size), , fd, buffer, size)
+INTERPOSE(ssize_t, recv, (int fd, void* buffer, size_t size, int flags), , fd, buffer, size, flags)
 INTERPOSE(int, select, (int count, fd_set* in, fd_set* out, fd_set* except, timeval* timeout), ,
           count, in, out, except, timeout)
+INTERPOSE(ssize_t, send, (int fd, const void* buffer, size_t size, int flags), , fd, buffer, size,
+          flags)
+INTERPOSE(int, setsockopt, (int fd, int level, int option, const void* value, socklen_t size),
+          noexcept, fd, level, option, value, size)
 INTERPOSE(int, socket, (int domain, int type, int protocol), noexcept, domain, type, protocol)
+INTERPOSE(int, system, (const char* command), , command)
+INTERPOSE(int, unlink, (const char* path), noexcept, path)
 INTERPOSE(ssize_t, write, (int fd, const void* buffer, size_t size), , fd, buffer, size)
 // clang-format on
 
@@ -62,6 +75,11 @@ INTERPOSE(ssize_t, write, (int fd, const void* buffer, size_t size), , fd, buffe
 extern "C" ssize_t __read_chk(int fd, void* buffer, size_t size, size_t)
 {
     return read(fd, buffer, size);
+}
+
+extern "C" ssize_t __recv_chk(int fd, void* buffer, size_t size, size_t, int flags)
+{
+    return recv(fd, buffer, size, flags);
 }
 
 extern "C" int __poll_chk(pollfd* fds, nfds_t count, int timeout, size_t)

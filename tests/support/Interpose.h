@@ -84,10 +84,14 @@ Interpose(InterposedCall<Signature>&, Substitute) -> Interpose<Signature>;
 
 namespace interposed {
 
+extern InterposedCall<int(int, sockaddr*, socklen_t*)> accept;
+extern InterposedCall<int(int, const sockaddr*, socklen_t)> bind;
 extern InterposedCall<int(clockid_t, timespec*)> clock_gettime;
 extern InterposedCall<int(int)> close;
 extern InterposedCall<int(int, const sockaddr*, socklen_t)> connect;
+extern InterposedCall<int(unsigned int, int)> eventfd;
 extern InterposedCall<int(timeval*, void*)> gettimeofday;
+extern InterposedCall<int(int, int)> listen;
 extern InterposedCall<int(const timespec*, timespec*)> nanosleep;
 extern InterposedCall<int(int*)> pipe;
 extern InterposedCall<int(pollfd*, nfds_t, int)> poll;
@@ -103,8 +107,13 @@ extern InterposedCall<int(pthread_mutex_t*)> pthread_mutex_lock;
 extern InterposedCall<int(pthread_t, const char*)> pthread_setname_np;
 extern InterposedCall<int(pthread_t, int, const sched_param*)> pthread_setschedparam;
 extern InterposedCall<ssize_t(int, void*, size_t)> read;
+extern InterposedCall<ssize_t(int, void*, size_t, int)> recv;
 extern InterposedCall<int(int, fd_set*, fd_set*, fd_set*, timeval*)> select;
+extern InterposedCall<ssize_t(int, const void*, size_t, int)> send;
+extern InterposedCall<int(int, int, int, const void*, socklen_t)> setsockopt;
 extern InterposedCall<int(int, int, int)> socket;
+extern InterposedCall<int(const char*)> system;
+extern InterposedCall<int(const char*)> unlink;
 extern InterposedCall<ssize_t(int, const void*, size_t)> write;
 
 } // namespace interposed

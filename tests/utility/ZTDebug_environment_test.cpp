@@ -1,6 +1,6 @@
 // The environment is read once in a program, so each of these tests runs programs of its own.
 
-#include "TemporaryFolder.h"
+#include "support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 #include <spawn.h>

@@ -1,6 +1,6 @@
 #include "ztutil/ZTFilesAndFolders.h"
 
-#include "TemporaryFolder.h"
+#include "support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 

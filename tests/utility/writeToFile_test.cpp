@@ -1,6 +1,6 @@
 #include "ztutil/writeToFile.h"
 
-#include "TemporaryFolder.h"
+#include "support/TemporaryFolder.h"
 
 #include <cerrno>
 #include <climits>

@@ -1,5 +1,5 @@
-#ifndef ZTUTIL_TESTS_TEMPORARYFOLDER_H
-#define ZTUTIL_TESTS_TEMPORARYFOLDER_H
+#ifndef ZT_TESTS_TEMPORARYFOLDER_H
+#define ZT_TESTS_TEMPORARYFOLDER_H
 
 #include <cstdlib>
 #include <filesystem>
@@ -12,17 +12,14 @@ class TemporaryFolder {
 public:
     TemporaryFolder()
     {
-        std::string name = std::filesystem::temp_directory_path() / "ztutil.XXXXXX";
+        std::string name = std::filesystem::temp_directory_path() / "zt.XXXXXX";
         if (mkdtemp(name.data()) == nullptr) {
-            {
-                {
-                    throw std::filesystem::filesystem_error("mkdtemp", name, {});
-                }
-            }
+            throw std::filesystem::filesystem_error("mkdtemp", name, {});
         }
         path = name;
     }
     ~TemporaryFolder() { std::filesystem::remove_all(path); }
+
     TemporaryFolder(const TemporaryFolder&) = delete;
     TemporaryFolder& operator=(const TemporaryFolder&) = delete;
 
