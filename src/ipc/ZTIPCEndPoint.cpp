@@ -44,7 +44,7 @@ const std::uint32_t LISTENED_CAPACITY = 1;
 
 struct ListenedMessage : IPCMessage {
     ListenedMessage()
-        : IPCMessage{LISTENED_HEADER1, 0, LISTENED_CAPACITY, new unsigned char[LISTENED_CAPACITY]}
+        : IPCMessage{LISTENED_HEADER1, 0, LISTENED_CAPACITY, new unsigned char[LISTENED_CAPACITY]()}
     {}
     ~ListenedMessage() { delete[] data; }
 

@@ -1,0 +1,833 @@
+// The listener thread, and everything that can be done to it from everywhere.
+
+#include "zt/ZTIPCEndPoint.h"
+
+#include "support/Diagnostics.h"
+#include "support/Event.h"
+#include "support/Interpose.h"
+#include "support/LocalPeer.h"
+
+#include <boost/thread/exceptions.hpp>
+
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <condition_variable>
+#include <fcntl.h>
+#include <filesystem>
+#include <functional>
+#include <future>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+using testing::Each;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::UnorderedElementsAre;
+using ZT::ZTIPCEndPoint;
+
+namespace {
+
+const char EXPIRED[] = "receiveMessage() Receive timeout expired.";
+const char HUNG_UP[] = "receiveMessage() Connection refused peerThe other end of the connection is "
+                       "closed. (0 bytesH)";
+
+Line failure(const std::string& text)
+{
+    return {1, "zt_ipc_endpoint", text};
+}
+
+auto entriesOf(const char* folder)
+{
+    const std::filesystem::directory_iterator all(folder);
+    return std::distance(begin(all), end(all));
+}
+
+auto threads()
+{
+    return entriesOf("/proc/self/task");
+}
+
+class NotingListener : public ZT::ZTIPCMessageArrivalListener {
+public:
+    void onMessageArrival(IPCMessage* message) override
+    {
+        const std::string text(reinterpret_cast<char*>(message->data), message->dataLength);
+        action(message);
+        const std::lock_guard<std::mutex> lock(mutex);
+        texts.push_back(text);
+        changed.notify_all();
+    }
+
+    /// Waits until so many messages have arrived, and returns what has.
+    std::vector<std::string> await(std::size_t count)
+    {
+        std::unique_lock<std::mutex> lock(mutex);
+        changed.wait(lock, [&] { return texts.size() >= count; });
+        return texts;
+    }
+
+    std::vector<std::string> arrived() { return await(0); }
+
+    std::function<void(IPCMessage*)> action = [](IPCMessage*) {};
+
+private:
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::vector<std::string> texts;
+};
+
+class ListenerTest : public testing::Test {
+protected:
+    void TearDown() override { EXPECT_THAT(diagnostics.take(), IsEmpty()); }
+
+    void listen(long timeout = -1)
+    {
+        endPoint->setReceiveTimeout(timeout);
+        ASSERT_EQ(endPoint->setMessageArrivalListener(&listener), 0);
+    }
+
+    // Until nothing but the threads from before is left.
+    void awaitEndOfThread() const
+    {
+        while (threads() != threadsBefore) {
+            std::this_thread::yield();
+        }
+    }
+
+    std::string receive()
+    {
+        OwnedMessage message;
+        EXPECT_EQ(endPoint->receiveMessage(&message, -1), 0);
+        return message.text();
+    }
+
+    // Before the fixture's thread is started, but with what a sanitizer may have of its own.
+    const decltype(threads()) threadsBefore = threads();
+    Diagnostics diagnostics;
+    NotingListener listener;
+    std::unique_ptr<ZTIPCEndPoint> endPoint = std::make_unique<ZTIPCEndPoint>(false);
+    std::unique_ptr<LocalPeer> peer = std::make_unique<LocalPeer>(*endPoint);
+    const int descriptor = endPoint->getReadEndPointID();
+};
+
+} // namespace
+
+TEST_F(ListenerTest, ItsThreadHasANameAndDeliversWhatArrives)
+{
+    char name[16] = {};
+    std::vector<std::uint32_t> headers;
+    listener.action = [&](IPCMessage* message) {
+        pthread_getname_np(pthread_self(), name, sizeof name);
+        headers.insert(headers.end(), {message->header1, message->header2});
+    };
+    listen();
+    EXPECT_EQ(endPoint->getMessageArrivalListener(), &listener);
+    peer->write(frameBytes(1, 2, 5, "hello") + frameBytes(3, 4, 1, "w"));
+    EXPECT_THAT(listener.await(2), ElementsAre("hello", "w"));
+    endPoint->deinitialize();
+    EXPECT_STREQ(name, "MsgArrivalLstnr");
+    EXPECT_THAT(headers, ElementsAre(1, 2, 3, 4));
+}
+
+TEST_F(ListenerTest, ItsThreadGetsTheOrdinaryPriority)
+{
+    int calls = 0;
+    const Interpose setting(interposed::pthread_setschedparam,
+                            [&](pthread_t, int policy, const sched_param* parameter) {
+                                ++calls;
+                                EXPECT_EQ(policy, SCHED_OTHER);
+                                EXPECT_EQ(parameter->sched_priority, 0);
+                                return 0;
+                            });
+    listen();
+    EXPECT_EQ(calls, 1);
+}
+
+TEST_F(ListenerTest, ItExpectsAMessageOfOneByteAfterTheWords255And0)
+{
+    std::atomic<int> mark{0};
+    const Interpose setting(interposed::setsockopt,
+                            [&](int, int, int option, const void* value, socklen_t) {
+                                EXPECT_EQ(option, SO_RCVLOWAT);
+                                mark = *static_cast<const int*>(value);
+                                return 0;
+                            });
+    // A wait that ends without anything ready counts as a message that has been received.
+    const Interpose waiting(interposed::select, [](int, fd_set* in, auto...) {
+        FD_ZERO(in);
+        return 1;
+    });
+    listener.action = [](IPCMessage* message) {
+        EXPECT_EQ(message->header1, 255U);
+        EXPECT_EQ(message->header2, 0U);
+        EXPECT_EQ(message->dataLength, 1U);
+        EXPECT_EQ(message->data[0], 0U);
+        message->data[0] = 'x'; // the next message has a buffer of its own
+    };
+    listen();
+    listener.await(2);
+    EXPECT_EQ(mark, 10);
+    endPoint->setMessageArrivalListener(nullptr);
+}
+
+TEST_F(ListenerTest, ACallbackMayKeepTheDataOrReplaceIt)
+{
+    std::unique_ptr<unsigned char[]> kept;
+    listener.action = [&](IPCMessage* message) {
+        kept.reset(message->data);
+        message->data = message->dataLength == 4 ? nullptr : new unsigned char[100];
+    };
+    listen();
+    peer->write(frameBytes("kept") + frameBytes("other"));
+    listener.await(2);
+    endPoint->deinitialize();
+    EXPECT_EQ(kept[0], 'o');
+}
+
+TEST_F(ListenerTest, ItReceivesWithTheReceiveTimeout)
+{
+    std::atomic<long> seconds{-1};
+    const Interpose waiting(interposed::select, [&](int, fd_set*, fd_set*, fd_set*, timeval* time) {
+        seconds = time == nullptr ? -1 : time->tv_sec;
+        return 0;
+    });
+    listen(7000);
+    while (seconds != 7) {
+        std::this_thread::yield();
+    }
+    endPoint->setReceiveTimeout(8000);
+    while (seconds != 8) {
+        std::this_thread::yield();
+    }
+    endPoint->setMessageArrivalListener(nullptr);
+    EXPECT_THAT(diagnostics.take(), Each(failure(EXPIRED)));
+}
+
+TEST_F(ListenerTest, WithoutAReceiveTimeoutItPollsAndSaysSoEachTime)
+{
+    listen(0);
+    std::vector<Line> lines;
+    while (lines.size() < 3) {
+        for (const Line& line : diagnostics.take()) {
+            lines.push_back(line);
+        }
+    }
+    EXPECT_THAT(lines, Each(failure(EXPIRED)));
+    peer->write(frameBytes("hello"));
+    EXPECT_THAT(listener.await(1), ElementsAre("hello"));
+    endPoint->setMessageArrivalListener(nullptr);
+    diagnostics.take();
+}
+
+TEST_F(ListenerTest, RemovingWhereThereIsNoneReturns0)
+{
+    EXPECT_EQ(endPoint->setMessageArrivalListener(nullptr), 0);
+    EXPECT_EQ(endPoint->getMessageArrivalListener(), nullptr);
+    EXPECT_EQ(threads(), threadsBefore);
+}
+
+TEST_F(ListenerTest, ReplacingStartsNoSecondThread)
+{
+    NotingListener second;
+    listen();
+    peer->write(frameBytes("one"));
+    listener.await(1);
+    EXPECT_EQ(endPoint->setMessageArrivalListener(&second), 0);
+    EXPECT_EQ(endPoint->getMessageArrivalListener(), &second);
+    EXPECT_EQ(threads(), threadsBefore + 1);
+    peer->write(frameBytes("two"));
+    EXPECT_THAT(second.await(1), ElementsAre("two"));
+    EXPECT_THAT(listener.arrived(), ElementsAre("one"));
+    endPoint->deinitialize();
+}
+
+TEST_F(ListenerTest, AThreadThatTheSystemRefusesThrowsAndLeavesNoListener)
+{
+    const auto before = entriesOf("/proc/self/fd");
+    {
+        const Interpose refused(interposed::pthread_create, [](auto...) { return EAGAIN; });
+        EXPECT_THROW(endPoint->setMessageArrivalListener(&listener), boost::thread_resource_error);
+    }
+    EXPECT_EQ(endPoint->getMessageArrivalListener(), nullptr);
+    EXPECT_EQ(entriesOf("/proc/self/fd"), before);
+    endPoint->setMessageArrivalListenerActive(false);
+    listen();
+    peer->write(frameBytes("hello"));
+    EXPECT_THAT(listener.await(1), ElementsAre("hello"));
+}
+
+TEST_F(ListenerTest, WithoutADescriptorToWakeItByReturns10AndLeavesNoListener)
+{
+    {
+        const Interpose refused(interposed::eventfd, [](auto...) { return -1; });
+        EXPECT_EQ(endPoint->setMessageArrivalListener(&listener), 10);
+    }
+    EXPECT_EQ(endPoint->getMessageArrivalListener(), nullptr);
+    EXPECT_EQ(threads(), threadsBefore);
+    listen();
+    peer->write(frameBytes("hello"));
+    EXPECT_THAT(listener.await(1), ElementsAre("hello"));
+}
+
+TEST_F(ListenerTest, WithoutAConnectionItsThreadEndsAtOnce)
+{
+    endPoint->deinitialize();
+    EXPECT_EQ(endPoint->setMessageArrivalListener(&listener), 0);
+    awaitEndOfThread();
+    EXPECT_EQ(endPoint->getMessageArrivalListener(), &listener);
+    EXPECT_EQ(endPoint->setMessageArrivalListener(nullptr), 0);
+}
+
+TEST_F(ListenerTest, ItsFunctionSaysThatItGotNoEndPoint)
+{
+    ZTIPCEndPoint::messageArrivalListenerThreadFunc(nullptr);
+    EXPECT_THAT(diagnostics.take(),
+                ElementsAre(failure("messageArrivalListenerThreadFunc() args is nullptr")));
+}
+
+TEST_F(ListenerTest, ItsFunctionReturnsWhereThereIsNoListener)
+{
+    ZTIPCEndPoint::messageArrivalListenerThreadFunc(endPoint.get());
+}
+
+// The peer hangs up
+
+TEST_F(ListenerTest, AHangUpLosesTheConnectionAndEndsTheThreadButKeepsTheListener)
+{
+    listen();
+    peer->hangUp();
+    awaitEndOfThread();
+    EXPECT_THAT(diagnostics.take(), ElementsAre(failure(HUNG_UP)));
+    EXPECT_FALSE(endPoint->isConnected());
+    EXPECT_EQ(endPoint->getReadEndPointID(), -1);
+    EXPECT_EQ(endPoint->getMessageArrivalListener(), &listener);
+    const LocalPeer next(*endPoint);
+    EXPECT_EQ(endPoint->setMessageArrivalListener(nullptr), 0);
+    listen();
+    next.write(frameBytes("again"));
+    EXPECT_THAT(listener.await(1), ElementsAre("again"));
+    endPoint->deinitialize();
+}
+
+TEST_F(ListenerTest, AHangUpInTheMiddleOfAFrameIsFoundOut)
+{
+    listen();
+    peer->write(frameBytes("hello").substr(0, 12));
+    peer->hangUp();
+    awaitEndOfThread();
+    EXPECT_THAT(diagnostics.take(),
+                ElementsAre(failure("receiveMessage() Incomplete message data bytes received."),
+                            failure(HUNG_UP)));
+    EXPECT_THAT(listener.arrived(), IsEmpty());
+}
+
+TEST_F(ListenerTest, AHangUpWhileTheOwnerSendsLeavesTheDescriptorsNumberTaken)
+{
+    listen();
+    OwnedMessage message(std::string("hello"));
+    const Interpose sending(interposed::send,
+                            [&](int to, const void* data, size_t size, int flags) {
+                                peer->hangUp();
+                                while (endPoint->getReadEndPointID() != -1) {
+                                    std::this_thread::yield();
+                                }
+                                const int other = dup(STDIN_FILENO);
+                                EXPECT_NE(other, to);
+                                close(other);
+                                EXPECT_EQ(to, descriptor);
+                                return interposed::send.real(to, data, size, flags);
+                            });
+    EXPECT_EQ(endPoint->sendMessage(&message), 7);
+    EXPECT_EQ(fcntl(descriptor, F_GETFD), -1);
+    EXPECT_FALSE(endPoint->isConnected());
+    awaitEndOfThread();
+    EXPECT_THAT(diagnostics.take(),
+                UnorderedElementsAre(failure(HUNG_UP),
+                                     failure("sendMessage() The other end of the connection is "
+                                             "closed. (EPIPE)")));
+}
+
+TEST_F(ListenerTest, AConnectionThatIsLostTwiceLeavesTheNextOneAlone)
+{
+    std::unique_ptr<LocalPeer> next;
+    OwnedMessage message(std::string("hello"));
+    const Interpose sending(
+        interposed::send, [&](int to, const void* data, size_t size, int flags) {
+            if (next == nullptr) {
+                peer->hangUp();
+                OwnedMessage none;
+                EXPECT_EQ(endPoint->receiveMessage(&none, -1), 8); // it is lost for the first time
+                next = std::make_unique<LocalPeer>(*endPoint);
+            }
+            return interposed::send.real(to, data, size, flags);
+        });
+    EXPECT_EQ(endPoint->sendMessage(&message), 7);
+    EXPECT_TRUE(endPoint->isConnected());
+    EXPECT_EQ(endPoint->sendMessage(&message), 0);
+    EXPECT_EQ(next->read(14), frameBytes(0, 0, 5, "hello"));
+    diagnostics.take();
+}
+
+// The gate
+
+TEST_F(ListenerTest, WhileItIsInactiveTheOwnerReceives)
+{
+    listen(1);
+    endPoint->setMessageArrivalListenerActive(false);
+    peer->write(frameBytes("mine"));
+    EXPECT_EQ(receive(), "mine");
+    peer->write(frameBytes("yours"));
+    endPoint->setMessageArrivalListenerActive(true);
+    EXPECT_THAT(listener.await(1), ElementsAre("yours"));
+    endPoint->setMessageArrivalListener(nullptr);
+    diagnostics.take();
+}
+
+TEST_F(ListenerTest, ActivatingAnActiveOneChangesNothing)
+{
+    Event inside;
+    Event release;
+    listener.action = [&](IPCMessage*) {
+        inside.happen();
+        release.await();
+    };
+    endPoint->setMessageArrivalListenerActive(true);
+    endPoint->setMessageArrivalListenerActive(false);
+    listen();
+    endPoint->setMessageArrivalListenerActive(true);
+    endPoint->setMessageArrivalListenerActive(true);
+    peer->write(frameBytes("one") + frameBytes("two"));
+    inside.await();
+    endPoint->setMessageArrivalListenerActive(true);
+    release.happen();
+    EXPECT_THAT(listener.await(2), ElementsAre("one", "two"));
+}
+
+TEST_F(ListenerTest, DeactivatingWaitsForTheCallback)
+{
+    Event inside;
+    Event release;
+    listener.action = [&](IPCMessage*) {
+        inside.happen();
+        release.await();
+    };
+    listen();
+    peer->write(frameBytes("one") + frameBytes("two"));
+    inside.await();
+    auto deactivated =
+        std::async(std::launch::async, [&] { endPoint->setMessageArrivalListenerActive(false); });
+    EXPECT_EQ(deactivated.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
+    release.happen();
+    deactivated.get();
+    const auto arrived = listener.arrived();
+    EXPECT_GE(arrived.size(), 1U);
+    endPoint->setMessageArrivalListener(nullptr);
+    EXPECT_EQ(listener.arrived(), arrived);
+}
+
+TEST_F(ListenerTest, ASecondDeactivationWaitsForAnActivation)
+{
+    listen(1);
+    endPoint->setMessageArrivalListenerActive(false);
+    auto second =
+        std::async(std::launch::async, [&] { endPoint->setMessageArrivalListenerActive(false); });
+    EXPECT_EQ(second.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
+    endPoint->setMessageArrivalListenerActive(true);
+    second.get();
+    peer->write(frameBytes("mine"));
+    EXPECT_EQ(receive(), "mine");
+    diagnostics.take();
+}
+
+TEST_F(ListenerTest, DeactivatingFromInsideTheCallbackHoldsWhatComesNext)
+{
+    Event deactivated;
+    listener.action = [&](IPCMessage*) {
+        endPoint->setMessageArrivalListenerActive(false);
+        endPoint->setMessageArrivalListenerActive(false);
+        deactivated.happen();
+    };
+    listen();
+    peer->write(frameBytes("one") + frameBytes("two"));
+    deactivated.await();
+    EXPECT_EQ(receive(), "two");
+    peer->write(frameBytes("three"));
+    listener.action = [](IPCMessage*) {};
+    endPoint->setMessageArrivalListenerActive(true);
+    EXPECT_THAT(listener.await(2), ElementsAre("one", "three"));
+}
+
+TEST_F(ListenerTest, AConnectionThatIsLostWhileItStandsAtTheGateIsReportedOnce)
+{
+    std::atomic<std::thread::id> itsThread{};
+    Event atTheGate;
+    const Interpose waiting(interposed::pthread_cond_wait, [&](auto... arguments) {
+        if (std::this_thread::get_id() == itsThread.load()) {
+            atTheGate.happen();
+        }
+        return interposed::pthread_cond_wait.real(arguments...);
+    });
+    listener.action = [&](IPCMessage*) {
+        endPoint->setMessageArrivalListenerActive(false);
+        itsThread = std::this_thread::get_id();
+    };
+    listen();
+    OwnedMessage message(std::string("hello"));
+    peer->write(frameBytes("one"));
+    atTheGate.await();
+    peer->hangUp();
+    EXPECT_EQ(endPoint->sendMessage(&message), 7);
+    diagnostics.take();
+    endPoint->setMessageArrivalListenerActive(true);
+    awaitEndOfThread();
+    EXPECT_THAT(diagnostics.take(),
+                ElementsAre(failure("receiveMessage() failed. Invalid linkID.")));
+}
+
+// Everything that can be done to it, from outside, in every state of its thread
+
+namespace {
+
+enum class State {
+    WaitsWithoutLimit,
+    Polls,
+    HasHalfAHeader,
+    HasHalfTheData,
+    IsInTheCallback,
+    StandsAtTheGate
+};
+
+std::string nameOf(const testing::TestParamInfo<State>& info)
+{
+    static const char* const NAMES[] = {"WaitsWithoutLimit", "Polls",           "HasHalfAHeader",
+                                        "HasHalfTheData",    "IsInTheCallback", "StandsAtTheGate"};
+    return NAMES[static_cast<int>(info.param)];
+}
+
+class WhileTheThread : public ListenerTest, public testing::WithParamInterface<State> {
+protected:
+    void SetUp() override
+    {
+        listener.action = [this](IPCMessage*) {
+            if (GetParam() == State::StandsAtTheGate) {
+                endPoint->setMessageArrivalListenerActive(false);
+            } else {
+                inCallback.happen();
+                release.await();
+            }
+        };
+        listen(GetParam() == State::Polls ? 0 : -1);
+        switch (GetParam()) {
+        case State::WaitsWithoutLimit:
+            waiting.await();
+            break;
+        case State::Polls:
+            while (diagnostics.take().empty()) {
+            }
+            break;
+        case State::HasHalfAHeader:
+            send(4);
+            waitingForRest.await();
+            break;
+        case State::HasHalfTheData:
+            send(12);
+            waitingForRest.await();
+            break;
+        case State::IsInTheCallback:
+            peer->write(frameBytes("first"));
+            inCallback.await();
+            break;
+        case State::StandsAtTheGate:
+            peer->write(frameBytes("first"));
+            listener.await(1);
+            break;
+        }
+    }
+
+    void TearDown() override
+    {
+        if (GetParam() == State::Polls) {
+            EXPECT_THAT(diagnostics.take(), Each(failure(EXPIRED)));
+        }
+        ListenerTest::TearDown();
+    }
+
+    // So much of the frame that is to come, or all of the rest.
+    void send(std::size_t count = std::string::npos)
+    {
+        peer->write(frame.substr(0, count));
+        frame.erase(0, count);
+    }
+
+    // An action that has to wait for a callback that runs; that ends in the meantime.
+    template <class Action>
+    void await(Action action)
+    {
+        auto done = std::async(std::launch::async, action);
+        if (GetParam() == State::IsInTheCallback) {
+            EXPECT_EQ(done.wait_for(std::chrono::milliseconds(10)), std::future_status::timeout);
+        }
+        release.happen();
+        done.get();
+    }
+
+    std::vector<std::string> arrivedBefore() const
+    {
+        const bool one =
+            GetParam() == State::IsInTheCallback || GetParam() == State::StandsAtTheGate;
+        return one ? std::vector<std::string>{"first"} : std::vector<std::string>{};
+    }
+
+    Event waiting;
+    Event waitingForRest;
+    Event inCallback;
+    Event release;
+    std::string frame = frameBytes("hello");
+    const decltype(entriesOf("")) descriptorsBefore = entriesOf("/proc/self/fd");
+    const Interpose<int(int, fd_set*, fd_set*, fd_set*, timeval*)> select{
+        interposed::select, [this](auto... arguments) {
+            waiting.happen();
+            return interposed::select.real(arguments...);
+        }};
+    const Interpose<int(pollfd*, nfds_t, int)> poll{interposed::poll, [this](auto... arguments) {
+                                                        waitingForRest.happen();
+                                                        return interposed::poll.real(arguments...);
+                                                    }};
+};
+
+} // namespace
+
+TEST_P(WhileTheThread, RemovingEndsItAndLeavesTheConnectionToTheOwner)
+{
+    await([this] { EXPECT_EQ(endPoint->setMessageArrivalListener(nullptr), 0); });
+    EXPECT_EQ(listener.arrived(), arrivedBefore());
+    EXPECT_EQ(endPoint->getMessageArrivalListener(), nullptr);
+    EXPECT_EQ(entriesOf("/proc/self/fd"), descriptorsBefore);
+    awaitEndOfThread();
+    send();
+    EXPECT_EQ(receive(), "hello");
+    EXPECT_EQ(listener.arrived(), arrivedBefore());
+}
+
+TEST_P(WhileTheThread, ReplacingHandsTheNextMessageToTheOther)
+{
+    NotingListener second;
+    await([&] { EXPECT_EQ(endPoint->setMessageArrivalListener(&second), 0); });
+    EXPECT_EQ(listener.arrived(), arrivedBefore());
+    endPoint->setMessageArrivalListenerActive(true);
+    send();
+    EXPECT_THAT(second.await(1), ElementsAre("hello"));
+    EXPECT_EQ(listener.arrived(), arrivedBefore());
+    endPoint->deinitialize();
+}
+
+TEST_P(WhileTheThread, DeinitializingEndsItAndCloses)
+{
+    await([this] { endPoint->deinitialize(); });
+    EXPECT_EQ(listener.arrived(), arrivedBefore());
+    EXPECT_EQ(endPoint->getMessageArrivalListener(), nullptr);
+    EXPECT_EQ(entriesOf("/proc/self/fd"), descriptorsBefore - 1);
+    EXPECT_EQ(peer->read(1), "");
+    awaitEndOfThread();
+}
+
+TEST_P(WhileTheThread, DestroyingEndsItAndCloses)
+{
+    await([this] { endPoint.reset(); });
+    EXPECT_EQ(listener.arrived(), arrivedBefore());
+    EXPECT_EQ(entriesOf("/proc/self/fd"), descriptorsBefore - 1);
+    EXPECT_EQ(peer->read(1), "");
+    awaitEndOfThread();
+}
+
+TEST_P(WhileTheThread, AHangUpEndsIt)
+{
+    peer->hangUp();
+    release.happen();
+    endPoint->setMessageArrivalListenerActive(true);
+    awaitEndOfThread();
+    EXPECT_FALSE(endPoint->isConnected());
+    EXPECT_EQ(listener.arrived(), arrivedBefore());
+    auto lines = diagnostics.take();
+    ASSERT_FALSE(lines.empty());
+    EXPECT_EQ(lines.back(), failure(HUNG_UP));
+    lines.pop_back();
+    const char* cut = nullptr;
+    if (GetParam() == State::HasHalfAHeader) {
+        cut = "receiveMessage() Incomplete message header received.";
+    } else if (GetParam() == State::HasHalfTheData) {
+        cut = "receiveMessage() Incomplete message data bytes received.";
+    } else if (GetParam() == State::Polls) {
+        cut = EXPIRED;
+    }
+    EXPECT_THAT(lines, Each(failure(cut == nullptr ? "nothing else" : cut)));
+}
+
+TEST_P(WhileTheThread, AMessageThatIsCompletedIsDelivered)
+{
+    endPoint->setMessageArrivalListenerActive(true);
+    release.happen();
+    send();
+    EXPECT_EQ(listener.await(arrivedBefore().size() + 1).back(), "hello");
+    endPoint->setMessageArrivalListener(nullptr);
+}
+
+INSTANTIATE_TEST_SUITE_P(, WhileTheThread,
+                         testing::Values(State::WaitsWithoutLimit, State::Polls,
+                                         State::HasHalfAHeader, State::HasHalfTheData,
+                                         State::IsInTheCallback, State::StandsAtTheGate),
+                         nameOf);
+
+// The same from inside the callback, where nothing can wait for the callback
+
+TEST_F(ListenerTest, ACallbackMayRemoveItsListener)
+{
+    listener.action = [this](IPCMessage*) {
+        EXPECT_EQ(endPoint->setMessageArrivalListener(nullptr), 0);
+        EXPECT_EQ(endPoint->getMessageArrivalListener(), nullptr);
+        endPoint->setMessageArrivalListenerActive(false); // which does nothing any more
+    };
+    listen();
+    peer->write(frameBytes("one") + frameBytes("two"));
+    EXPECT_THAT(listener.await(1), ElementsAre("one"));
+    awaitEndOfThread();
+    EXPECT_EQ(receive(), "two");
+    EXPECT_THAT(listener.arrived(), ElementsAre("one"));
+}
+
+TEST_F(ListenerTest, ACallbackMayReplaceItsListener)
+{
+    NotingListener second;
+    listener.action = [&](IPCMessage*) {
+        EXPECT_EQ(endPoint->setMessageArrivalListener(&second), 0);
+    };
+    listen();
+    peer->write(frameBytes("one") + frameBytes("two"));
+    EXPECT_THAT(second.await(1), ElementsAre("two"));
+    EXPECT_THAT(listener.arrived(), ElementsAre("one"));
+    EXPECT_EQ(threads(), threadsBefore + 1);
+    endPoint->deinitialize();
+}
+
+TEST_F(ListenerTest, ACallbackMayRemoveItsListenerAndSetAnother)
+{
+    NotingListener second;
+    listener.action = [&](IPCMessage*) {
+        EXPECT_EQ(endPoint->setMessageArrivalListener(nullptr), 0);
+        EXPECT_EQ(endPoint->setMessageArrivalListener(&second), 0);
+    };
+    listen();
+    peer->write(frameBytes("one") + frameBytes("two"));
+    EXPECT_THAT(second.await(1), ElementsAre("two"));
+    EXPECT_THAT(listener.await(1), ElementsAre("one"));
+    endPoint->deinitialize();
+    awaitEndOfThread();
+}
+
+TEST_F(ListenerTest, ACallbackMayDeinitializeItsEndPoint)
+{
+    listener.action = [this](IPCMessage*) { endPoint->deinitialize(); };
+    listen();
+    peer->write(frameBytes("one") + frameBytes("two"));
+    EXPECT_THAT(listener.await(1), ElementsAre("one"));
+    awaitEndOfThread();
+    EXPECT_EQ(peer->read(1), "");
+    EXPECT_FALSE(endPoint->isConnected());
+}
+
+TEST_F(ListenerTest, ACallbackMayDeleteItsEndPoint)
+{
+    listener.action = [this](IPCMessage*) { endPoint.reset(); };
+    listen();
+    peer->write(frameBytes("one") + frameBytes("two"));
+    EXPECT_THAT(listener.await(1), ElementsAre("one"));
+    awaitEndOfThread();
+    EXPECT_EQ(peer->read(1), "");
+}
+
+TEST_F(ListenerTest, ACallbackMayReplaceTheConnection)
+{
+    std::unique_ptr<LocalPeer> next;
+    listener.action = [&](IPCMessage* message) {
+        if (message->data[0] == '1') {
+            next = std::make_unique<LocalPeer>(*endPoint);
+            next->write(frameBytes("2"));
+        }
+    };
+    listen();
+    peer->write(frameBytes("1"));
+    EXPECT_THAT(listener.await(2), ElementsAre("1", "2"));
+    EXPECT_EQ(peer->read(1), "");
+}
+
+TEST_F(ListenerTest, ACallbackMaySendAndReceive)
+{
+    listener.action = [this](IPCMessage* message) {
+        EXPECT_EQ(endPoint->sendMessage(message), 0);
+        EXPECT_EQ(receive(), "two");
+    };
+    listen();
+    peer->write(frameBytes("one") + frameBytes("two"));
+    EXPECT_EQ(peer->read(12), frameBytes("one"));
+    EXPECT_THAT(listener.await(1), ElementsAre("one"));
+}
+
+TEST_F(ListenerTest, OwnerAndCallbackMayBothRemoveIt)
+{
+    Event inside;
+    Event release;
+    listener.action = [&](IPCMessage*) {
+        inside.happen();
+        release.await();
+        EXPECT_EQ(endPoint->setMessageArrivalListener(nullptr), 0);
+    };
+    listen();
+    peer->write(frameBytes("one"));
+    inside.await();
+    auto removed = std::async(std::launch::async,
+                              [this] { return endPoint->setMessageArrivalListener(nullptr); });
+    while (endPoint->getMessageArrivalListener() != nullptr) {
+        std::this_thread::yield();
+    }
+    release.happen();
+    EXPECT_EQ(removed.get(), 0);
+    awaitEndOfThread();
+}
+
+TEST_F(ListenerTest, NothingIsLostWhereTheOwnerAndAListenerTakeTurns)
+{
+    const int messages = 3000;
+    std::thread sender([this] {
+        for (int i = 0; i < messages; ++i) {
+            peer->write(frameBytes(std::to_string(i)));
+        }
+    });
+    std::vector<std::string> all;
+    endPoint->setReceiveTimeout(-1);
+    listener.action = [&](IPCMessage* message) {
+        all.emplace_back(reinterpret_cast<char*>(message->data), message->dataLength);
+    };
+    std::size_t turns = 0;
+    while (all.size() < messages) {
+        all.push_back(receive());
+        if (all.size() < messages) {
+            ASSERT_EQ(endPoint->setMessageArrivalListener(&listener), 0);
+            if (++turns % 2 == 0) {
+                std::this_thread::yield();
+            }
+            ASSERT_EQ(endPoint->setMessageArrivalListener(nullptr), 0);
+        }
+    }
+    sender.join();
+    ASSERT_EQ(all.size(), static_cast<std::size_t>(messages));
+    for (int i = 0; i < messages; ++i) {
+        ASSERT_EQ(all[static_cast<std::size_t>(i)], std::to_string(i));
+    }
+}
