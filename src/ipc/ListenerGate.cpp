@@ -11,7 +11,7 @@ ListenerGate::ListenerGate(ZTIPCMessageArrivalListener* listener)
 bool ListenerGate::enter()
 {
     std::unique_lock<std::mutex> lock(mutex);
-    changed.wait(lock, [this] { return stopped || (!closed && !isInside()); });
+    changed.wait(lock, [this] { return stopped || (!closed && closing == 0 && !isInside()); });
     if (stopped) {
         return false;
     }
@@ -49,7 +49,9 @@ void ListenerGate::close()
 {
     std::unique_lock<std::mutex> lock(mutex);
     const bool fromInside = inside == std::this_thread::get_id();
+    ++closing;
     changed.wait(lock, [&] { return stopped || fromInside || (!closed && !isInside()); });
+    --closing;
     closed = true;
 }
 

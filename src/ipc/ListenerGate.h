@@ -42,7 +42,8 @@ public:
 
     void open();
 
-    /// Waits until the gate is open and nobody else inside, then closes it.
+    /// Waits until the gate is open and nobody else inside, then closes it. Meanwhile the thread
+    /// does not enter again.
     void close();
 
     /// Tells the thread to end when it next waits; the gate is no obstacle any more.
@@ -61,6 +62,7 @@ private:
     mutable std::mutex mutex;
     std::condition_variable changed;
     bool closed = true;
+    unsigned int closing = 0; // how many wait to close it
     bool stopped = false;
     std::thread::id inside; // the thread that is, if any
 
