@@ -8,6 +8,7 @@
 #include "support/Layout.h"
 #include "zt/ZTAutoLock.h"
 #include "zt/ZTEndPointManager.h"
+#include "zt/ZTIPCServer.h"
 #include "zt/ZTPipe.h"
 #include "zt/ZTPowerManagementInterfaceR7.h"
 #include "zt/ZTSignal.h"
@@ -19,7 +20,9 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <sys/socket.h>
 #include <type_traits>
+#include <unistd.h>
 
 using namespace ZT;
 
@@ -115,6 +118,85 @@ TEST(BinaryInterface, ZTPipe)
 {
     EXPECT_EQ(slotCount("_ZTVN2ZT6ZTPipeE"), 6U);
     EXPECT_EQ(sizeof(ZTPipe), (sizeof(void*) + 20 + alignof(void*) - 1) & ~(alignof(void*) - 1));
+}
+
+TEST(BinaryInterface, IPCMessage)
+{
+    EXPECT_EQ(offsetof(IPCMessage, header1), 0U);
+    EXPECT_EQ(offsetof(IPCMessage, header2), 4U);
+    EXPECT_EQ(offsetof(IPCMessage, dataLength), 8U);
+    EXPECT_EQ(offsetof(IPCMessage, data), alignof(void*) == 4 ? 12U : 16U);
+    EXPECT_EQ(sizeof(IPCMessage), offsetof(IPCMessage, data) + sizeof(void*));
+}
+
+TEST(BinaryInterface, ZTIPCMessageArrivalListener)
+{
+    EXPECT_EQ(slotOf(&ZTIPCMessageArrivalListener::onMessageArrival), 0U);
+    EXPECT_FALSE(std::has_virtual_destructor<ZTIPCMessageArrivalListener>::value);
+}
+
+TEST(BinaryInterface, ZTIPCEndPoint)
+{
+    EXPECT_EQ(slotCount("_ZTVN2ZT13ZTIPCEndPointE"), 6U);
+    ZTIPCEndPoint endPoint(true);
+    int sockets[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, sockets), 0);
+    ASSERT_EQ(endPoint.initialize(sockets[0], "own", "peer"), 0);
+    endPoint.setConnectTimeout(1);
+    endPoint.setReceiveTimeout(2);
+    endPoint.setSendTimeout(3);
+    struct Listener : ZTIPCMessageArrivalListener {
+        void onMessageArrival(IPCMessage*) override {}
+    } listener;
+    ASSERT_EQ(endPoint.setMessageArrivalListener(&listener), 0);
+
+    const auto* bytes = reinterpret_cast<const char*>(&endPoint);
+    const std::size_t flag = sizeof(void*);
+    EXPECT_TRUE(fieldAt<bool>(&endPoint, flag)) << "auto-reconnect";
+    EXPECT_EQ(fieldAt<int>(&endPoint, flag + 4), sockets[0]);
+    const std::size_t addresses = flag + 8;
+    EXPECT_EQ(*reinterpret_cast<const std::string*>(bytes + addresses), "own");
+    EXPECT_EQ(*reinterpret_cast<const std::string*>(bytes + addresses + sizeof(std::string)),
+              "peer");
+    const std::size_t timeouts = addresses + 2 * sizeof(std::string);
+    EXPECT_EQ(fieldAt<long>(&endPoint, timeouts), 1);
+    EXPECT_EQ(fieldAt<long>(&endPoint, timeouts + sizeof(long)), 2);
+    EXPECT_EQ(fieldAt<long>(&endPoint, timeouts + 2 * sizeof(long)), 3);
+    const std::size_t connected = timeouts + 3 * sizeof(long);
+    EXPECT_TRUE(fieldAt<bool>(&endPoint, connected));
+    const std::size_t listening = connected + sizeof(void*);
+    EXPECT_EQ(fieldAt<ZTIPCMessageArrivalListener*>(&endPoint, listening), &listener);
+    EXPECT_NE(fieldAt<void*>(&endPoint, listening + sizeof(void*)), nullptr) << "the thread";
+    EXPECT_NE(fieldAt<void*>(&endPoint, listening + 2 * sizeof(void*)), nullptr) << "the gate";
+    endPoint.deinitialize();
+    EXPECT_FALSE(fieldAt<bool>(&endPoint, connected));
+    EXPECT_EQ(fieldAt<void*>(&endPoint, listening + sizeof(void*)), nullptr);
+    EXPECT_EQ(fieldAt<void*>(&endPoint, listening + 2 * sizeof(void*)), nullptr);
+    close(sockets[1]);
+}
+
+TEST(BinaryInterface, ZTIPCEndPointKeepsWhetherItsNameIsUnlinked)
+{
+    const std::size_t connected = sizeof(void*) + 8 + 2 * sizeof(std::string) + 3 * sizeof(long);
+    const std::size_t nameUnlinked = connected + 1;
+    const std::string path = "BinaryInterface." + std::to_string(getpid());
+    ZTIPCEndPoint endPoint(false);
+    EXPECT_FALSE(fieldAt<bool>(&endPoint, nameUnlinked));
+    ASSERT_EQ(endPoint.initialize(path, false), 0);
+    EXPECT_TRUE(fieldAt<bool>(&endPoint, nameUnlinked));
+    endPoint.deinitialize();
+    EXPECT_FALSE(fieldAt<bool>(&endPoint, nameUnlinked));
+    ASSERT_EQ(endPoint.initialize(path, true), 0);
+    EXPECT_FALSE(fieldAt<bool>(&endPoint, nameUnlinked));
+    unlink(path.c_str());
+}
+
+TEST(BinaryInterface, ZTIPCServer)
+{
+    EXPECT_EQ(slotOf(&ZTIPCServer::initialize), 2U);
+    EXPECT_EQ(slotOf(&ZTIPCServer::deinitialize), 3U);
+    EXPECT_EQ(slotCount("_ZTVN2ZT11ZTIPCServerE"), 4U);
+    EXPECT_EQ(sizeof(ZTIPCServer), sizeof(void*) + sizeof(ZTIPCEndPoint));
 }
 
 TEST(BinaryInterface, ZTEndPointHandler)
