@@ -80,11 +80,11 @@ public:
     /// from the server, and connects to the client's name: do not set its autoReconnect.
     int reconnect() override;
 
-    /// Whether a server listens at the path `peerAddress`; needs no initialize().
+    /// Whether a server listens at `path`; needs no initialize().
     ///
     /// 0 if so; 14 if it cannot be connected to; 17 if it does not answer within 100 ms; 20 for an
     /// empty path. A result of 14 or 17 leaves a descriptor open for good: do not poll with it.
-    int isSocketAvailable(const std::string& peerAddress);
+    int isSocketAvailable(const std::string& path);
 
     /// Sends `message`, which stays the caller's, in one send(), once the socket takes something
     /// within the send time-out. A blocking socket then waits until all of it went.

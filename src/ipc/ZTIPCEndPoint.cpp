@@ -43,9 +43,12 @@ const std::uint32_t LISTENED_HEADER1 = 255;
 const std::uint32_t LISTENED_CAPACITY = 1;
 
 struct ListenedMessage : IPCMessage {
-    ListenedMessage()
-        : IPCMessage{LISTENED_HEADER1, 0, LISTENED_CAPACITY, new unsigned char[LISTENED_CAPACITY]()}
-    {}
+    ListenedMessage() : IPCMessage()
+    {
+        header1 = LISTENED_HEADER1;
+        dataLength = LISTENED_CAPACITY;
+        data = new unsigned char[LISTENED_CAPACITY]();
+    }
     ~ListenedMessage() { delete[] data; }
 
     ListenedMessage(const ListenedMessage&) = delete;
