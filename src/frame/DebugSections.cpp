@@ -1,6 +1,6 @@
-#include "frame/DebugSections.h"
 #include "zt/ZTIPCServer.h"
 #include "zt/ZTPowerManagement.h"
+#include "zt/ZTSocket.h"
 
 #include "ztutil/ZTDebug.h"
 

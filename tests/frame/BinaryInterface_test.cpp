@@ -13,9 +13,12 @@
 #include "zt/ZTPowerManagementInterfaceR7.h"
 #include "zt/ZTSignal.h"
 #include "zt/ZTSignalListener.h"
+#include "zt/ZTSocketFactory.h"
+#include "zt/ZTSocketMessage.h"
 #include "zt/ztpmd_msg.h"
 
 #include <cstddef>
+#include <deque>
 #include <gtest/gtest.h>
 #include <memory>
 #include <set>
@@ -302,6 +305,111 @@ TEST(BinaryInterface, ZTSignalListener)
 {
     EXPECT_EQ(slotOf(&ZTSignalListener::onSignal), 2U);
     EXPECT_EQ(slotCount("_ZTVN2ZT16ZTSignalListenerE"), 3U);
+}
+
+TEST(BinaryInterface, ZTSocketMessage)
+{
+    EXPECT_EQ(slotOf(&ZTSocketMessage::operator=), 2U);
+    EXPECT_EQ(slotOf(&ZTSocketMessage::fillBuffer), 3U);
+    EXPECT_EQ(slotOf(&ZTSocketMessage::calculateBufferSize), 4U);
+    EXPECT_EQ(slotOf(&ZTSocketMessage::init), 5U);
+    EXPECT_EQ(slotCount("_ZTVN2ZT15ZTSocketMessageE"), 6U);
+    ZTSocketMessage message;
+    message.messageType = 1;
+    message.messageLength = 2;
+    message.messageFlag = true;
+    message.parameter1 = 3;
+    message.parameter2 = 4;
+    message.parameter3 = 5;
+    const std::size_t fields = sizeof(void*);
+    EXPECT_EQ(fieldAt<std::uint16_t>(&message, fields), 1U);
+    EXPECT_EQ(fieldAt<std::uint32_t>(&message, fields + 4), 2U);
+    EXPECT_TRUE(fieldAt<bool>(&message, fields + 8));
+    EXPECT_EQ(fieldAt<std::uint16_t>(&message, fields + 10), 3U);
+    EXPECT_EQ(fieldAt<std::uint16_t>(&message, fields + 12), 4U);
+    EXPECT_EQ(fieldAt<std::uint16_t>(&message, fields + 14), 5U);
+    EXPECT_EQ(sizeof(ZTSocketMessage), fields + 16);
+}
+
+// The type that picks one of several functions of the same name.
+template <class Class, class... Parameters>
+using Overload = int (Class::*)(Parameters...);
+
+template <class Class>
+void expectSocketSlots()
+{
+    EXPECT_EQ(slotOf(&Class::initSocket), 2U);
+    EXPECT_EQ(slotOf(&Class::resetSocket), 3U);
+    EXPECT_EQ((slotOf<Overload<Class, ZTSocketMessage*>>(&Class::sendSocketData)), 4U);
+    EXPECT_EQ((slotOf<Overload<Class, unsigned, int*, unsigned>>(&Class::sendSocketData)), 5U);
+    EXPECT_EQ((slotOf<Overload<Class, int*, unsigned>>(&Class::sendSocketData)), 6U);
+    EXPECT_EQ((slotOf<Overload<Class, int*, unsigned>>(&Class::receiveSocketData)), 7U);
+    EXPECT_EQ((slotOf<Overload<Class, unsigned, int*, unsigned>>(&Class::receiveSocketData)), 8U);
+    EXPECT_EQ((slotOf<Overload<Class, unsigned>>(&Class::closeSocket)), 9U);
+    EXPECT_EQ((slotOf<Overload<Class>>(&Class::closeSocket)), 10U);
+    EXPECT_EQ((slotOf<Overload<Class, char*, unsigned>>(&Class::connectSocket)), 11U);
+    EXPECT_EQ((slotOf<Overload<Class>>(&Class::connectSocket)), 12U);
+    EXPECT_EQ((slotOf<Overload<Class, char*, unsigned>>(&Class::bindSocket)), 13U);
+    EXPECT_EQ((slotOf<Overload<Class>>(&Class::bindSocket)), 14U);
+    EXPECT_EQ(slotOf(&Class::listenSocket), 15U);
+    EXPECT_EQ(slotOf(&Class::acceptSocket), 16U);
+    EXPECT_EQ(slotOf(&Class::exitReceiveSocketData), 17U);
+    EXPECT_EQ(slotOf(&Class::resetSocketPort), 18U);
+    EXPECT_EQ(slotOf(&Class::setSocketDomain), 19U);
+    EXPECT_EQ(slotOf(&Class::getSocketDomain), 20U);
+    EXPECT_EQ(slotOf(&Class::setSocketType), 21U);
+    EXPECT_EQ(slotOf(&Class::getSocketType), 22U);
+    EXPECT_EQ(slotOf(&Class::setSocketProtocol), 23U);
+    EXPECT_EQ(slotOf(&Class::getSocketProtocol), 24U);
+    EXPECT_EQ(slotOf(&Class::setSocketMaxQueuedConnections), 25U);
+    EXPECT_EQ(slotOf(&Class::getSocketMaxQueuedConnections), 26U);
+    EXPECT_EQ(slotOf(&Class::setSocketOptionsLevel), 27U);
+    EXPECT_EQ(slotOf(&Class::getSocketOptionsLevel), 28U);
+    EXPECT_EQ(slotOf(&Class::setSocketOptionsName), 29U);
+    EXPECT_EQ(slotOf(&Class::getSocketOptionsName), 30U);
+    EXPECT_EQ((slotOf<Overload<Class, char*&>>(&Class::receiveSocketData)), 31U);
+    EXPECT_EQ((slotOf<Overload<Class, unsigned, char*&>>(&Class::receiveSocketData)), 32U);
+    EXPECT_EQ((slotOf<Overload<Class, unsigned, ZTSocketMessage*>>(&Class::sendSocketData)), 33U);
+    EXPECT_EQ(slotOf(&Class::getSocketIdentifier), 34U);
+}
+
+TEST(BinaryInterface, ZTSocket)
+{
+    expectSocketSlots<ZTSocket>();
+    EXPECT_EQ(slotCount("_ZTVN2ZT8ZTSocketE"), 35U);
+    const std::size_t partial = sizeof(void*) + sizeof(std::deque<char*>);
+    EXPECT_EQ(sizeof(ZTSocket),
+              (partial + sizeof(void*) + 4 + 1500 + alignof(void*) - 1) & ~(alignof(void*) - 1));
+    const ZTSocketLinux socket;
+    EXPECT_EQ(fieldAt<char*>(&socket, partial), nullptr);
+    EXPECT_EQ(fieldAt<int>(&socket, partial + sizeof(void*)), 0);
+}
+
+TEST(BinaryInterface, ZTSocketLinux)
+{
+    expectSocketSlots<ZTSocketLinux>();
+    EXPECT_EQ(slotCount("_ZTVN2ZT13ZTSocketLinuxE"), 35U);
+    ZTSocketLinux socket;
+    socket.setSocketMaxQueuedConnections(10);
+    socket.setSocketOptionsLevel(11);
+    socket.setSocketOptionsName(12);
+    socket.setSocketDomain(13);
+    socket.setSocketType(14);
+    socket.setSocketProtocol(15);
+    const int numbers[] = {10, 11, 12, 13, 14, 15, -1};
+    std::size_t offset = sizeof(void*) + sizeof(std::deque<char*>) + sizeof(void*) + 4 + 1500;
+    for (const int number : numbers) {
+        EXPECT_EQ(fieldAt<int>(&socket, offset), number);
+        offset += sizeof(int);
+    }
+    EXPECT_EQ(sizeof(sockaddr_in), 16U);
+    EXPECT_EQ(fieldAt<sockaddr_in>(&socket, offset).sin_port, htons(15000));
+}
+
+TEST(BinaryInterface, ZTSocketFactory)
+{
+    EXPECT_EQ(slotCount("_ZTVN2ZT15ZTSocketFactoryE"), 2U);
+    EXPECT_EQ(sizeof(ZTSocketFactory), sizeof(void*));
 }
 
 TEST(BinaryInterface, ztpmd_msg_t)

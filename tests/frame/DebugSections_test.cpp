@@ -1,8 +1,9 @@
 #include "RecordingUtility.h"
-#include "frame/DebugSections.h"
 #include "zt/ZTIPCServer.h"
 #include "zt/ZTPipe.h"
 #include "zt/ZTPowerManagementInterfaceR7.h"
+#include "zt/ZTSocket.h"
+#include "zt/ZTSocketMessage.h"
 
 #include <algorithm>
 #include <gmock/gmock.h>
@@ -11,6 +12,7 @@
 #include <vector>
 
 using testing::ElementsAre;
+using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 
 namespace {
@@ -75,4 +77,18 @@ TEST(DebugSections, AFixedMessageIsAnArgumentAndNoFormat)
     EXPECT_EQ(recordedLines().back(), "%s | Can't change into silent on mode via API!");
     ZT::ZTPipe().deinit();
     EXPECT_EQ(recordedLines().back(), "%s | pipe already deinitialized");
+}
+
+TEST(DebugSections, EveryCopyOfASocketMessageAsksForTheKeyOfItsTraceAnew)
+{
+    EXPECT_THAT(recordedLookups(), IsEmpty());
+    const ZT::ZTSocketMessage original;
+    const ZT::ZTSocketMessage copy(original); // NOLINT(performance-unnecessary-copy-initialization)
+    EXPECT_EQ(recordedLines().back(), "%s | ZTSocketMessage::ZTSocketMessage CopyCon");
+    EXPECT_EQ(recordedKeys().back(), 1000U);
+    ZT::ZTSocketMessage assigned;
+    assigned = original;
+    EXPECT_EQ(recordedLines().back(), "%s | ZTSocketMessage::ZTSocketMessage op=");
+    EXPECT_EQ(recordedKeys().back(), 1001U);
+    EXPECT_THAT(recordedLookups(), ElementsAre("zt_socket_linux", "zt_socket_linux"));
 }

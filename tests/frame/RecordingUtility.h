@@ -10,7 +10,13 @@ const int RECORDING_PRINT_RESULT = 77;
 /// The names of the sections in the order of their registration; the first has the key 100.
 const std::vector<std::string>& recordedSections();
 
+/// The names of the sections whose keys were asked for; the first answer was 1000, the next 1001...
+const std::vector<std::string>& recordedLookups();
+
 /// The diagnostic lines that were printed, each as its format, " | " and the text.
 const std::vector<std::string>& recordedLines();
+
+/// The keys that those lines were printed with.
+const std::vector<unsigned int>& recordedKeys();
 
 #endif
