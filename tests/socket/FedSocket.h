@@ -16,7 +16,7 @@
 /// `answer` with `error`.
 class FedSocket : public ZT::ZTSocketLinux {
 public:
-    static const int ID = 77;
+    static constexpr int ID = 77;
 
     /// Frees what is still held, which the library leaves: the first read pushes it out, and the
     /// second completes the record that came in its place.

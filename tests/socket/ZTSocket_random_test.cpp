@@ -16,6 +16,17 @@ namespace {
 
 const int CUTS = 600000;
 
+// Bytes such as records are made of.
+std::string someNoise()
+{
+    std::mt19937 engine;
+    std::string noise(50000, '\0');
+    std::generate(noise.begin(), noise.end(), [&] { return "ZTSOCKE\1\0"[engine() % 9]; });
+    return noise;
+}
+
+const std::string NOISE = someNoise();
+
 class RandomStream {
 public:
     RandomStream(unsigned int seed, std::size_t longestCut) : engine(seed), longestCut(longestCut)
@@ -59,12 +70,7 @@ private:
         }
     }
 
-    std::string noise(std::size_t size)
-    {
-        std::string made(size, '\0');
-        std::generate(made.begin(), made.end(), [this] { return "ZTSJ\1\0"[below(6)]; });
-        return made;
-    }
+    std::string noise(std::size_t size) { return NOISE.substr(below(NOISE.size() - size), size); }
 
     std::mt19937 engine;
     const std::size_t longestCut;
