@@ -107,16 +107,17 @@ public:
 
 private:
     void takeBytes(const char* bytes, unsigned int size);
-    void takeBytesThatContinue(const char* bytes, unsigned int size);
+    void continueRecord(const char* bytes, unsigned int size);
     void appendToPartial(const char* bytes, unsigned int size);
+    void dropPartial();
+    void cutRecords(const char* bytes, unsigned int size);
     void keepAsPartial(const char* bytes, unsigned int size);
-    unsigned int queueRecords(const char* bytes, unsigned int size);
     void queueRecord(const char* bytes, unsigned int size);
 
     static const unsigned int READ_SIZE = 1500;
 
     std::deque<char*> records;
-    char* partial; // null if nothing is held; room for capacityFor(partialLength) bytes
+    char* partial; // null if nothing is held
     int partialLength;
     char receiveBuffer[READ_SIZE];
 };

@@ -9,37 +9,68 @@
 #include <cstdint>
 #include <cstring>
 #include <memory>
-#include <utility>
+#include <string>
 #include <vector>
 
 namespace ZT {
 
 namespace {
 
+const unsigned int LENGTH_SIZE = 4;
 const unsigned int SMALLEST_RECORD_ARRAY = 28; // what ZTSocketMessage(char*) reads
+
+unsigned int markerSize()
+{
+    return ZTSocketMessage::MESSAGE_HEADER_SIZE;
+}
 
 bool isMarker(const char* bytes)
 {
-    return std::memcmp(bytes, ZTSocketMessage::MESSAGE_HEADER.data(),
-                       ZTSocketMessage::MESSAGE_HEADER_SIZE) == 0;
+    return std::memcmp(bytes, ZTSocketMessage::MESSAGE_HEADER.data(), markerSize()) == 0;
 }
 
 bool beginsWithMarker(const char* bytes, unsigned int size)
 {
-    return size >= ZTSocketMessage::MESSAGE_HEADER_SIZE && isMarker(bytes);
+    return size >= markerSize() && isMarker(bytes);
 }
 
-// The room for a partial record of this length. It doubles, so that a record that trickles in is
-// copied a few times and not with every read. More than one read is to spare, so that it does not
-// double for the last bytes of the largest record.
-unsigned int capacityFor(unsigned int length)
+bool hasLength(unsigned int size)
 {
-    const unsigned int spare = 2048;
-    unsigned int capacity = 2048;
-    while (capacity + spare < length) {
-        capacity *= 2;
+    return size >= markerSize() + LENGTH_SIZE;
+}
+
+std::uint32_t lengthOf(const char* record)
+{
+    std::uint32_t length = 0;
+    std::memcpy(&length, record + markerSize(), sizeof length);
+    return length;
+}
+
+// The room for the first `size` bytes of a record. It grows with what has come, for the length is
+// only what the peer says, and by steps, so that a record that trickles in is copied a few times
+// and not with every read. In the end it is the record's length, and the array can be handed out.
+unsigned int roomFor(const char* record, unsigned int size)
+{
+    unsigned int room = 4096;
+    while (room < size) {
+        room *= 4;
     }
-    return capacity + spare;
+    const std::uint32_t length = hasLength(size) ? lengthOf(record) : 0;
+    return length == 0 ? room : std::min(room, std::max(length, SMALLEST_RECORD_ARRAY));
+}
+
+bool isComplete(const char* record, unsigned int size)
+{
+    return hasLength(size) && lengthOf(record) >= 1 && lengthOf(record) <= size;
+}
+
+// An array that begins with the bytes; the rest is zeros.
+char* newArray(const char* bytes, unsigned int size, unsigned int room)
+{
+    char* array = new char[room];
+    std::memcpy(array, bytes, size);
+    std::memset(array + size, 0, room - size);
+    return array;
 }
 
 } // namespace
@@ -92,90 +123,97 @@ char* ZTSocket::getNextSocketBuffer(int& status, int id)
 
 void ZTSocket::takeBytes(const char* bytes, unsigned int size)
 {
-    if (partialLength > 0 && !beginsWithMarker(bytes, size)) {
-        takeBytesThatContinue(bytes, size);
-        return;
+    const auto held = static_cast<unsigned int>(partialLength);
+    if (held == 0 || beginsWithMarker(bytes, size)) {
+        cutRecords(bytes, size);
+    } else if (hasLength(held)) {
+        continueRecord(bytes, size);
+    } else {
+        const std::string joined = std::string(partial, held).append(bytes, size);
+        dropPartial();
+        cutRecords(joined.data(), held + size);
     }
-    const unsigned int end = queueRecords(bytes, size);
-    keepAsPartial(bytes + end, size - end);
 }
 
-void ZTSocket::takeBytesThatContinue(const char* bytes, unsigned int size)
+// Comes to the same as joining what is held with the bytes and cutting that: what is held begins
+// with a marker, and its length is 0 or more than is held.
+void ZTSocket::continueRecord(const char* bytes, unsigned int size)
 {
-    appendToPartial(bytes, size);
-    std::unique_ptr<char[]> joined(std::exchange(partial, nullptr));
-    const auto joinedSize = static_cast<unsigned int>(std::exchange(partialLength, 0));
-    const unsigned int end = queueRecords(joined.get(), joinedSize);
-    if (end > 0) {
-        keepAsPartial(joined.get() + end, joinedSize - end);
-    } else if (joinedSize > MAX_PARTIAL_SIZE) {
+    const auto held = static_cast<unsigned int>(partialLength);
+    const std::uint32_t length = lengthOf(partial);
+    if (length > 0 && length - held <= size) {
+        const unsigned int missing = length - held;
+        appendToPartial(bytes, missing);
+        records.push_back(partial);
+        partial = nullptr;
+        partialLength = 0;
+        cutRecords(bytes + missing, size - missing);
+    } else if (held + size > MAX_PARTIAL_SIZE) {
+        dropPartial();
         ZTDebug::debugPrintError(
             1, myDebugKey, "ZTSocket::getNextSocketBuffer partial record dropped, %u bytes held",
-            joinedSize);
+            held + size);
     } else {
-        partial = joined.release();
-        partialLength = static_cast<int>(joinedSize);
+        appendToPartial(bytes, size);
     }
 }
 
 void ZTSocket::appendToPartial(const char* bytes, unsigned int size)
 {
     const auto held = static_cast<unsigned int>(partialLength);
-    const unsigned int capacity = capacityFor(held + size);
-    if (capacity != capacityFor(held)) {
-        char* grown = new char[capacity];
-        std::memcpy(grown, partial, held);
+    const unsigned int room = roomFor(partial, held + size);
+    if (room != roomFor(partial, held)) {
+        char* larger = new char[room];
+        std::memcpy(larger, partial, held);
         delete[] partial;
-        partial = grown;
+        partial = larger;
     }
     std::memcpy(partial + held, bytes, size);
     partialLength = static_cast<int>(held + size);
 }
 
-// Nothing to keep leaves what is held as it is.
+void ZTSocket::dropPartial()
+{
+    delete[] partial;
+    partial = nullptr;
+    partialLength = 0;
+}
+
+// Queues the complete records among the bytes. What may be completed later takes the place of what
+// is held; without any of that, what is held stays.
+void ZTSocket::cutRecords(const char* bytes, unsigned int size)
+{
+    unsigned int position = 0;
+    while (position + markerSize() < size) {
+        const char* record = bytes + position;
+        const unsigned int rest = size - position;
+        if (!isMarker(record)) {
+            ++position;
+        } else if (isComplete(record, rest)) {
+            queueRecord(record, lengthOf(record));
+            position += lengthOf(record);
+        } else {
+            keepAsPartial(record, rest);
+            return;
+        }
+    }
+    const unsigned int rest = size - position;
+    if (rest > 0 && rest < markerSize()) {
+        keepAsPartial(bytes + position, rest);
+    }
+}
+
 void ZTSocket::keepAsPartial(const char* bytes, unsigned int size)
 {
-    if (size == 0) {
-        return;
-    }
-    char* kept = new char[capacityFor(size)];
-    std::memcpy(kept, bytes, size);
+    char* kept = newArray(bytes, size, roomFor(bytes, size));
     delete[] partial;
     partial = kept;
     partialLength = static_cast<int>(size);
 }
 
-// Queues the complete records among the bytes. Returns where the bytes begin that may be completed
-// later; `size` if there are none.
-unsigned int ZTSocket::queueRecords(const char* bytes, unsigned int size)
-{
-    const unsigned int markerSize = ZTSocketMessage::MESSAGE_HEADER_SIZE;
-    unsigned int position = 0;
-    while (position + markerSize < size) {
-        if (!isMarker(bytes + position)) {
-            ++position;
-            continue;
-        }
-        std::uint32_t length = 0;
-        if (size - position < markerSize + sizeof length) {
-            return position;
-        }
-        std::memcpy(&length, bytes + position + markerSize, sizeof length);
-        if (length < 1 || length > size - position) {
-            return position;
-        }
-        queueRecord(bytes + position, length);
-        position += length;
-    }
-    return position + markerSize == size ? size : position;
-}
-
 void ZTSocket::queueRecord(const char* bytes, unsigned int size)
 {
-    const unsigned int room = std::max(size, SMALLEST_RECORD_ARRAY);
-    std::unique_ptr<char[]> record(new char[room]);
-    std::memcpy(record.get(), bytes, size);
-    std::fill(record.get() + size, record.get() + room, '\0');
+    std::unique_ptr<char[]> record(newArray(bytes, size, std::max(size, SMALLEST_RECORD_ARRAY)));
     records.push_back(record.get());
     record.release();
 }
