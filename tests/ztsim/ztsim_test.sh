@@ -120,7 +120,26 @@ ztsim_refuses_wrong_usage()
     refuse '--power-fault: "hang-up@1"*already' --power-fault silence@1 --power-fault hang-up@1 \
         -- true
     refuse "*--power-away*" --power-away soon -- true
+    refuse '--health-field: there is no field "toaster"' --health-field toaster=1 -- true
+    refuse '--health-field: there is no field "field-17"' --health-field field-17=1 -- true
+    refuse '--health-field: "serial-number" is not an assignment' --health-field serial-number -- true
+    refuse '--health-field: number 256 is out of range' --health-field product-type=256 -- true
+    refuse '--health-field: "-1" is not a number' --health-field product-type=-1 -- true
+    refuse '--health-field: number 4294967296 is out of range' --health-field value-32=4294967296 \
+        -- true
+    refuse '--health-field: "123456789012345678901234567890123" has more than 32 bytes' \
+        --health-field part-number=123456789012345678901234567890123 -- true
+    refuse '--health-file: cannot read /nonesuch' --health-file /nonesuch -- true
+    printf 'serial-number=1\ntoaster=1\n' >"$scratch/fields"
+    refuse '--health-file: there is no field "toaster"' --health-file "$scratch/fields" -- true
+    refuse '--health-fault: there is no fault "unknown-device"' --health-fault unknown-device@1 -- true
+    refuse '--power-fault: there is no fault "unterminated"' --power-fault unterminated@1 -- true
+    refuse "--eeprom: *broken*" --eeprom broken -- true
     local option
+    for option in --health-away=1 --health-fault=silence@1 --health-field=field-0=1 \
+        --health-file=/dev/null; do
+        refuse "--no-health-daemon excludes ${option%%=*}" --no-health-daemon $option -- true
+    done
     for option in --power-away=1 --power-fault=silence@1 --power-state=1 --power-timeout=1=1 \
         --propagation-time=1 --device=touch=1; do
         refuse "--no-power-daemon excludes ${option%%=*}" --no-power-daemon $option -- true
@@ -133,7 +152,8 @@ ztsim_helps()
     help=$("$ztsim" --help 2>&1) || fail "exit code $?"
     for word in "Usage: ztsim*-- COMMAND" --power-state --power-timeout --device \
         --propagation-time --power-fault --power-away --no-power-daemon --verbose --version \
-        hang-up short-record unknown-type unknown-device silence 125 126 127 128; do
+        --health-field --health-file --health-fault --health-away --no-health-daemon --eeprom \
+        serial-number hang-up short-record unknown-type unknown-device unterminated silence 125 126 127 128; do
         expect_like "$help" "*$word*"
     done
     [[ $help == *--inside* ]] && fail "shows its inside"
@@ -202,11 +222,46 @@ ztsim_gives_processes_of_its_own()
     expect_like "$("$ztsim" -- sh -c 'echo $$ /proc/[0-9]*')" "2 /proc/1 /proc/2"
 }
 
-ztsim_leaves_nothing_in_run_but_the_socket()
+ztsim_leaves_nothing_in_run_but_the_sockets()
 {
-    expect_eq "$("$ztsim" -- ls -A /var/run/)" ztpmd_api
-    expect_exit 0 "$ztsim" -- test -S /var/run/ztpmd_api
-    expect_eq "$("$ztsim" --no-power-daemon -- ls -A /var/run/)" ""
+    expect_eq "$("$ztsim" -- ls -A /var/run/)" $'zthmd_api\nztpmd_api'
+    expect_exit 0 "$ztsim" -- test -S /var/run/ztpmd_api -a -S /var/run/zthmd_api
+    expect_eq "$("$ztsim" --no-power-daemon -- ls -A /var/run/)" zthmd_api
+    expect_eq "$("$ztsim" --no-health-daemon -- ls -A /var/run/)" ztpmd_api
+    expect_eq "$("$ztsim" --no-power-daemon --no-health-daemon -- ls -A /var/run/)" ""
+}
+
+ztsim_keeps_the_devices_of_the_host()
+{
+    local names='find /dev -mindepth 1 -maxdepth 1 ! -name eeprom2 -printf "%f %y %l\n" | sort'
+    expect_eq "$("$ztsim" -- sh -c "$names")" "$(sh -c "$names")"
+    expect_exit 0 "$ztsim" -- sh -c 'head -c 8 /dev/urandom >/dev/null && test -e /dev/pts/ptmx'
+}
+
+ztsim_gives_an_eeprom()
+{
+    local attribute=/sys/bus/i2c/devices/1-0050/app
+    expect_eq "$("$ztsim" -- sh -c 'ls /dev/eeprom2; find /sys/bus/ -type f')" \
+        $'/dev/eeprom2\n'$attribute
+    expect_exit 0 "$ztsim" --eeprom open -- sh -c ': <>/dev/eeprom2'
+    expect_eq "$("$ztsim" --eeprom absent -- sh -c 'ls -A /sys/bus; ls /dev/eeprom2 2>&1')" \
+        "ls: cannot access '/dev/eeprom2': No such file or directory"
+    [ -e /sys/bus/i2c/devices/1-0050 ] && fail "the host has the device's EEPROM"
+    [ -e /dev/eeprom2 ] && fail "the host has the device's EEPROM"
+}
+
+ztsim_unlocks_the_eeprom_with_a_word_of_4_bytes()
+{
+    expect_eq "$("$ztsim" --eeprom locked -- bash -c '
+        cd /sys/bus/i2c/devices/1-0050
+        for word in "" abc abcde; do
+            printf "$word" >app
+        done
+        sleep 0.2
+        ls /dev/eeprom2 2>/dev/null
+        printf abcd >app
+        until [ -e /dev/eeprom2 ]; do :; done
+        : <>/dev/eeprom2 && echo open')" open
 }
 
 ztsim_writes_no_file_on_the_host()
@@ -231,7 +286,7 @@ ztsim_works_for_an_ordinary_user()
     cp "$ztsim" "$scratch/ztsim"
     chmod 755 "$scratch" "$scratch/ztsim"
     cd / || fail "cannot enter /"
-    expect_eq "$("${user[@]}" "$scratch/ztsim" -- sh -c 'id -u; ls /var/run/')" $'0\nztpmd_api'
+    expect_eq "$("${user[@]}" "$scratch/ztsim" -- sh -c 'id -u; ls /var/run/')" $'0\nzthmd_api\nztpmd_api'
     expect_exit 3 "${user[@]}" "$scratch/ztsim" -- sh -c 'exit 3'
     expect_exit 0 "${user[@]}" "$scratch/ztsim" -- mount -t tmpfs none /mnt
 }
@@ -459,6 +514,48 @@ fault silence
 <- set propagation time state 2 value 30
 -> new propagation time state 2 value 30'
     expect_eq "$("$ztsim" -- python3 "$here/power.py" '8?' 2>&1)" 10
+}
+
+ztsim_logs_health_records_if_verbose()
+{
+    "$ztsim" -v --health-field serial-number=12345678901234567890123456789012 \
+        --health-fault unterminated@7 --health-fault short-record@8 -- \
+        python3 "$here/health.py" 0 2 12 25,A 20 36 10 10 32,A 99 >/dev/null 2>"$scratch/err"
+    expect_eq "$(sed 's/^ztsim: health: //' "$scratch/err")" '<- get field-0
+-> field-0 0
+<- get product-type
+-> product-type 0
+<- get serial-number
+-> serial-number "12345678901234567890123456789012"
+<- set value-20 65
+-> value-20 65
+<- get value-20
+-> value-20 65
+<- get value-32
+-> value-32 0
+<- get part-number
+fault unterminated
+-> part-number "xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx"
+<- get part-number
+fault short-record
+<- set field-17 65
+-> field-17 65
+<- type 99
+ignored type 99: no request has this type'
+    expect_eq "$("$ztsim" -- python3 "$here/health.py" 2 2>&1)" "3 $(printf '%064d' 0)"
+}
+
+ztsim_reads_health_fields_from_a_file()
+{
+    local text
+    text=$(printf 1234 | od -An -tx1 | tr -d ' ')
+    printf '# of our device\n\nserial-number=1234\nproduct-type=5' >"$scratch/fields"
+    expect_eq "$("$ztsim" --health-file "$scratch/fields" -- python3 "$here/health.py" 12 2)" \
+        "13 $text$(printf '%056d' 0)"$'\n'"3 05$(printf '%062d' 0)"
+    expect_like "$("$ztsim" --health-file <(cat "$scratch/fields") -- python3 "$here/health.py" 12)" \
+        "13 $text*"
+    expect_like "$("$ztsim" --health-field product-type=6 --health-file "$scratch/fields" -- \
+        python3 "$here/health.py" 2)" "3 06*"
 }
 
 ztsim_logs_what_it_ignores()

@@ -65,10 +65,13 @@ int runDevice(const Options& options, int outside)
 
 Device::Device(const Options& options, int outside)
     : command(options.command), outside(context, {}, outside),
-      childSignals(context, openChildSignals())
+      childSignals(context, openChildSignals()), eeprom(context, options.eeprom)
 {
     if (options.power) {
         power.emplace(context, *options.power);
+    }
+    if (options.health) {
+        health.emplace(context, *options.health);
     }
 }
 

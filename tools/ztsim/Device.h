@@ -34,6 +34,8 @@ private:
     boost::asio::posix::stream_descriptor childSignals;
     signalfd_siginfo childSignal{};
     std::optional<PowerDaemon> power;
+    std::optional<HealthDaemon> health;
+    Eeprom eeprom;
     pid_t pid = -1;
     unsigned char signal = 0;
     int exitCode = FAILED;

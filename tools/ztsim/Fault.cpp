@@ -2,25 +2,15 @@
 
 #include "Number.h"
 
-#include <array>
 #include <stdexcept>
-#include <utility>
 
 namespace ztsim {
 namespace {
 
-constexpr std::array<std::pair<Fault, const char*>, 5> NAMES{{
-    {Fault::HangUp, "hang-up"},
-    {Fault::ShortRecord, "short-record"},
-    {Fault::UnknownType, "unknown-type"},
-    {Fault::UnknownDevice, "unknown-device"},
-    {Fault::Silence, "silence"},
-}};
-
-Fault faultNamed(const std::string& text)
+Fault faultNamed(const std::string& text, const FaultKinds& kinds)
 {
-    for (const auto& [fault, name] : NAMES) {
-        if (text == name) {
+    for (const Fault fault : kinds) {
+        if (text == nameOf(fault)) {
             return fault;
         }
     }
@@ -29,7 +19,7 @@ Fault faultNamed(const std::string& text)
 
 } // namespace
 
-Faults parseFaults(const std::vector<std::string>& texts)
+Faults parseFaults(const std::vector<std::string>& texts, const FaultKinds& kinds)
 {
     Faults faults;
     for (const std::string& text : texts) {
@@ -41,7 +31,7 @@ Faults parseFaults(const std::vector<std::string>& texts)
         if (record == 0) {
             throw std::invalid_argument("\"" + text + "\": records are counted from 1");
         }
-        if (!faults.emplace(record, faultNamed(text.substr(0, at))).second) {
+        if (!faults.emplace(record, faultNamed(text.substr(0, at), kinds)).second) {
             throw std::invalid_argument("\"" + text + "\": that record has a fault already");
         }
     }
@@ -50,10 +40,19 @@ Faults parseFaults(const std::vector<std::string>& texts)
 
 const char* nameOf(Fault fault)
 {
-    for (const auto& [known, name] : NAMES) {
-        if (known == fault) {
-            return name;
-        }
+    switch (fault) {
+    case Fault::HangUp:
+        return "hang-up";
+    case Fault::ShortRecord:
+        return "short-record";
+    case Fault::UnknownType:
+        return "unknown-type";
+    case Fault::UnknownDevice:
+        return "unknown-device";
+    case Fault::Unterminated:
+        return "unterminated";
+    case Fault::Silence:
+        return "silence";
     }
     return "?";
 }

@@ -7,6 +7,8 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <fstream>
+#include <map>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -17,21 +19,40 @@ namespace ztsim {
 namespace {
 
 constexpr const char* POWER_GROUP = "Power-management daemon";
-constexpr const char* FAULT_GROUP = "Faults of the power-management daemon";
+constexpr const char* HEALTH_GROUP = "Health-monitor daemon and EEPROM";
 
 constexpr const char* ABOUT =
     "Runs COMMAND on a simulated device: in its own user, mount, pid and network namespace, as\n"
-    "root, with nothing in /var/run but the sockets of the device's daemons.";
+    "root, with nothing in /var/run but the sockets of the device's daemons, nothing on /sys/bus\n"
+    "but the EEPROM, and /dev/eeprom2 beside the host's devices.";
 
 constexpr const char* FOOTER =
-    "KIND is what happens when the Nth record, of all clients since the start, arrives, instead "
-    "of\n"
-    "the handling of that record:\n"
-    "  hang-up         all clients are closed and the socket is removed, for --power-away\n"
-    "  short-record    its sender gets the first 20 bytes of a record, and nothing ever after\n"
+    "KIND is what happens when the Nth record, of all clients of that daemon since the start,\n"
+    "arrives, instead of the handling of that record:\n"
+    "  hang-up         all clients are closed and the socket is removed, for a time\n"
+    "  short-record    its sender gets the first bytes of a record, 20 from the power-management\n"
+    "                  and 6 from the health-monitor daemon, and nothing ever after\n"
     "  unknown-type    its sender gets a record of type 99\n"
-    "  unknown-device  its sender gets state 1 of a device named \"toaster\"\n"
+    "  unknown-device  its sender gets state 1 of a device named \"toaster\"; power only\n"
+    "  unterminated    its sender gets a text of 32 letters without the NUL; health only\n"
     "  silence         nothing\n"
+    "\n"
+    "NAME of a health field is one of\n"
+    "  product-type, product-variant, field-6, field-16, field-21   0..255\n"
+    "  serial-number, part-number, field-8                          a text of up to 32 bytes\n"
+    "  field-0, field-19, field-25                                  0..4294967295\n"
+    "  value-20, value-26, value-29                                 0..255\n"
+    "  value-32                                                     0..4294967295\n"
+    "where field-N is what the EEPROM command N reads, and value-N what the health command N "
+    "gets.\n"
+    "EEPROM command 23 reads value-20. In a file, empty lines and lines that begin with # are\n"
+    "skipped.\n"
+    "\n"
+    "The EEPROM's device is /dev/eeprom2, its unlock attribute /sys/bus/i2c/devices/1-0050/app. It "
+    "is\n"
+    "  open    there from the start, and so is the attribute\n"
+    "  locked  there once a word of 4 bytes, whatever they are, was written to the attribute\n"
+    "  absent  never there, nor is the attribute\n"
     "\n"
     "Signals sent to ztsim are passed on to COMMAND, except for those of job control. When "
     "COMMAND\n"
@@ -40,7 +61,13 @@ constexpr const char* FOOTER =
     "The exit code is that of COMMAND, 128+N if signal N killed it, 127 if it was not found, 126\n"
     "if it could not be executed, and 125 if ztsim itself failed or was called wrongly.\n"
     "\n"
-    "Example: ztsim --power-state 2 --power-fault hang-up@3 -- my-application --option";
+    "Example: ztsim --health-field serial-number=A1 --power-fault hang-up@3 -- my-application -x";
+
+const std::map<std::string, Eeprom::State> EEPROM_STATES{
+    {"open", Eeprom::State::Open},
+    {"locked", Eeprom::State::Locked},
+    {"absent", Eeprom::State::Absent},
+};
 
 class Formatter : public CLI::Formatter {
 public:
@@ -84,6 +111,28 @@ void setDevice(PowerSettings& settings, const std::string& text)
     device->second = parseNumber<std::int32_t>(state);
 }
 
+void setHealthField(HealthMonitor& monitor, const std::string& text)
+{
+    const auto [name, value] = splitAssignment(text);
+    monitor.set(name, value);
+}
+
+/// The lines of a file that hold something.
+std::vector<std::string> readLines(const std::string& path)
+{
+    std::ifstream file(path);
+    if (!file) {
+        throw std::invalid_argument("cannot read " + path);
+    }
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(file, line);) {
+        if (!line.empty() && line.front() != '#') {
+            lines.push_back(line);
+        }
+    }
+    return lines;
+}
+
 /// What a function that takes the texts of a repeatable option throws becomes a usage error.
 template <typename Take>
 CLI::Option* addRepeatable(CLI::App& app, const std::string& name, Take take,
@@ -119,11 +168,17 @@ public:
 
 private:
     void addPowerOptions();
-    void addFaultOptions();
+    void addHealthOptions();
+    void addFaultOptions(const std::string& daemon, const char* group, DaemonOptions& settings,
+                         const FaultKinds& kinds);
+    void takeHealthFile(const std::string& path);
 
     Options& options;
     PowerDaemonOptions power;
+    HealthDaemonOptions health;
     bool noPower = false;
+    bool noHealth = false;
+    bool verbose = false;
     CLI::App app{ABOUT, "ztsim"};
 };
 
@@ -132,11 +187,13 @@ CommandLine::CommandLine(Options& options) : options(options)
     app.formatter(std::make_shared<Formatter>());
     app.footer(FOOTER);
     app.set_version_flag("--version", "ztsim " ZTSIM_VERSION);
-    app.add_flag("-v,--verbose", power.verbose,
+    app.add_flag("-v,--verbose", verbose,
                  "Log each record received and sent, and each fault, on stderr");
     app.add_option("--inside", options.inside)->group("");
     addPowerOptions();
-    addFaultOptions();
+    addFaultOptions("power", POWER_GROUP, power, PowerDaemonOptions::FAULTS);
+    addHealthOptions();
+    addFaultOptions("health", HEALTH_GROUP, health, HealthDaemonOptions::FAULTS);
 }
 
 void CommandLine::addPowerOptions()
@@ -171,18 +228,60 @@ void CommandLine::addPowerOptions()
     }
 }
 
-void CommandLine::addFaultOptions()
+void CommandLine::addHealthOptions()
+{
+    CLI::Option* const none =
+        app.add_flag("--no-health-daemon", noHealth, "Nothing listens on /var/run/zthmd_api");
+    CLI::Option* const file = app.add_option_function<std::string>(
+        "--health-file", [this](const auto& path) { takeHealthFile(path); },
+        "Health fields, a line NAME=VALUE each; --health-field overrides them");
+    CLI::Option* const field = addAssignments(
+        app, "--health-field", [this](const auto& text) { setHealthField(health.monitor, text); },
+        "Initial value of a health field, see below; 0 or empty by default; repeatable");
+    CLI::Option* const eeprom =
+        app.add_option_function<std::string>(
+               "--eeprom", [this](const auto& name) { options.eeprom = EEPROM_STATES.at(name); },
+               "State of the EEPROM's device, see below; open by default")
+            ->check(CLI::IsMember(EEPROM_STATES).description(""));
+    file->type_name("FILE")->excludes(none);
+    field->type_name("NAME=VALUE")->excludes(none);
+    eeprom->type_name("open|locked|absent");
+    for (CLI::Option* option : {none, file, field, eeprom}) {
+        option->group(HEALTH_GROUP);
+    }
+}
+
+/// Read outside only: inside, the lines have become options.
+void CommandLine::takeHealthFile(const std::string& path)
+{
+    if (options.inside) {
+        return;
+    }
+    try {
+        options.fields = readLines(path);
+        for (const std::string& line : options.fields) {
+            setHealthField(health.monitor, line);
+        }
+    } catch (const std::invalid_argument& error) {
+        throw CLI::ValidationError("--health-file", error.what());
+    }
+}
+
+void CommandLine::addFaultOptions(const std::string& daemon, const char* group,
+                                  DaemonOptions& settings, const FaultKinds& kinds)
 {
     CLI::Option* const fault = addRepeatable(
-        app, "--power-fault", [this](const auto& texts) { power.faults = parseFaults(texts); },
+        app, "--" + daemon + "-fault",
+        [&settings, &kinds](const auto& texts) { settings.faults = parseFaults(texts, kinds); },
         "What goes wrong at which record, see below; repeatable");
     fault->type_name("KIND@N");
     CLI::Option* const away = app.add_option_function<unsigned>(
-        "--power-away", [this](unsigned value) { power.away = std::chrono::milliseconds(value); },
+        "--" + daemon + "-away",
+        [&settings](unsigned value) { settings.away = std::chrono::milliseconds(value); },
         "How long a hang-up lasts; 300 by default");
     away->type_name("MS");
     for (CLI::Option* option : {fault, away}) {
-        option->group(FAULT_GROUP)->excludes("--no-power-daemon");
+        option->group(group)->excludes("--no-" + daemon + "-daemon");
     }
 }
 
@@ -196,11 +295,10 @@ void CommandLine::parse(int argc, char** argv)
         throw CLI::RequiredError("-- COMMAND");
     }
     options.command = marker + 1;
-    if (noPower) {
-        options.power.reset();
-    } else {
-        options.power = power;
-    }
+    power.verbose = verbose;
+    health.verbose = verbose;
+    options.power = noPower ? std::nullopt : std::optional(power);
+    options.health = noHealth ? std::nullopt : std::optional(health);
 }
 
 int CommandLine::exit(const CLI::ParseError& error) const

@@ -1,10 +1,14 @@
 #ifndef ZTSIM_OPTIONS_H
 #define ZTSIM_OPTIONS_H
 
+#include "Eeprom.h"
+#include "HealthDaemon.h"
 #include "PowerDaemon.h"
 
 #include <optional>
+#include <string>
 #include <utility>
+#include <vector>
 
 namespace ztsim {
 
@@ -12,8 +16,13 @@ namespace ztsim {
 constexpr int FAILED = 125;
 
 struct Options {
-    std::optional<PowerDaemonOptions> power = PowerDaemonOptions{}; ///< unless it is not to run
-    char** command = nullptr;                                       ///< ends with a null
+    /// Unless they are not to run.
+    std::optional<PowerDaemonOptions> power;
+    std::optional<HealthDaemonOptions> health;
+
+    Eeprom::State eeprom = Eeprom::State::Open;
+    std::vector<std::string> fields; ///< of the health monitor, NAME=VALUE, from a file
+    char** command = nullptr;        ///< ends with a null
 
     /// Set in the process that runs within the device: its channel to the outside, and the stderr
     /// it is to have.

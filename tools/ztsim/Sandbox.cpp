@@ -1,7 +1,6 @@
 #include "Sandbox.h"
 
 #include "Log.h"
-#include "Options.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -74,34 +73,55 @@ void Channels::closeFarEnds() const
     }
 }
 
-std::vector<std::string> sandboxCommand(const Channels& channels)
+/// Makes /dev a directory of the sandbox's own, in which a device can be added to those of the
+/// host.
+void addDeviceFiles(std::vector<std::string>& command)
+{
+    command.insert(command.end(), {"--tmpfs", "/dev"});
+    for (const auto& entry : std::filesystem::directory_iterator("/dev")) {
+        const std::string path = entry.path();
+        if (entry.is_symlink()) {
+            command.insert(command.end(),
+                           {"--symlink", std::filesystem::read_symlink(entry.path()), path});
+        } else if (path != Eeprom::DEVICE) {
+            command.insert(command.end(), {"--dev-bind-try", path, path});
+        }
+    }
+}
+
+std::vector<std::string> sandboxCommand(const Options& options, const Channels& channels)
 {
     const std::string self = std::filesystem::read_symlink("/proc/self/exe");
     const std::string run = std::filesystem::canonical("/var/run");
-    return {"bwrap",
-            "--die-with-parent",
-            "--unshare-user",
-            "--uid",
-            "0",
-            "--gid",
-            "0",
-            "--cap-add",
-            "ALL",
-            "--unshare-pid",
-            "--as-pid-1",
-            "--unshare-net",
-            "--dev-bind",
-            "/",
-            "/",
-            "--proc",
-            "/proc",
-            "--tmpfs",
-            run,
-            "--",
-            self,
-            "--inside",
-            std::to_string(channels.farDevice),
-            std::to_string(channels.ownErrors)};
+    const std::string bus = std::filesystem::canonical("/sys/bus");
+    std::vector<std::string> command{"bwrap",
+                                     "--die-with-parent",
+                                     "--unshare-user",
+                                     "--uid",
+                                     "0",
+                                     "--gid",
+                                     "0",
+                                     "--cap-add",
+                                     "ALL",
+                                     "--unshare-pid",
+                                     "--as-pid-1",
+                                     "--unshare-net",
+                                     "--dev-bind",
+                                     "/",
+                                     "/",
+                                     "--proc",
+                                     "/proc",
+                                     "--tmpfs",
+                                     run,
+                                     "--tmpfs",
+                                     bus};
+    addDeviceFiles(command);
+    command.insert(command.end(), {"--", self, "--inside", std::to_string(channels.farDevice),
+                                   std::to_string(channels.ownErrors)});
+    for (const std::string& field : options.fields) {
+        command.push_back("--health-field=" + field);
+    }
+    return command;
 }
 
 /// Returns an errno value.
@@ -116,9 +136,9 @@ int spawn(std::vector<char*> command, int errors, pid_t& pid)
     return error;
 }
 
-pid_t startSandbox(const Channels& channels, int argc, char** argv)
+pid_t startSandbox(const Options& options, const Channels& channels, int argc, char** argv)
 {
-    std::vector<std::string> sandbox = sandboxCommand(channels);
+    std::vector<std::string> sandbox = sandboxCommand(options, channels);
     std::vector<char*> command(sandbox.size());
     std::transform(sandbox.begin(), sandbox.end(), command.begin(),
                    [](std::string& text) { return text.data(); });
@@ -218,7 +238,7 @@ void takeBackTerminal()
 
 } // namespace
 
-int runOutside(int argc, char** argv)
+int runOutside(const Options& options, int argc, char** argv)
 {
     sigset_t awaited = passedSignals();
     sigaddset(&awaited, SIGCHLD);
@@ -226,7 +246,7 @@ int runOutside(int argc, char** argv)
     ::sigprocmask(SIG_BLOCK, &awaited, nullptr);
 
     const Channels channels;
-    const pid_t sandbox = startSandbox(channels, argc, argv);
+    const pid_t sandbox = startSandbox(options, channels, argc, argv);
     channels.closeFarEnds();
     const int status = passSignals(awaited, channels.device, sandbox);
     takeBackTerminal();

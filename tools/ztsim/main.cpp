@@ -28,7 +28,7 @@ int main(int argc, char** argv)
     std::signal(SIGPIPE, SIG_IGN);
     try {
         const ztsim::Options options = ztsim::parseOptions(argc, argv);
-        return options.inside ? ztsim::runInside(options) : ztsim::runOutside(argc, argv);
+        return options.inside ? ztsim::runInside(options) : ztsim::runOutside(options, argc, argv);
     } catch (const std::exception& error) {
         ztsim::log(error.what());
         return ztsim::FAILED;

@@ -1,6 +1,4 @@
-#include "PowerClient.h"
-
-#include "Log.h"
+#include "Client.h"
 
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/read.hpp>
@@ -16,62 +14,56 @@ constexpr std::size_t MOST_WAITING = 1024;
 
 } // namespace
 
-PowerClient::PowerClient(Socket socket, Received received, Gone gone)
-    : socket(std::move(socket)), received(std::move(received)), gone(std::move(gone))
+Client::Client(Socket socket, std::size_t recordSize, Callbacks callbacks)
+    : socket(std::move(socket)), callbacks(std::move(callbacks)), incoming(recordSize, '\0')
 {}
 
-void PowerClient::read()
+void Client::read()
 {
-    boost::asio::async_read(socket, boost::asio::buffer(&incoming, sizeof incoming),
+    boost::asio::async_read(socket, boost::asio::buffer(incoming),
                             [self = shared_from_this()](const auto& error, std::size_t) {
                                 if (!error && self->socket.is_open()) {
-                                    self->received(*self, self->incoming);
+                                    self->callbacks.received(*self, self->incoming);
                                 }
                                 if (!error && self->socket.is_open()) {
                                     self->read();
                                 } else {
-                                    self->gone(*self);
+                                    self->callbacks.gone(*self);
                                 }
                             });
 }
 
-void PowerClient::send(const PowerRecord& record)
+void Client::send(const Bytes& bytes)
 {
-    enqueue({record, sizeof record});
-}
-
-void PowerClient::sendCut(const PowerRecord& record, std::size_t size)
-{
-    enqueue({record, size});
-    cut = true;
-}
-
-void PowerClient::close()
-{
-    boost::system::error_code ignored;
-    socket.close(ignored);
-}
-
-void PowerClient::enqueue(const Outgoing& next)
-{
-    if (cut || !socket.is_open()) {
+    if (last || !socket.is_open()) {
         return;
     }
     if (outgoing.size() == MOST_WAITING) {
-        log("power: dropped a client that does not read");
+        callbacks.unread(*this);
         close();
         return;
     }
-    outgoing.push_back(next);
+    outgoing.push_back(bytes);
     if (outgoing.size() == 1) {
         write();
     }
 }
 
-void PowerClient::write()
+void Client::sendLast(const Bytes& bytes)
 {
-    const Outgoing& next = outgoing.front();
-    boost::asio::async_write(socket, boost::asio::buffer(&next.record, next.size),
+    send(bytes);
+    last = true;
+}
+
+void Client::close()
+{
+    boost::system::error_code ignored;
+    socket.close(ignored);
+}
+
+void Client::write()
+{
+    boost::asio::async_write(socket, boost::asio::buffer(outgoing.front()),
                              [self = shared_from_this()](const auto& error, std::size_t) {
                                  if (error) {
                                      self->close();

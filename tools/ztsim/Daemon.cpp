@@ -1,0 +1,156 @@
+#include "Daemon.h"
+
+#include "Log.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+#include <utility>
+
+namespace ztsim {
+namespace {
+
+using Stream = boost::asio::local::stream_protocol;
+
+} // namespace
+
+Daemon::Daemon(boost::asio::io_context& context, const Protocol& protocol, DaemonOptions given)
+    : protocol(protocol), options(std::move(given)), acceptor(context), timer(context)
+{
+    listen();
+}
+
+void Daemon::listen()
+{
+    acceptor.open();
+    ::fcntl(acceptor.native_handle(), F_SETFD, FD_CLOEXEC);
+    acceptor.bind(Stream::endpoint(protocol.path));
+    acceptor.listen();
+    acceptor.non_blocking(true);
+    awaitClients();
+}
+
+void Daemon::awaitClients()
+{
+    full = false;
+    acceptor.async_wait(Stream::acceptor::wait_read, [this](const auto& error) {
+        if (error) {
+            return;
+        }
+        acceptClients();
+        if (!full) {
+            awaitClients();
+        }
+    });
+}
+
+void Daemon::acceptClients()
+{
+    boost::system::error_code error;
+    Client::Socket socket = acceptor.accept(error);
+    while (!error) {
+        addClient(std::move(socket));
+        socket = acceptor.accept(error);
+    }
+    if (error != boost::asio::error::would_block && !full) {
+        say("no more clients for now: " + error.message());
+        full = true;
+    }
+}
+
+void Daemon::addClient(Client::Socket socket)
+{
+    const auto client = std::make_shared<Client>(
+        std::move(socket), protocol.recordSize,
+        Client::Callbacks{
+            [this](Client& sender, const Bytes& record) { received(sender, record); },
+            [this](Client&) { say("dropped a client that does not read"); },
+            [this](Client& gone) { removeClient(gone); },
+        });
+    clients.insert(client);
+    client->read();
+}
+
+void Daemon::removeClient(Client& client)
+{
+    client.close();
+    clients.erase(client.shared_from_this());
+    if (full) {
+        awaitClients();
+    }
+}
+
+void Daemon::received(Client& sender, const Bytes& record)
+{
+    sayIfVerbose("<- " + describe(record));
+    const auto fault = options.faults.find(++records);
+    if (fault == options.faults.end()) {
+        handle(sender, record);
+    } else {
+        suffer(fault->second, sender, record);
+    }
+}
+
+void Daemon::suffer(Fault fault, Client& sender, const Bytes& record)
+{
+    sayIfVerbose(std::string("fault ") + nameOf(fault));
+    switch (fault) {
+    case Fault::HangUp:
+        hangUp();
+        break;
+    case Fault::Silence:
+        break;
+    case Fault::ShortRecord:
+        sender.sendLast(faultyAnswer(fault, record));
+        break;
+    default:
+        send(sender, faultyAnswer(fault, record));
+    }
+}
+
+void Daemon::hangUp()
+{
+    ::unlink(protocol.path);
+    acceptor.close();
+    for (const auto& client : clients) {
+        client->close();
+    }
+    timer.expires_after(options.away);
+    timer.async_wait([this](const auto& error) {
+        if (!error) {
+            listen();
+        }
+    });
+}
+
+void Daemon::send(Client& client, const Bytes& record)
+{
+    sayIfVerbose("-> " + describe(record));
+    client.send(record);
+}
+
+void Daemon::sendToAll(const Bytes& record)
+{
+    acceptClients(); // who has connected by now is to hear of it
+    for (const auto& client : clients) {
+        send(*client, record);
+    }
+}
+
+void Daemon::ignore(const Bytes& record, const char* reason) const
+{
+    say("ignored " + describe(record) + ": " + reason);
+}
+
+void Daemon::say(const std::string& line) const
+{
+    log(std::string(protocol.name) + ": " + line);
+}
+
+void Daemon::sayIfVerbose(const std::string& line) const
+{
+    if (options.verbose) {
+        say(line);
+    }
+}
+
+} // namespace ztsim

@@ -1,0 +1,78 @@
+#ifndef ZTSIM_DAEMON_H
+#define ZTSIM_DAEMON_H
+
+#include "Client.h"
+#include "Fault.h"
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/local/stream_protocol.hpp>
+#include <boost/asio/steady_timer.hpp>
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <set>
+#include <string>
+
+namespace ztsim {
+
+struct DaemonOptions {
+    Faults faults;
+    std::chrono::milliseconds away{300}; ///< after a hang-up
+    bool verbose = false;
+};
+
+/// What the daemons have in common: a socket, any number of clients that send records of one size
+/// to it, and the faults.
+class Daemon {
+public:
+    Daemon(const Daemon&) = delete;
+    Daemon& operator=(const Daemon&) = delete;
+
+protected:
+    struct Protocol {
+        const char* name; ///< in the log
+        const char* path;
+        std::size_t recordSize;
+    };
+
+    /// Listens from now on; clients are served by the context's run().
+    Daemon(boost::asio::io_context& context, const Protocol& protocol, DaemonOptions given);
+    ~Daemon() = default;
+
+    void send(Client& client, const Bytes& record);
+    void sendToAll(const Bytes& record);
+    void ignore(const Bytes& record, const char* reason) const;
+
+private:
+    virtual void handle(Client& sender, const Bytes& record) = 0;
+
+    /// What the sender of `record` gets from a fault that sends something.
+    virtual Bytes faultyAnswer(Fault fault, const Bytes& record) const = 0;
+
+    virtual std::string describe(const Bytes& record) const = 0;
+
+    void listen();
+    void awaitClients();
+    void acceptClients();
+    void addClient(Client::Socket socket);
+    void removeClient(Client& client);
+    void received(Client& sender, const Bytes& record);
+    void suffer(Fault fault, Client& sender, const Bytes& record);
+    void hangUp();
+    void say(const std::string& line) const;
+    void sayIfVerbose(const std::string& line) const;
+
+    const Protocol protocol;
+    const DaemonOptions options;
+    boost::asio::local::stream_protocol::acceptor acceptor;
+    boost::asio::steady_timer timer; ///< to the return from a hang-up
+    std::set<std::shared_ptr<Client>> clients;
+    bool full = false; ///< no file descriptor is left for another client
+    std::uint64_t records = 0;
+};
+
+} // namespace ztsim
+
+#endif

@@ -1,0 +1,33 @@
+#ifndef ZTSIM_EEPROM_H
+#define ZTSIM_EEPROM_H
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/posix/stream_descriptor.hpp>
+
+namespace ztsim {
+
+/// The files of the EEPROM: the device, and the attribute to which the word that unlocks it is
+/// written.
+class Eeprom {
+public:
+    static constexpr const char* DEVICE = "/dev/eeprom2";
+
+    enum class State {
+        Open,   ///< both are there
+        Locked, ///< the device comes when some word has been written to the attribute
+        Absent  ///< none is there
+    };
+
+    /// From the context's run() on the attribute is watched.
+    Eeprom(boost::asio::io_context& context, State state);
+
+private:
+    void awaitWord();
+
+    boost::asio::posix::stream_descriptor watch;
+    alignas(8) char events[4096]{};
+};
+
+} // namespace ztsim
+
+#endif

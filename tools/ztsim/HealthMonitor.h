@@ -1,0 +1,38 @@
+#ifndef ZTSIM_HEALTHMONITOR_H
+#define ZTSIM_HEALTHMONITOR_H
+
+#include <zt/zthmd_msg.h>
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+
+namespace ztsim {
+
+/// One record of the health-monitor daemon.
+using HealthRecord = ZT::zthmd_msg_t;
+static_assert(sizeof(HealthRecord) == 36);
+
+/// What the health monitor of a device keeps: the EEPROM's fields, and its own values. Each is kept
+/// as the payload of a record.
+class HealthMonitor {
+public:
+    HealthMonitor();
+
+    /// Gives a field its initial value; throws std::invalid_argument.
+    void set(const std::string& name, const std::string& value);
+
+    /// The answer, unless no request has the record's type.
+    std::optional<HealthRecord> handle(const HealthRecord& request);
+
+private:
+    std::map<std::uint32_t, HealthRecord> answers; ///< by their types
+};
+
+/// In words, e.g. "get serial-number".
+std::string describe(const HealthRecord& record);
+
+} // namespace ztsim
+
+#endif
