@@ -7,7 +7,9 @@
 #include "concurrency/BoostUniqueLock.h"
 #include "support/Layout.h"
 #include "zt/ZTAutoLock.h"
+#include "zt/ZTEeprom.h"
 #include "zt/ZTEndPointManager.h"
+#include "zt/ZTHealthManagement.h"
 #include "zt/ZTIPCServer.h"
 #include "zt/ZTPipe.h"
 #include "zt/ZTPowerManagementInterfaceR7.h"
@@ -15,6 +17,7 @@
 #include "zt/ZTSignalListener.h"
 #include "zt/ZTSocketFactory.h"
 #include "zt/ZTSocketMessage.h"
+#include "zt/zthmd_msg.h"
 #include "zt/ztpmd_msg.h"
 
 #include <cstddef>
@@ -425,6 +428,66 @@ TEST(BinaryInterface, ztpmd_msg_t)
     EXPECT_TRUE((std::is_same<decltype(ztpmd_msg_t::deviceState), std::int32_t>::value));
     EXPECT_EQ(offsetof(ztpmd_msg_t, reserved2), 28U);
     EXPECT_EQ(sizeof(ztpmd_msg_t::reserved2), 20U);
+}
+
+TEST(BinaryInterface, ZTHealthManagement)
+{
+    EXPECT_EQ(slotCount("_ZTVN2ZT18ZTHealthManagementE"), 2U);
+    EXPECT_EQ(sizeof(ZTHealthManagement), sizeof(void*));
+    EXPECT_TRUE(std::has_virtual_destructor<ZTHealthManagement>::value);
+}
+
+TEST(BinaryInterface, ZTHealthManagementCommand)
+{
+    EXPECT_EQ(sizeof(ZTHealthManagementCommand), 4U);
+    EXPECT_EQ(COMMAND_20, 20U);
+    EXPECT_EQ(COMMAND_25, 25U);
+    EXPECT_EQ(COMMAND_26, 26U);
+    EXPECT_EQ(COMMAND_27, 27U);
+    EXPECT_EQ(COMMAND_29, 29U);
+    EXPECT_EQ(COMMAND_30, 30U);
+    EXPECT_EQ(COMMAND_32, 32U);
+    EXPECT_EQ(COMMAND_33, 33U);
+}
+
+TEST(BinaryInterface, zthmd_msg_t)
+{
+    EXPECT_EQ(sizeof(zthmd_msg_t), 36U);
+    EXPECT_EQ(offsetof(zthmd_msg_t, type), 0U);
+    EXPECT_EQ(offsetof(zthmd_msg_t, text), 4U);
+    EXPECT_EQ(sizeof(zthmd_msg_t::text), 32U);
+    EXPECT_EQ(offsetof(zthmd_msg_t, byte), 4U);
+    EXPECT_EQ(sizeof(zthmd_msg_t::byte), 1U);
+    EXPECT_EQ(offsetof(zthmd_msg_t, value), 4U);
+    EXPECT_EQ(sizeof(zthmd_msg_t::value), 4U);
+}
+
+TEST(BinaryInterface, ZTEeprom)
+{
+    EXPECT_TRUE(std::is_empty<ZTEeprom>::value);
+    EXPECT_EQ(sizeof(ZTEEPROMMessageData), 36U);
+    EXPECT_EQ(sizeof(ZTEEPROMMessageData::text), 33U);
+    EXPECT_EQ(sizeof(ZTEEPROMMessageData::byte), 1U);
+    EXPECT_EQ(sizeof(ZTEEPROMMessageData::value), 4U);
+}
+
+TEST(BinaryInterface, ZTEEPROMCommand)
+{
+    EXPECT_TRUE((std::is_same<std::underlying_type<ZTEEPROMCommand>::type, int>::value));
+    EXPECT_EQ(EEPROM_FIELD_0, 0);
+    EXPECT_EQ(EEPROM_PRODUCT_TYPE, 2);
+    EXPECT_EQ(EEPROM_PRODUCT_VARIANT, 4);
+    EXPECT_EQ(EEPROM_FIELD_6, 6);
+    EXPECT_EQ(EEPROM_FIELD_8, 8);
+    EXPECT_EQ(EEPROM_PART_NUMBER, 10);
+    EXPECT_EQ(EEPROM_CUSTOMER_PART_NUMBER, 12);
+    EXPECT_EQ(EEPROM_SERIAL_NUMBER, 14);
+    EXPECT_EQ(EEPROM_FIELD_16, 16);
+    EXPECT_EQ(EEPROM_FIELD_17, 17);
+    EXPECT_EQ(EEPROM_FIELD_19, 19);
+    EXPECT_EQ(EEPROM_FIELD_21, 21);
+    EXPECT_EQ(EEPROM_FIELD_23, 23);
+    EXPECT_EQ(EEPROM_FIELD_25, 25);
 }
 
 TEST(BinaryInterface, ztPowerDevices)

@@ -1,6 +1,6 @@
 #include "zt/ZTPowerManagementEndPoint.h"
 
-#include "support/FakePowerDaemon.h"
+#include "support/FakeDaemon.h"
 #include "support/HighDescriptors.h"
 #include "support/Interpose.h"
 #include "support/Layout.h"

@@ -1,7 +1,7 @@
 #include "zt/ZTPowerManagementInterfaceR7.h"
 
 #include "support/Diagnostics.h"
-#include "support/FakePowerDaemon.h"
+#include "support/FakeDaemon.h"
 #include "support/FixedTick.h"
 #include "support/Interpose.h"
 #include "zt/ZTEndPointManager.h"
@@ -118,7 +118,7 @@ protected:
     ZTEndPointManager manager;
     NotingListener listener;
     std::unique_ptr<ZTPowerManagement> power;
-    std::unique_ptr<FakePowerDaemon::Connection> client;
+    std::unique_ptr<FakeDaemon::Connection> client;
 };
 
 } // namespace

@@ -3,8 +3,10 @@
 
 #include "support/Interpose.h"
 
+#include <cstdarg>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <sys/eventfd.h>
 #include <sys/time.h>
 #include <unistd.h>
@@ -32,7 +34,13 @@ INTERPOSE(int, bind, (int fd, const sockaddr* name, socklen_t size), noexcept, f
 INTERPOSE(int, clock_gettime, (clockid_t clock, timespec* time), noexcept, clock, time)
 INTERPOSE(int, close, (int fd), , fd)
 INTERPOSE(int, connect, (int fd, const sockaddr* to, socklen_t size), , fd, to, size)
+INTERPOSE(unsigned long, crc32, (unsigned long seed, const unsigned char* bytes, unsigned int size), ,
+          seed, bytes, size)
 INTERPOSE(int, eventfd, (unsigned int start, int flags), noexcept, start, flags)
+INTERPOSE(int, fclose, (std::FILE* file), , file)
+INTERPOSE(std::FILE*, fopen64, (const char* path, const char* mode), , path, mode)
+INTERPOSE(size_t, fwrite, (const void* data, size_t size, size_t count, std::FILE* file), , data, size,
+          count, file)
 INTERPOSE(int, gettimeofday, (timeval* time, void* zone), noexcept, time, zone)
 INTERPOSE(int, listen, (int fd, int backlog), noexcept, fd, backlog)
 INTERPOSE(int, nanosleep, (const timespec* request, timespec* rest), , request, rest)
@@ -67,10 +75,29 @@ INTERPOSE(int, setsockopt, (int fd, int level, int option, const void* value, so
 INTERPOSE(int, socket, (int domain, int type, int protocol), noexcept, domain, type, protocol)
 INTERPOSE(int, system, (const char* command), , command)
 INTERPOSE(int, unlink, (const char* path), noexcept, path)
+INTERPOSE(int, usleep, (useconds_t time), , time)
 INTERPOSE(ssize_t, write, (int fd, const void* buffer, size_t size), , fd, buffer, size)
 // clang-format on
 
+namespace interposed {
+InterposedCall<int(const char*, int, mode_t)> open64{"open64"};
+}
+
+extern "C" int open64(const char* path, int flags, ...)
+{
+    va_list arguments;
+    va_start(arguments, flags);
+    const auto mode = va_arg(arguments, mode_t); // whatever it is, where none was given
+    va_end(arguments);
+    return interposed::open64.callFrom(__builtin_return_address(0), path, flags, mode);
+}
+
 // What a hardened build calls instead when the compiler cannot tell whether the buffer suffices.
+
+extern "C" int __open64_2(const char* path, int flags)
+{
+    return open64(path, flags);
+}
 
 extern "C" ssize_t __read_chk(int fd, void* buffer, size_t size, size_t)
 {

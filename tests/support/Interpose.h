@@ -2,6 +2,7 @@
 #define ZT_TESTS_INTERPOSE_H
 
 #include <atomic>
+#include <cstdio>
 #include <ctime>
 #include <dlfcn.h>
 #include <functional>
@@ -89,10 +90,15 @@ extern InterposedCall<int(int, const sockaddr*, socklen_t)> bind;
 extern InterposedCall<int(clockid_t, timespec*)> clock_gettime;
 extern InterposedCall<int(int)> close;
 extern InterposedCall<int(int, const sockaddr*, socklen_t)> connect;
+extern InterposedCall<unsigned long(unsigned long, const unsigned char*, unsigned int)> crc32;
 extern InterposedCall<int(unsigned int, int)> eventfd;
+extern InterposedCall<int(std::FILE*)> fclose;
+extern InterposedCall<std::FILE*(const char*, const char*)> fopen64;
+extern InterposedCall<size_t(const void*, size_t, size_t, std::FILE*)> fwrite;
 extern InterposedCall<int(timeval*, void*)> gettimeofday;
 extern InterposedCall<int(int, int)> listen;
 extern InterposedCall<int(const timespec*, timespec*)> nanosleep;
+extern InterposedCall<int(const char*, int, mode_t)> open64;
 extern InterposedCall<int(int*)> pipe;
 extern InterposedCall<int(pollfd*, nfds_t, int)> poll;
 extern InterposedCall<int(pthread_cond_t*, const pthread_condattr_t*)> pthread_cond_init;
@@ -114,6 +120,7 @@ extern InterposedCall<int(int, int, int, const void*, socklen_t)> setsockopt;
 extern InterposedCall<int(int, int, int)> socket;
 extern InterposedCall<int(const char*)> system;
 extern InterposedCall<int(const char*)> unlink;
+extern InterposedCall<int(useconds_t)> usleep;
 extern InterposedCall<ssize_t(int, const void*, size_t)> write;
 
 } // namespace interposed
