@@ -64,6 +64,16 @@ await_end()
     echo "$rest"
 }
 
+# answer TYPE HEX: as health.py says it
+answer()
+{
+    local payload=$2
+    while [ ${#payload} -lt 64 ]; do
+        payload+=0
+    done
+    echo "$1 $payload"
+}
+
 # ---------------------------------------------------------------------------- exit codes
 
 ztsim_hands_over_the_exit_code_of_the_command()
@@ -542,20 +552,42 @@ fault short-record
 -> field-17 65
 <- type 99
 ignored type 99: no request has this type'
-    expect_eq "$("$ztsim" -- python3 "$here/health.py" 2 2>&1)" "3 $(printf '%064d' 0)"
+    expect_eq "$("$ztsim" -- python3 "$here/health.py" 2 2>&1)" "$(answer 3 "")"
+}
+
+ztsim_answers_every_health_request()
+{
+    local expected
+    expected=$(for type in 1 3 5 7 9 11 13 15 17 19 21 23 28 31 38; do answer $type ""; done
+        answer 21 41; answer 28 42; answer 31 43; answer 38 44454647; answer 33 48
+        answer 21 41; answer 28 42; answer 31 43; answer 38 44454647)
+    expect_eq "$("$ztsim" -- python3 "$here/health.py" 0 2 4 6 8 10 12 14 16 18 20 22 26 29 36 \
+        25,Axy 27,Bxy 30,Cxy 37,DEFGxy 32,Hxy 20 26 29 36)" "$expected"
+    expect_eq "$("$ztsim" -- python3 "$here/health.py" 1 21 24 28 31 33 34 38 99 128 2>/dev/null)" ""
+}
+
+ztsim_misanswers_health_requests()
+{
+    local letters
+    letters=$(printf '78%.0s' {1..32})
+    expect_eq "$("$ztsim" --health-field part-number=abcdef --health-fault unknown-type@1 \
+        --health-fault unterminated@2 --health-fault short-record@3 --health-fault silence@4 \
+        --health-fault hang-up@5 --health-away 0 -- \
+        python3 "$here/health.py" 25,A 25,A 10 10 25,A)" \
+        "$(answer 99 41; answer 21 "$letters"; echo "11 6162")"
+    expect_eq "$("$ztsim" --health-fault unknown-type@1 -- python3 "$here/health.py" 25,A 20)" \
+        "$(answer 99 41; answer 21 "")"
 }
 
 ztsim_reads_health_fields_from_a_file()
 {
-    local text
-    text=$(printf 1234 | od -An -tx1 | tr -d ' ')
     printf '# of our device\n\nserial-number=1234\nproduct-type=5' >"$scratch/fields"
     expect_eq "$("$ztsim" --health-file "$scratch/fields" -- python3 "$here/health.py" 12 2)" \
-        "13 $text$(printf '%056d' 0)"$'\n'"3 05$(printf '%062d' 0)"
-    expect_like "$("$ztsim" --health-file <(cat "$scratch/fields") -- python3 "$here/health.py" 12)" \
-        "13 $text*"
-    expect_like "$("$ztsim" --health-field product-type=6 --health-file "$scratch/fields" -- \
-        python3 "$here/health.py" 2)" "3 06*"
+        "$(answer 13 31323334; answer 3 05)"
+    expect_eq "$("$ztsim" --health-file <(cat "$scratch/fields") -- python3 "$here/health.py" 12)" \
+        "$(answer 13 31323334)"
+    expect_eq "$("$ztsim" --health-field product-type=6 --health-file "$scratch/fields" -- \
+        python3 "$here/health.py" 2)" "$(answer 3 06)"
 }
 
 ztsim_logs_what_it_ignores()
