@@ -4,7 +4,9 @@
 #include "support/Interpose.h"
 #include "zt/zthmd_msg.h"
 
+#include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstring>
 #include <gmock/gmock.h>
@@ -13,7 +15,6 @@
 #include <thread>
 #include <vector>
 
-using testing::ElementsAre;
 using namespace ZT;
 
 namespace {
