@@ -40,7 +40,7 @@ private:
 void reassembleRecord(benchmark::State& state)
 {
     EndlessSocket socket(static_cast<std::uint32_t>(state.range(0)));
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         int status = -1;
         char* record = nullptr;
         while (record == nullptr) {
