@@ -85,7 +85,11 @@ private:
 
 class ListenerTest : public testing::Test {
 protected:
-    void TearDown() override { EXPECT_THAT(diagnostics.take(), IsEmpty()); }
+    void TearDown() override
+    {
+        endPoint.reset();
+        EXPECT_THAT(diagnostics.take(), IsEmpty());
+    }
 
     void listen(long timeout = -1)
     {
@@ -553,6 +557,7 @@ protected:
 
     void TearDown() override
     {
+        endPoint.reset();
         if (GetParam() == State::Polls) {
             EXPECT_THAT(diagnostics.take(), Each(failure(EXPIRED)));
         }
@@ -765,6 +770,7 @@ TEST_F(ListenerTest, ACallbackMayReplaceTheConnection)
     peer->write(frameBytes("1"));
     EXPECT_THAT(listener.await(2), ElementsAre("1", "2"));
     EXPECT_EQ(peer->read(1), "");
+    endPoint->deinitialize(); // before its peer goes
 }
 
 TEST_F(ListenerTest, ACallbackMaySendAndReceive)
