@@ -104,7 +104,7 @@ protected:
     // What was printed since the last call.
     std::string printed()
     {
-        const std::string text = output.text().substr(seen);
+        std::string text = output.text().substr(seen);
         seen += text.size();
         return text;
     }
@@ -632,7 +632,7 @@ TEST(ZTSocketFactory, MakesASocketThatTheCallerDeletes)
 {
     const std::unique_ptr<ZTSocket> created(ZTSocketFactory::createSocketClass());
     EXPECT_NE(dynamic_cast<ZTSocketLinux*>(created.get()), nullptr);
-    const std::unique_ptr<ZTSocket> other(ZTSocketFactory().createSocketClass());
+    const std::unique_ptr<ZTSocket> other(ZTSocketFactory::createSocketClass());
     EXPECT_NE(other, nullptr);
     EXPECT_NE(other, created);
 }

@@ -39,7 +39,7 @@ public:
         while (bytes.size() < size) {
             bytes += piece();
         }
-        const std::string cut = bytes.substr(0, size);
+        std::string cut = bytes.substr(0, size);
         bytes.erase(0, size);
         return cut;
     }

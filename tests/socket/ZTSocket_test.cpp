@@ -153,7 +153,7 @@ TEST_F(ZTSocketTest, ARecordThatComesByteByByteFromItsFirstIsLost)
 
 TEST_F(ZTSocketTest, ARecordMayBeOfAnySizeFrom19)
 {
-    for (const std::size_t size : {19, 20, 27, 28, 29, 1499, 1500}) {
+    for (const std::size_t size : {19U, 20U, 27U, 28U, 29U, 1499U, 1500U}) {
         EXPECT_EQ(read(record(junk(size - 19))), record(junk(size - 19)));
     }
     socket.status = UNCHANGED;
@@ -267,15 +267,16 @@ TEST_F(ZTSocketTest, WhatFollowsTheMissingPartOfARecordIsScanned)
 TEST_F(ZTSocketTest, ALengthOf0OrOneThatNeverComesStallsTheStreamAtItsMarker)
 {
     for (const std::uint32_t length : {0U, 0x7fffffffU, 0x80000000U, 0xffffffffU}) {
+        std::string held = head(length).append("x").append(A);
         FedSocket fresh;
-        fresh.reads = {junk(5) + head(length) + "x" + A, "y" + B, C, "z" + A};
+        fresh.reads = {junk(5).append(held), "y" + B, C, "z" + A};
         EXPECT_EQ(fresh.next(), NOTHING);
-        EXPECT_EQ(fresh.held(), head(length) + "x" + A);
+        EXPECT_EQ(fresh.held(), held);
         EXPECT_EQ(fresh.next(), NOTHING);
-        EXPECT_EQ(fresh.held(), head(length) + "x" + A + "y" + B);
+        EXPECT_EQ(fresh.held(), held.append("y").append(B));
         EXPECT_EQ(fresh.next(), C);
         EXPECT_EQ(fresh.next(), NOTHING);
-        EXPECT_EQ(fresh.held(), head(length) + "x" + A + "y" + B + "z" + A);
+        EXPECT_EQ(fresh.held(), held.append("z").append(A));
     }
 }
 
@@ -354,6 +355,8 @@ TEST(ZTSocket, AnIdentifierBelow1MeansTheOwnSocket)
 {
     class OwnSocket : public ZTSocketLinux {
     public:
+        using ZTSocketLinux::receiveSocketData;
+
         int receiveSocketData(char*& buffer) override
         {
             A.copy(buffer, A.size());
@@ -379,6 +382,8 @@ TEST(ZTSocket, AnIdentifierFrom1OnIsReadThroughTheVirtualForm)
 {
     class OtherSocket : public ZTSocketLinux {
     public:
+        using ZTSocketLinux::receiveSocketData;
+
         int receiveSocketData(unsigned int id, char*& buffer) override
         {
             EXPECT_EQ(id, 1U);
@@ -504,7 +509,7 @@ TEST(ZTSocket, ItsDestructorLeavesWhatWasNotFetched)
     const auto& queue = *reinterpret_cast<const std::deque<char*>*>(fields);
     ASSERT_EQ(queue.size(), 1U);
     const std::unique_ptr<char[]> queued(queue.front());
-    const std::unique_ptr<char[]> held(fieldAt<char*>(fields, sizeof queue));
+    const std::unique_ptr<char[]> held(fieldAt<char*>(fields, sizeof(std::deque<char*>)));
     socket.reset();
     EXPECT_EQ(std::string(queued.get(), 28), B);
     EXPECT_EQ(std::string(held.get(), 20), C.substr(0, 20));
