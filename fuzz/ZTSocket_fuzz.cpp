@@ -75,10 +75,10 @@ public:
     {
         const std::size_t wanted = (bytes[0] + 256U * bytes[1]) % 1501U;
         const std::size_t size = std::min(wanted, rest - 2);
-        std::string taken(reinterpret_cast<const char*>(bytes + 2), size);
+        std::string read(reinterpret_cast<const char*>(bytes + 2), size);
         bytes += 2 + size;
         rest -= 2 + size;
-        return taken;
+        return read;
     }
 
 private:

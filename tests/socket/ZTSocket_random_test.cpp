@@ -14,8 +14,6 @@
 
 namespace {
 
-const int CUTS = 600000;
-
 // Bytes such as records are made of.
 std::string someNoise()
 {
@@ -107,16 +105,17 @@ class ZTSocketRandomTest : public testing::TestWithParam<int> {};
 TEST_P(ZTSocketRandomTest, AgreesWithTheModelHoweverTheStreamIsCut)
 {
     const auto longestCut = static_cast<std::size_t>(GetParam());
-    int cuts = 0;
-    for (unsigned int seed = 1; cuts < CUTS && !HasFailure(); ++seed) {
+    std::size_t cuts = std::min<std::size_t>(600000, 100000000 / longestCut);
+    for (unsigned int seed = 1; cuts > 0 && !HasFailure(); ++seed) {
         RandomStream stream(seed, longestCut);
         FedSocket socket;
         ReassemblyModel model;
         std::string bytes = stream.read();
-        for (std::size_t calls = 10 + stream.below(60); calls > 0 && !HasFailure(); --calls) {
+        for (std::size_t calls = 10 + stream.below(60); calls > 0 && cuts > 0 && !HasFailure();
+             --calls) {
             if (agree(socket, model, bytes)) {
                 bytes = stream.read();
-                ++cuts;
+                --cuts;
             }
         }
     }

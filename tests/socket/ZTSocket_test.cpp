@@ -267,16 +267,18 @@ TEST_F(ZTSocketTest, WhatFollowsTheMissingPartOfARecordIsScanned)
 TEST_F(ZTSocketTest, ALengthOf0OrOneThatNeverComesStallsTheStreamAtItsMarker)
 {
     for (const std::uint32_t length : {0U, 0x7fffffffU, 0x80000000U, 0xffffffffU}) {
-        std::string held = head(length).append("x").append(A);
         FedSocket fresh;
-        fresh.reads = {junk(5).append(held), "y" + B, C, "z" + A};
+        fresh.reads = {junk(5) + head(length) + "x" + A, "y" + B, C, "z" + A};
         EXPECT_EQ(fresh.next(), NOTHING);
+        std::string held = head(length) + "x" + A;
         EXPECT_EQ(fresh.held(), held);
         EXPECT_EQ(fresh.next(), NOTHING);
-        EXPECT_EQ(fresh.held(), held.append("y").append(B));
+        held.append("y").append(B);
+        EXPECT_EQ(fresh.held(), held);
         EXPECT_EQ(fresh.next(), C);
         EXPECT_EQ(fresh.next(), NOTHING);
-        EXPECT_EQ(fresh.held(), held.append("z").append(A));
+        held.append("z").append(A);
+        EXPECT_EQ(fresh.held(), held);
     }
 }
 
@@ -294,6 +296,19 @@ TEST_F(ZTSocketTest, ARecordShorterThanItsHeadIsCutOffAndCanBeReadAsAMessage)
         EXPECT_EQ(std::string(bytes.get(), 28),
                   head(length).substr(0, length) + std::string(28 - length, '\0'));
         EXPECT_EQ(ZTSocketMessage(bytes.get()).messageType, 0U);
+    }
+}
+
+TEST_F(ZTSocketTest, ARecordOf20To27BytesInTwoReadsCanBeReadAsAMessageToo)
+{
+    for (std::size_t size = 20; size < 28; ++size) {
+        const std::string bytes = record(junk(size - 19));
+        EXPECT_EQ(read(bytes.substr(0, 19)), NOTHING);
+        socket.reads = {bytes.substr(19)};
+        const std::unique_ptr<char[]> array(socket.getNextSocketBuffer(socket.status, 77));
+        ASSERT_NE(array, nullptr);
+        EXPECT_EQ(std::string(array.get(), 28), bytes + std::string(28 - size, '\0'));
+        EXPECT_EQ(ZTSocketMessage(array.get()).messageLength, size);
     }
 }
 
@@ -506,10 +521,11 @@ TEST(ZTSocket, ItsDestructorLeavesWhatWasNotFetched)
     delete[] socket->getNextSocketBuffer(status, 0);
 
     const char* fields = reinterpret_cast<const char*>(socket.get()) + sizeof(void*);
-    const auto& queue = *reinterpret_cast<const std::deque<char*>*>(fields);
+    using Queue = std::deque<char*>;
+    const auto& queue = *reinterpret_cast<const Queue*>(fields);
     ASSERT_EQ(queue.size(), 1U);
     const std::unique_ptr<char[]> queued(queue.front());
-    const std::unique_ptr<char[]> held(fieldAt<char*>(fields, sizeof(std::deque<char*>)));
+    const std::unique_ptr<char[]> held(fieldAt<char*>(fields, sizeof(Queue)));
     socket.reset();
     EXPECT_EQ(std::string(queued.get(), 28), B);
     EXPECT_EQ(std::string(held.get(), 20), C.substr(0, 20));
