@@ -157,6 +157,13 @@ TEST_P(EveryCommand, WithoutWaitingForTheReplyItIsSentAndTheConnectionIsClosed)
     EXPECT_EQ(data.text(), untouched());
 }
 
+TEST(ZTHealthManagement, AGetCommandThatDoesNotWaitNeedsNoData)
+{
+    FakeHealthDaemon daemon;
+    EXPECT_EQ(ZTHealthManagement::sendMessage(COMMAND_20, nullptr, false), 0);
+    EXPECT_EQ(daemon.accept()->receive(), std::string(healthRecord(20)));
+}
+
 TEST(ZTHealthManagement, AnyOtherCommandReturns11WithoutASocket)
 {
     const Interpose noSocket(interposed::socket, [](auto...) {
