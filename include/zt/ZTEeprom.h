@@ -75,7 +75,7 @@ public:
 extern ZT_API std::map<int, int> commandTranslationMap;
 extern ZT_API std::map<int, int> addressToLengthMapping;
 
-/// Fills both maps.
+/// Puts every row into both maps; what else they hold stays.
 ZT_API void fillCommandMap();
 
 /// Reads a field from the EEPROM device itself, which is not supported: stores `command` as the

@@ -67,7 +67,7 @@ std::map<int, int> addressToLengthMapping;
 
 void fillCommandMap()
 {
-    commandTranslationMap = {
+    const std::map<int, int> messageTypes = {
         {EEPROM_FIELD_0, 0},         {EEPROM_PRODUCT_TYPE, 2},
         {EEPROM_PRODUCT_VARIANT, 4}, {EEPROM_FIELD_6, 6},
         {EEPROM_FIELD_8, 8},         {EEPROM_PART_NUMBER, 10},
@@ -76,7 +76,10 @@ void fillCommandMap()
         {EEPROM_FIELD_21, 18},       {EEPROM_FIELD_23, 20},
         {EEPROM_FIELD_25, 22},       {EEPROM_CUSTOMER_PART_NUMBER, 128},
     };
-    addressToLengthMapping = {{128, 32}};
+    for (const auto& row : messageTypes) {
+        commandTranslationMap[row.first] = row.second;
+    }
+    addressToLengthMapping[128] = 32;
 }
 
 int ZTEeprom::readDataFromEeprom(ZTEEPROMCommand command, ZTEEPROMMessageData& data)

@@ -243,6 +243,17 @@ TEST(ZTEeprom, FillCommandMapFillsBothMaps)
     EXPECT_EQ(addressToLengthMapping, (std::map<int, int>{{128, 32}}));
 }
 
+TEST(ZTEeprom, FillCommandMapKeepsWhatElseTheMapsHold)
+{
+    commandTranslationMap = {{1, 7}, {2, 7}};
+    addressToLengthMapping = {{1, 7}, {128, 7}};
+    fillCommandMap();
+    std::map<int, int> expected = FILLED;
+    expected[1] = 7;
+    EXPECT_EQ(commandTranslationMap, expected);
+    EXPECT_EQ(addressToLengthMapping, (std::map<int, int>{{1, 7}, {128, 32}}));
+}
+
 TEST(ZTEeprom, TheFirstReadFillsTheMaps)
 {
     const CapturedStream output(std::cout);
