@@ -1,0 +1,7 @@
+#include "zt/ZTNetwork.h"
+
+namespace ZT {
+
+ZTNetwork::~ZTNetwork() = default;
+
+} // namespace ZT

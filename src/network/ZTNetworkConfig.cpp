@@ -1,0 +1,7 @@
+#include "zt/ZTNetworkConfig.h"
+
+namespace ZT {
+
+ZTNetworkConfig::~ZTNetworkConfig() = default;
+
+} // namespace ZT
