@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <memory>
 
 namespace ZT {
 
@@ -13,20 +14,20 @@ const int PIECE_SIZE = 128;
 
 bool appendCommandOutput(const std::string& command, std::string& output)
 {
-    std::FILE* stream = popen(command.c_str(), "r");
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> stream(popen(command.c_str(), "r"),
+                                                                 pclose);
     if (stream == nullptr) {
         return false;
     }
     bool isBroken = false;
-    while (std::feof(stream) == 0 && !isBroken) {
+    while (std::feof(stream.get()) == 0 && !isBroken) {
         char piece[PIECE_SIZE] = "";
-        if (std::fgets(piece, PIECE_SIZE, stream) == nullptr) {
+        if (std::fgets(piece, PIECE_SIZE, stream.get()) == nullptr) {
             // A signal fails a read, but not the stream. What came before it is in the piece.
-            isBroken = std::ferror(stream) != 0 && errno != EINTR;
+            isBroken = std::ferror(stream.get()) != 0 && errno != EINTR;
         }
         output += piece;
     }
-    pclose(stream);
     return true;
 }
 

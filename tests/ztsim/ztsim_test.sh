@@ -162,7 +162,7 @@ ztsim_helps()
     help=$("$ztsim" --help 2>&1) || fail "exit code $?"
     for word in "Usage: ztsim*-- COMMAND" --power-state --power-timeout --device \
         --propagation-time --power-fault --power-away --no-power-daemon --verbose --version \
-        --health-field --health-file --health-fault --health-away --no-health-daemon --eeprom \
+        --health-field --health-file --health-fault --health-away --no-health-daemon --eeprom --no-eth0 \
         serial-number hang-up short-record unknown-type unknown-device unterminated silence 125 126 127 128; do
         expect_like "$help" "*$word*"
     done
@@ -221,10 +221,59 @@ ztsim_runs_the_command_as_root_of_its_own_device()
     expect_exit 0 "$ztsim" -- mount -t tmpfs none /mnt
 }
 
-ztsim_gives_a_network_of_loopback_only()
+interfaces() { "$ztsim" "$@" -- sed 1,2d /proc/net/dev | cut -d: -f1 | xargs; }
+
+ztsim_gives_a_network_of_its_own()
 {
-    expect_eq "$("$ztsim" -- sed 1,2d /proc/net/dev | cut -d: -f1 | tr -d ' ')" lo
+    expect_eq "$(interfaces)" "lo eth0"
     expect_like "$("$ztsim" -- bash -c 'echo </dev/tcp/127.0.0.1/1' 2>&1)" "*Connection refused*"
+}
+
+ztsim_gives_eth0_the_settings_of_a_new_device()
+{
+    local settings
+    settings=$("$ztsim" -- ifconfig eth0)
+    expect_like "$settings" "*<UP,BROADCAST,RUNNING,MULTICAST>*"
+    expect_like "$settings" "*inet 192.168.135.6  netmask 255.255.255.0  broadcast 192.168.135.255*"
+    expect_eq "$("$ztsim" -- route -n | sed 1,2d | tr -s ' ')" \
+        $'0.0.0.0 192.168.135.1 0.0.0.0 UG 0 0 0 eth0\n192.168.135.0 0.0.0.0 255.255.255.0 U 0 0 0 eth0'
+}
+
+ztsim_has_a_gateway_that_answers()
+{
+    local try='echo </dev/tcp/192.168.135.1/1'
+    expect_like "$("$ztsim" -- bash -c "$try" 2>&1)" "*Connection refused*"
+    expect_like "$("$ztsim" -- bash -c "ifconfig eth0 192.168.135.77; $try" 2>&1)" \
+        "*Connection refused*"
+    expect_like "$("$ztsim" -- bash -c "ifconfig eth0 down; $try" 2>&1)" "*Network is unreachable*"
+}
+
+ztsim_can_do_without_eth0()
+{
+    expect_eq "$(interfaces --no-eth0)" lo
+    expect_eq "$("$ztsim" --no-eth0 -- route -n | sed 1,2d)" ""
+}
+
+ztsim_says_that_eth0_cannot_be_had()
+{
+    # In a user namespace of its own, which may have the sandbox's network and no other.
+    local host
+    host=$(readlink /proc/self/ns/user)
+    expect_failure 125 "cannot set up eth0: a network namespace: No space left on device (--no-eth0 does without)" \
+        unshare --map-root-user sh -c "[ \$(readlink /proc/self/ns/user) != '$host' ] &&
+            echo 1 >/proc/sys/user/max_net_namespaces && exec '$ztsim' -- true"
+    expect_exit 0 unshare --map-root-user sh -c "[ \$(readlink /proc/self/ns/user) != '$host' ] &&
+        echo 1 >/proc/sys/user/max_net_namespaces && exec '$ztsim' --no-eth0 -- true"
+}
+
+ztsim_keeps_from_the_kernel_what_is_for_its_memory()
+{
+    local file
+    for file in drop_caches compact_memory; do
+        [ -e /proc/sys/vm/$file ] || continue
+        expect_eq "$("$ztsim" -- sh -c "cd /proc/sys/vm
+            [ \$(stat -fc %T $file) = tmpfs ] && cat $file && echo 3 >$file && cat $file")" 3
+    done
 }
 
 ztsim_gives_processes_of_its_own()
@@ -318,6 +367,18 @@ ztsim_keeps_the_directory_and_the_environment()
     export ZTSIM_TEST=$'with\nnew line'
     expect_eq "$("$ztsim" -- env -0 | sort -z | sed -z '/^_=/d' | base64)" \
         "$(env -0 | sort -z | sed -z '/^_=/d' | base64)"
+}
+
+ztsim_completes_the_path_by_the_folders_of_the_administrator()
+{
+    local given
+    for given in /bin:/usr/bin /bin:/usr/bin:/sbin: /sbinx:/usr/bin/sbin:/bin:/usr/bin; do
+        expect_eq "$(PATH=$given "$ztsim" -- sh -c 'echo $PATH')" \
+            "$given$([[ $given == *:/sbin:* ]] && echo :/usr/sbin || echo :/usr/sbin:/sbin)"
+    done
+    expect_eq "$(PATH=/sbin:/bin:/usr/sbin:/usr/bin "$ztsim" -- sh -c 'echo $PATH')" \
+        /sbin:/bin:/usr/sbin:/usr/bin
+    expect_eq "$(env -u PATH "$ztsim" -- /bin/sh -c 'echo $PATH')" /bin:/usr/bin:/usr/sbin:/sbin
 }
 
 ztsim_leaks_no_file_descriptor()

@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <fcntl.h>
@@ -34,6 +35,20 @@ int spawnFresh(char** command, pid_t& pid)
     const int error = posix_spawnp(&pid, *command, nullptr, &attributes, command, environ);
     posix_spawnattr_destroy(&attributes);
     return error;
+}
+
+/// On the device all find the tools of the administrator, whose folders an ordinary user's PATH may
+/// lack.
+void completePath()
+{
+    const char* const given = std::getenv("PATH");
+    std::string path = given == nullptr ? "/bin:/usr/bin" : given;
+    for (const std::string folder : {"/usr/sbin", "/sbin"}) {
+        if ((':' + path + ':').find(':' + folder + ':') == std::string::npos) {
+            path += ':' + folder;
+        }
+    }
+    ::setenv("PATH", path.c_str(), 1);
 }
 
 /// Blocks SIGCHLD and returns a descriptor to read it from.
@@ -73,6 +88,9 @@ Device::Device(const Options& options, int outside)
     if (options.health) {
         health.emplace(context, *options.health);
     }
+    if (!options.noNetwork) {
+        network.emplace();
+    }
 }
 
 int Device::run()
@@ -87,6 +105,7 @@ int Device::run()
 
 bool Device::start()
 {
+    completePath();
     const int error = spawnFresh(command, pid);
     if (error != 0) {
         log(std::string("cannot run ") + *command + ": " + std::strerror(error));

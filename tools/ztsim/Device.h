@@ -1,6 +1,7 @@
 #ifndef ZTSIM_DEVICE_H
 #define ZTSIM_DEVICE_H
 
+#include "Network.h"
 #include "Options.h"
 
 #include <boost/asio/io_context.hpp>
@@ -36,6 +37,7 @@ private:
     std::optional<PowerDaemon> power;
     std::optional<HealthDaemon> health;
     Eeprom eeprom;
+    std::optional<Network> network;
     pid_t pid = -1;
     unsigned char signal = 0;
     int exitCode = FAILED;

@@ -24,7 +24,7 @@ constexpr const char* HEALTH_GROUP = "Health-monitor daemon and EEPROM";
 constexpr const char* ABOUT =
     "Runs COMMAND on a simulated device: in its own user, mount, pid and network namespace, as\n"
     "root, with nothing in /var/run but the sockets of the device's daemons, nothing on /sys/bus\n"
-    "but the EEPROM, and /dev/eeprom2 beside the host's devices.";
+    "but the EEPROM, /dev/eeprom2 beside the host's devices, and eth0 beside lo.";
 
 constexpr const char* FOOTER =
     "KIND is what happens when the Nth record, of all clients of that daemon since the start,\n"
@@ -53,6 +53,14 @@ constexpr const char* FOOTER =
     "  open    there from the start, and so is the attribute\n"
     "  locked  there once a word of 4 bytes, whatever they are, was written to the attribute\n"
     "  absent  never there, nor is the attribute\n"
+    "\n"
+    "eth0 has the address 192.168.135.6 and the netmask 255.255.255.0. At the other end of its "
+    "cable\n"
+    "is the default gateway, 192.168.135.1: it answers, and offers no service. Nothing else can "
+    "be\n"
+    "reached. The PATH is completed by /usr/sbin and /sbin, for ifconfig and route. What is "
+    "written\n"
+    "to drop_caches and compact_memory in /proc/sys/vm stays on the device.\n"
     "\n"
     "Signals sent to ztsim are passed on to COMMAND, except for those of job control. When "
     "COMMAND\n"
@@ -189,6 +197,7 @@ CommandLine::CommandLine(Options& options) : options(options)
     app.set_version_flag("--version", "ztsim " ZTSIM_VERSION);
     app.add_flag("-v,--verbose", verbose,
                  "Log each record received and sent, and each fault, on stderr");
+    app.add_flag("--no-eth0", options.noNetwork, "There is no eth0");
     app.add_option("--inside", options.inside)->group("");
     addPowerOptions();
     addFaultOptions("power", POWER_GROUP, power, PowerDaemonOptions::FAULTS);

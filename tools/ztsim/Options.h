@@ -21,6 +21,7 @@ struct Options {
     std::optional<HealthDaemonOptions> health;
 
     Eeprom::State eeprom = Eeprom::State::Open;
+    bool noNetwork = false;
     std::vector<std::string> fields; ///< of the health monitor, NAME=VALUE, from a file
     char** command = nullptr;        ///< ends with a null
 

@@ -89,6 +89,20 @@ void addDeviceFiles(std::vector<std::string>& command)
     }
 }
 
+/// Gives the sandbox files of its own in the place of those through which a root of the host would
+/// reach into the host's memory.
+void addKernelFiles(std::vector<std::string>& command)
+{
+    for (const std::string path : {"/proc/sys/vm/drop_caches", "/proc/sys/vm/compact_memory"}) {
+        if (std::filesystem::exists(path)) {
+            // Bubblewrap reads the content from the descriptor, and closes it.
+            const int nothing =
+                check(::open("/dev/null", O_RDONLY), "/dev/null"); // NOLINT(android-cloexec-open)
+            command.insert(command.end(), {"--bind-data", std::to_string(nothing), path});
+        }
+    }
+}
+
 std::vector<std::string> sandboxCommand(const Options& options, const Channels& channels)
 {
     const std::string self = std::filesystem::read_symlink("/proc/self/exe");
@@ -116,6 +130,7 @@ std::vector<std::string> sandboxCommand(const Options& options, const Channels& 
                                      "--tmpfs",
                                      bus};
     addDeviceFiles(command);
+    addKernelFiles(command);
     command.insert(command.end(), {"--", self, "--inside", std::to_string(channels.farDevice),
                                    std::to_string(channels.ownErrors)});
     for (const std::string& field : options.fields) {
