@@ -1,13 +1,15 @@
 // Prints what the device is, as its EEPROM tells through the health-monitor daemon.
 
 #include "zt/ZTEeprom.h"
+#include "zt/ZTSignalHandler.h"
 
 #include <csignal>
 #include <cstdio>
 
 int main()
 {
-    std::signal(SIGPIPE, SIG_IGN); // a daemon that hangs up must not end us
+    // A daemon that hangs up must not end us.
+    ZT::ZTSignalHandler::installEmptySignalHandler(SIGPIPE);
 
     // The getters cannot tell that there is no answer, a read can.
     ZT::ZTEEPROMMessageData data{};

@@ -4,6 +4,7 @@
 #include "zt/ZTEndPointManager.h"
 #include "zt/ZTPowerManagement.h"
 #include "zt/ZTSignal.h"
+#include "zt/ZTSignalHandler.h"
 #include "zt/ZTSignalListener.h"
 #include "ztutil/ZTTick.h"
 
@@ -49,7 +50,8 @@ public:
 
 int main()
 {
-    std::signal(SIGPIPE, SIG_IGN); // a daemon that hangs up must not end us
+    // A daemon that hangs up must not end us.
+    ZT::ZTSignalHandler::installEmptySignalHandler(SIGPIPE);
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
     const std::unique_ptr<ZT::ZTPowerManagement> power(ZT::ZTPowerManagement::create());
     if (power == nullptr) {

@@ -43,7 +43,7 @@ public:
     /// There is no time limit: a daemon that does not accept or does not answer is waited for. A
     /// short answer is not noticed: bytes that did not come are those of the request, so a get
     /// command stores zeros in their place. A daemon that hangs up while the command leaves raises
-    /// SIGPIPE, which ends the process by default: handle or ignore that signal.
+    /// SIGPIPE, which ends the process by default: handle it (ZTSignalHandler) or ignore it.
     static int sendMessage(ZTHealthManagementCommand command, void* data, bool waitForReply);
 };
 

@@ -12,8 +12,8 @@ namespace ZT {
 /// in the section "zt_pipe".
 ///
 /// Writing into a pipe whose read end is closed raises SIGPIPE, which ends the process by default:
-/// handle or ignore that signal. Programs that the process starts inherit both descriptors, so the
-/// end of file does not come before they have ended, too.
+/// handle it (ZTSignalHandler) or ignore it. Programs that the process starts inherit both
+/// descriptors, so the end of file does not come before they have ended, too.
 class ZT_API ZTPipe : public ZTEndPoint {
 public:
     /// Registers the section; the pipe itself comes with init(). Not reconnected by a manager.

@@ -26,7 +26,7 @@ class ZTSignalListener;
 ///
 /// There is no lock: use it, and delete it, on the thread that runs the endpoint manager, or while
 /// that manager is not running. A daemon that hangs up while a record leaves raises SIGPIPE, which
-/// ends the process by default: handle or ignore that signal.
+/// ends the process by default: handle it (ZTSignalHandler) or ignore it.
 class ZT_API ZTPowerManagement : public ZTEndPointHandler {
 public:
     /// Deleting does not remove the endpoint from its manager: delete the manager first, or use it

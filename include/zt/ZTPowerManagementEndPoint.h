@@ -42,7 +42,7 @@ public:
     ///
     /// A daemon that has gone gives 6, until release(): the new socket cannot be connected, and
     /// nothing can be written to it. A daemon that hangs up between wait and write raises SIGPIPE,
-    /// which ends the process by default: handle or ignore that signal.
+    /// which ends the process by default: handle it (ZTSignalHandler) or ignore it.
     int sendMessage(void* message);
 
     int getReadEndPointID() const override;

@@ -26,9 +26,9 @@ public:
     /// not be run. The shell's 127 means that it has not found the command.
     static int runSystemCommand(const std::string& command);
 
-    /// Appends what the command writes to its standard output to `output`, as it comes; of a line
-    /// with a NUL only what is before it. 0, whatever the command's exit code; 16 if it cannot be
-    /// run, and then `output` is as it was.
+    /// Appends what the command writes to its standard output to `output`, as it comes. It is text:
+    /// what follows a NUL within a line, or within 127 bytes of a longer one, is left out. 0,
+    /// whatever the command's exit code; 16 if it cannot be run, and then `output` is as it was.
     static int getSystemCommandOutput(const std::string& command, std::string& output);
 
     static int getProcessID();

@@ -11,6 +11,8 @@
 #include "zt/ZTEndPointManager.h"
 #include "zt/ZTHealthManagement.h"
 #include "zt/ZTIPCServer.h"
+#include "zt/ZTNetworkConfigFactory.h"
+#include "zt/ZTNetworkLinux.h"
 #include "zt/ZTPipe.h"
 #include "zt/ZTPowerManagementInterfaceR7.h"
 #include "zt/ZTSignal.h"
@@ -29,6 +31,7 @@
 #include <sys/socket.h>
 #include <type_traits>
 #include <unistd.h>
+#include <vector>
 
 using namespace ZT;
 
@@ -413,6 +416,73 @@ TEST(BinaryInterface, ZTSocketFactory)
 {
     EXPECT_EQ(slotCount("_ZTVN2ZT15ZTSocketFactoryE"), 2U);
     EXPECT_EQ(sizeof(ZTSocketFactory), sizeof(void*));
+}
+
+TEST(BinaryInterface, ZTNetworkConfig)
+{
+    ZTNetworkConfig config;
+    const auto* fields = reinterpret_cast<const std::string*>(&config);
+    EXPECT_EQ(&config.ipAddress, fields);
+    EXPECT_EQ(&config.netmask, fields + 1);
+    EXPECT_EQ(&config.gateway, fields + 2);
+    EXPECT_EQ(sizeof(ZTNetworkConfig), 3 * sizeof(std::string));
+}
+
+template <class Class>
+void expectNetworkSlots()
+{
+    EXPECT_EQ(slotOf(&Class::setNetworkConfig), 2U);
+    EXPECT_EQ(slotOf(&Class::getNetworkConfig), 3U);
+    EXPECT_EQ(slotOf(&Class::setNetworkSettings), 4U);
+    EXPECT_EQ(slotOf(&Class::isIPAddressValid), 5U);
+    EXPECT_EQ(slotOf(&Class::readNetworkSettings), 6U);
+    EXPECT_EQ(slotOf(&Class::applyNetworkSettings), 7U);
+    EXPECT_EQ(slotOf(&Class::setNetworkinterface), 8U);
+    EXPECT_EQ(slotOf(&Class::setIPAddress), 9U);
+    EXPECT_EQ(slotOf(&Class::setNetmaskIP), 10U);
+    EXPECT_EQ(slotOf(&Class::setGatewayIP), 11U);
+    EXPECT_EQ(slotOf(&Class::getDefaultIPAdress), 12U);
+    EXPECT_EQ(slotOf(&Class::getDefaultNetmaskIP), 13U);
+    EXPECT_EQ(slotOf(&Class::getDefaultGatewayIP), 14U);
+}
+
+TEST(BinaryInterface, ZTNetwork)
+{
+    expectNetworkSlots<ZTNetwork>();
+    EXPECT_EQ(slotCount("_ZTVN2ZT9ZTNetworkE"), 15U);
+    EXPECT_EQ(sizeof(ZTNetwork), sizeof(void*));
+}
+
+TEST(BinaryInterface, ZTNetworkLinux)
+{
+    expectNetworkSlots<ZTNetworkLinux>();
+    EXPECT_EQ(slotCount("_ZTVN2ZT14ZTNetworkLinuxE"), 15U);
+    EXPECT_EQ(sizeof(ZTNetworkLinux), sizeof(void*) + 10 * sizeof(std::string));
+    ZTNetworkLinux network;
+    network.setNetworkinterface("eth3");
+    network.setIPAddress("1.1.1.1", false);
+    network.setNetmaskIP("2.2.2.2", false);
+    network.setGatewayIP("3.3.3.3", false);
+    *network.getNetworkConfig() = {"4.4.4.4", "5.5.5.5", "6.6.6.6"};
+    const void* behindTable = reinterpret_cast<const char*>(&network) + sizeof(void*);
+    const auto* fields = static_cast<const std::string*>(behindTable);
+    const std::vector<std::string> expected = {
+        "eth3",    "192.168.135.6", "255.255.255.0", "192.168.135.1", "4.4.4.4",
+        "5.5.5.5", "6.6.6.6",       "1.1.1.1",       "2.2.2.2",       "3.3.3.3"};
+    EXPECT_EQ(std::vector<std::string>(fields, fields + 10), expected);
+}
+
+TEST(BinaryInterface, ZTNetworkConfigFactory)
+{
+    EXPECT_EQ(slotCount("_ZTVN2ZT22ZTNetworkConfigFactoryE"), 2U);
+    EXPECT_EQ(sizeof(ZTNetworkConfigFactory), 5 * sizeof(void*));
+    ZTNetworkConfigFactory factory;
+    factory.create(0);
+    factory.create(3);
+    for (int n = 0; n < 4; ++n) {
+        EXPECT_EQ(fieldAt<ZTNetwork*>(&factory, sizeof(void*) * static_cast<std::size_t>(1 + n)),
+                  factory.getEthInstance(n));
+    }
 }
 
 TEST(BinaryInterface, ztpmd_msg_t)

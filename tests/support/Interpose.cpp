@@ -8,7 +8,10 @@
 #include <cstring>
 #include <fcntl.h>
 #include <sys/eventfd.h>
+#include <sys/ioctl.h>
+#include <sys/sysinfo.h>
 #include <sys/time.h>
+#include <sys/utsname.h>
 #include <unistd.h>
 
 bool isSanitizer(const void* address)
@@ -44,8 +47,10 @@ INTERPOSE(size_t, fwrite, (const void* data, size_t size, size_t count, std::FIL
 INTERPOSE(int, gettimeofday, (timeval* time, void* zone), noexcept, time, zone)
 INTERPOSE(int, listen, (int fd, int backlog), noexcept, fd, backlog)
 INTERPOSE(int, nanosleep, (const timespec* request, timespec* rest), , request, rest)
+INTERPOSE(int, pclose, (std::FILE* stream), , stream)
 INTERPOSE(int, pipe, (int* fds), noexcept, fds)
 INTERPOSE(int, poll, (pollfd* fds, nfds_t count, int timeout), , fds, count, timeout)
+INTERPOSE(std::FILE*, popen, (const char* command, const char* type), , command, type)
 INTERPOSE(int, pthread_cond_init, (pthread_cond_t* condition, const pthread_condattr_t* attributes),
           noexcept, condition, attributes)
 INTERPOSE(int, pthread_cond_timedwait,
@@ -65,6 +70,7 @@ INTERPOSE(int, pthread_setname_np, (pthread_t thread, const char* name), noexcep
 INTERPOSE(int, pthread_setschedparam, (pthread_t thread, int policy, const sched_param* parameter),
           noexcept, thread, policy, parameter)
 INTERPOSE(ssize_t, read, (int fd, void* buffer, size_t size), , fd, buffer, size)
+INTERPOSE(void*, realloc, (void* memory, size_t size), noexcept, memory, size)
 INTERPOSE(ssize_t, recv, (int fd, void* buffer, size_t size, int flags), , fd, buffer, size, flags)
 INTERPOSE(int, select, (int count, fd_set* in, fd_set* out, fd_set* except, timeval* timeout), ,
           count, in, out, except, timeout)
@@ -72,15 +78,35 @@ INTERPOSE(ssize_t, send, (int fd, const void* buffer, size_t size, int flags), ,
           flags)
 INTERPOSE(int, setsockopt, (int fd, int level, int option, const void* value, socklen_t size),
           noexcept, fd, level, option, value, size)
+INTERPOSE(int, sigaction, (int signal, const struct sigaction* action, struct sigaction* before), noexcept,
+          signal, action, before)
 INTERPOSE(int, socket, (int domain, int type, int protocol), noexcept, domain, type, protocol)
+INTERPOSE(int, sysinfo, (struct sysinfo * info), noexcept, info)
 INTERPOSE(int, system, (const char* command), , command)
+INTERPOSE(int, uname, (utsname * system), noexcept, system)
 INTERPOSE(int, unlink, (const char* path), noexcept, path)
 INTERPOSE(int, usleep, (useconds_t time), , time)
 INTERPOSE(ssize_t, write, (int fd, const void* buffer, size_t size), , fd, buffer, size)
 // clang-format on
 
 namespace interposed {
+InterposedCall<int(int, unsigned long, void*)> ioctl{"ioctl"};
 InterposedCall<int(const char*, int, mode_t)> open64{"open64"};
+InterposedCall<void()> sync{"sync"};
+}
+
+extern "C" int ioctl(int fd, unsigned long request, ...) noexcept
+{
+    va_list arguments;
+    va_start(arguments, request);
+    void* const argument = va_arg(arguments, void*); // whatever it is, where none was given
+    va_end(arguments);
+    return interposed::ioctl.callFrom(__builtin_return_address(0), fd, request, argument);
+}
+
+extern "C" void sync() noexcept
+{
+    interposed::sync.callFrom(__builtin_return_address(0));
 }
 
 extern "C" int open64(const char* path, int flags, ...)

@@ -2,6 +2,7 @@
 #define ZT_TESTS_INTERPOSE_H
 
 #include <atomic>
+#include <csignal>
 #include <cstdio>
 #include <ctime>
 #include <dlfcn.h>
@@ -83,6 +84,9 @@ private:
 template <class Signature, class Substitute>
 Interpose(InterposedCall<Signature>&, Substitute) -> Interpose<Signature>;
 
+struct sysinfo;
+struct utsname;
+
 namespace interposed {
 
 extern InterposedCall<int(int, sockaddr*, socklen_t*)> accept;
@@ -96,11 +100,14 @@ extern InterposedCall<int(std::FILE*)> fclose;
 extern InterposedCall<std::FILE*(const char*, const char*)> fopen64;
 extern InterposedCall<size_t(const void*, size_t, size_t, std::FILE*)> fwrite;
 extern InterposedCall<int(timeval*, void*)> gettimeofday;
+extern InterposedCall<int(int, unsigned long, void*)> ioctl;
 extern InterposedCall<int(int, int)> listen;
 extern InterposedCall<int(const timespec*, timespec*)> nanosleep;
 extern InterposedCall<int(const char*, int, mode_t)> open64;
+extern InterposedCall<int(std::FILE*)> pclose;
 extern InterposedCall<int(int*)> pipe;
 extern InterposedCall<int(pollfd*, nfds_t, int)> poll;
+extern InterposedCall<std::FILE*(const char*, const char*)> popen;
 extern InterposedCall<int(pthread_cond_t*, const pthread_condattr_t*)> pthread_cond_init;
 extern InterposedCall<int(pthread_cond_t*, pthread_mutex_t*, const timespec*)>
     pthread_cond_timedwait;
@@ -113,12 +120,17 @@ extern InterposedCall<int(pthread_mutex_t*)> pthread_mutex_lock;
 extern InterposedCall<int(pthread_t, const char*)> pthread_setname_np;
 extern InterposedCall<int(pthread_t, int, const sched_param*)> pthread_setschedparam;
 extern InterposedCall<ssize_t(int, void*, size_t)> read;
+extern InterposedCall<void*(void*, size_t)> realloc;
 extern InterposedCall<ssize_t(int, void*, size_t, int)> recv;
 extern InterposedCall<int(int, fd_set*, fd_set*, fd_set*, timeval*)> select;
 extern InterposedCall<ssize_t(int, const void*, size_t, int)> send;
 extern InterposedCall<int(int, int, int, const void*, socklen_t)> setsockopt;
+extern InterposedCall<int(int, const struct sigaction*, struct sigaction*)> sigaction;
 extern InterposedCall<int(int, int, int)> socket;
+extern InterposedCall<void()> sync;
+extern InterposedCall<int(struct sysinfo*)> sysinfo;
 extern InterposedCall<int(const char*)> system;
+extern InterposedCall<int(utsname*)> uname;
 extern InterposedCall<int(const char*)> unlink;
 extern InterposedCall<int(useconds_t)> usleep;
 extern InterposedCall<ssize_t(int, const void*, size_t)> write;
