@@ -51,7 +51,7 @@ public:
     virtual bool applyNetworkSettings() = 0;
 
     /// Names the interface that all other operations are about, "eth0" by default. Runs nothing,
-    /// and keeps both sets of settings.
+    /// and keeps both sets of settings. The name reaches the shell, see ZTNetworkLinux.
     virtual void setNetworkinterface(const std::string& name) = 0;
 
     /// Each makes a valid value pending. Without `apply` that is all, and the result true. With

@@ -114,7 +114,7 @@ private:
             return answer(request, argument);
         }};
     const Interpose<int(int)> closeCall{interposed::close, [this](int descriptor) {
-                                            if (descriptor != SOCKET) {
+                                            if (descriptor >= 0 && descriptor != SOCKET) {
                                                 return interposed::close.real(descriptor);
                                             }
                                             closed.push_back(descriptor);

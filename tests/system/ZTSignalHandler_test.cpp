@@ -140,10 +140,10 @@ TEST_F(ZTSignalHandlerTest, TheNumberIsDecimalWhateverTheStreamsFormat)
 TEST_F(ZTSignalHandlerTest, WhatItInterruptsKeepsItsErrno)
 {
     struct Failing : std::streambuf {
-        int sync() override
+        int overflow(int) override
         {
             errno = EIO;
-            return -1;
+            return traits_type::eof();
         }
     } failing;
     std::streambuf* const captured = std::cout.rdbuf(&failing);

@@ -156,6 +156,8 @@ TEST(ZTSystem, RunSystemCommandHasThreeKindsOfResult)
     EXPECT_EQ(withStatus(0, run), 0);
     EXPECT_EQ(withStatus(-1, run), -1);
     EXPECT_EQ(withStatus(1, run), -1);
+    EXPECT_EQ(withStatus(0x10, run), -1);
+    EXPECT_EQ(withStatus(0x40, run), -1);
     EXPECT_EQ(withStatus(0x7F, run), -1);
     EXPECT_EQ(withStatus(0x8B, run), -1);
     EXPECT_EQ(withStatus(0x0301, run), -1);
@@ -265,12 +267,13 @@ TEST(ZTSystem, GetSystemCommandOutputGoesOnAfterASignalAndLosesNothing)
     struct sigaction action = {};
     action.sa_handler = &ignoreSignal;
     sigaction(SIGUSR1, &action, nullptr);
-    // The command sends the signal while its output is waited for.
-    EXPECT_EQ(outputOf("isWaiting() { grep -q '^State:.S' /proc/$PPID/status; }\n"
+    // The command sends the signal while its output is waited for, and writes on when it has come.
+    EXPECT_EQ(outputOf("await() { until grep -Eq \"$1\" /proc/$PPID/status; do :; done; }\n"
                        "for text in a b c; do\n"
                        "    printf $text\n"
-                       "    until isWaiting; do :; done\n"
+                       "    await '^State:.S'\n"
                        "    kill -USR1 $PPID\n"
+                       "    await '^ShdPnd:.0+$'\n"
                        "done\n"
                        "echo end"),
               "abcend\n");
