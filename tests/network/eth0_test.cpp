@@ -15,7 +15,6 @@
 #include <unistd.h>
 
 using testing::HasSubstr;
-using testing::Not;
 using namespace ZT;
 
 namespace {
@@ -65,11 +64,10 @@ int knockAtGateway(const char* from)
     const sockaddr_in own = internetAddress(from, 0);
     const sockaddr_in gateway = internetAddress("192.168.135.1", 1);
     const int descriptor = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    errno = 0;
-    if (bind(descriptor, reinterpret_cast<const sockaddr*>(&own), sizeof own) == 0) {
-        connect(descriptor, reinterpret_cast<const sockaddr*>(&gateway), sizeof gateway);
-    }
-    const int error = errno;
+    const bool isConnected =
+        bind(descriptor, reinterpret_cast<const sockaddr*>(&own), sizeof own) == 0 &&
+        connect(descriptor, reinterpret_cast<const sockaddr*>(&gateway), sizeof gateway) == 0;
+    const int error = isConnected ? 0 : errno;
     close(descriptor);
     return error;
 }

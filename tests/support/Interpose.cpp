@@ -93,7 +93,7 @@ namespace interposed {
 InterposedCall<int(int, unsigned long, void*)> ioctl{"ioctl"};
 InterposedCall<int(const char*, int, mode_t)> open64{"open64"};
 InterposedCall<void()> sync{"sync"};
-}
+} // namespace interposed
 
 extern "C" int ioctl(int fd, unsigned long request, ...) noexcept
 {

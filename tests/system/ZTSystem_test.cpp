@@ -215,7 +215,7 @@ TEST(ZTSystem, GetSystemCommandOutputDoesNotLookAtTheExitCode)
 
 TEST(ZTSystem, GetSystemCommandOutputPutsPiecesOfLongLinesTogether)
 {
-    for (const std::size_t length : {126, 127, 128, 129, 254, 255, 381, 100000}) {
+    for (const std::size_t length : {126U, 127U, 128U, 129U, 254U, 255U, 381U, 100000U}) {
         const std::string line(length, 'x');
         EXPECT_EQ(outputOf("printf %0" + std::to_string(length) + "d 0 | tr 0 x"), line);
         EXPECT_EQ(outputOf("printf '%0" + std::to_string(length) + "d\\nend' 0 | tr 0 x"),
@@ -332,7 +332,7 @@ TEST(ZTSystem, TheRAMIsInMebibytesOfUnits)
         EXPECT_EQ(ramOf(0x100000, 1), 1U);
         EXPECT_EQ(ramOf(0xFFFFF, 1), 0U);
         EXPECT_EQ(ramOf(0x1FFFFF, 1), 1U);
-        EXPECT_EQ(ramOf(512 * 1024 * 1024, 1), 512U);
+        EXPECT_EQ(ramOf(0x20000000, 1), 512U);
         EXPECT_EQ(ramOf(262144, 4096), 1024U);
         EXPECT_EQ(ramOf(0xFFFFFFFF, 1), 4095U);
     }
