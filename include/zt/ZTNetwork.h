@@ -15,8 +15,8 @@ namespace ZT {
 /// An object has two sets of settings. The current ones are as last read from the system. The
 /// pending ones are those to be applied: a setter changes one of them, reading changes none.
 /// Before anything is read or set, both are the defaults: 192.168.135.6, 255.255.255.0 and
-/// 192.168.135.1. An apply writes pending values, so one setting that is applied alone takes the
-/// pending others along: set those first that the system is to keep.
+/// 192.168.135.1. Address and netmask are written together: who applies one of them alone writes
+/// the other's pending value, too, and so sets that before.
 ///
 /// An object belongs to one thread at a time. Commands run on the calling thread, which waits for
 /// them without limit. Nothing is logged, and nothing but std::bad_alloc is thrown.

@@ -56,7 +56,8 @@ public:
 
     /// Runs "route del default gw GATEWAY NAME" for the gateway as last read, unless that is empty,
     /// and then "route add default gw GATEWAY NAME" for the new one. Always 0: read back what has
-    /// come of it.
+    /// come of it. A gateway that was never read stays beside the new one, and one that the system
+    /// refuses leaves the interface without any. Nothing is validated here.
     int setGateway(const std::string& gateway);
 
     /// Reads the current gateway: the second column of the last line of "route -n" that holds both
