@@ -69,6 +69,7 @@ public:
 
 private:
     bool storeAddress(const InterfaceList& interfaces);
+    int storeNetmask(InterfaceList& interfaces);
     bool applyEthernet();
 
     std::string interfaceName;

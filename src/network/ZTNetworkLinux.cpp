@@ -188,20 +188,7 @@ int ZTNetworkLinux::readCurrentIpSettings()
     if (!interfaces.fetch() || !storeAddress(interfaces)) {
         return READ_FAILED;
     }
-    ifreq& record = interfaces.spare();
-    setName(record, interfaceName);
-    if (!interfaces.ask(SIOCGIFHWADDR, record)) {
-        return 0;
-    }
-    if (!interfaces.ask(SIOCGIFNETMASK, record)) {
-        return READ_FAILED;
-    }
-    const std::string netmask = textOf(record.ifr_netmask);
-    if (netmask == HOST_NETMASK) {
-        return READ_FAILED;
-    }
-    currentConfig.netmask = netmask;
-    return 0;
+    return storeNetmask(interfaces);
 }
 
 bool ZTNetworkLinux::storeAddress(const InterfaceList& interfaces)
@@ -217,6 +204,24 @@ bool ZTNetworkLinux::storeAddress(const InterfaceList& interfaces)
         }
     }
     return isLast;
+}
+
+int ZTNetworkLinux::storeNetmask(InterfaceList& interfaces)
+{
+    ifreq& record = interfaces.spare();
+    setName(record, interfaceName);
+    if (!interfaces.ask(SIOCGIFHWADDR, record)) {
+        return 0;
+    }
+    if (!interfaces.ask(SIOCGIFNETMASK, record)) {
+        return READ_FAILED;
+    }
+    const std::string netmask = textOf(record.ifr_netmask);
+    if (netmask == HOST_NETMASK) {
+        return READ_FAILED;
+    }
+    currentConfig.netmask = netmask;
+    return 0;
 }
 
 // NOLINTNEXTLINE(performance-unnecessary-value-param): an override that validates may change both
@@ -248,7 +253,9 @@ int ZTNetworkLinux::readGateway()
     for (const std::string& line : ZTStringTokenizer::tokenize(executeCommand("route -n"), "\n")) {
         if (line.find("UG") != std::string::npos && line.find(interfaceName) != std::string::npos) {
             const std::string column = secondColumn(line);
-            gateway = column.empty() ? gateway : column;
+            if (!column.empty()) {
+                gateway = column;
+            }
         }
     }
     if (gateway.empty()) {

@@ -364,7 +364,7 @@ ztsim_keeps_the_directory_and_the_environment()
     mkdir "$scratch/a directory"
     cd "$scratch/a directory" || fail "cannot enter it"
     expect_eq "$("$ztsim" -- pwd)" "$PWD"
-    export ZTSIM_TEST=$'with\nnew line'
+    export ZTSIM_TEST=$'with\nnew line' PATH=$PATH:/usr/sbin:/sbin
     expect_eq "$("$ztsim" -- env -0 | sort -z | sed -z '/^_=/d' | base64)" \
         "$(env -0 | sort -z | sed -z '/^_=/d' | base64)"
 }
