@@ -1,0 +1,164 @@
+#ifndef ZT_ZTFILEHANDLING_H
+#define ZT_ZTFILEHANDLING_H
+
+#include "zt/ztExport.h"
+
+#include <atomic>
+#include <memory>
+#include <pthread.h>
+#include <string>
+
+namespace boost {
+class mutex;
+template <typename Mutex>
+class unique_lock;
+} // namespace boost
+
+namespace ZT {
+
+class ZTFileHandlingInterface;
+class ZTThread;
+
+/// Copies or moves one file, or the regular files of one folder, on a thread of its own, and tells
+/// a ZTFileHandlingInterface how it goes. One object does one run at a time, and many in turn.
+///
+/// The thread makes a step every 200 ms of the wall clock (setting that back makes it wait so much
+/// longer) and copies at most one file in each, as ZTCopy does: slow, but gentle to a flash medium.
+/// A run takes three steps and one for each entry of the folder, "." and ".." among them.
+///
+/// An object belongs to one thread at a time; stop(), getErrorCode(), isRunning() and
+/// isThreadEnded() may be called from any, callbacks included, while it lives. What happens is
+/// traced in the section "zt_copy_thread". Boost's exceptions come out where it says so; memory can
+/// be lacking anywhere, which throws std::bad_alloc and, on the copy's thread, ends the process.
+///
+/// Codes, as results and for copyFinished():
+///
+///      0  success
+///     16  the source is no file, a name is empty, or a file could not be opened or written
+///     19  there is no thread
+///     41  the source or target is no folder, or its name is empty
+///     42  the folder's regular files have 0 bytes together: nothing is copied
+///     43  a stop came between the first entry of the folder and the last
+///
+/// Beware:
+/// - Moving deletes a source for which ZTCopy::copy() returned 0. A source that cannot be read to
+///   its end is one of them, and a source that is its own target, under whatever name. A copy that
+///   gives 16 keeps its source, but not the ones before it.
+/// - A stop, and so the next run and the destructor, also end in copyFinished(), with the code as
+///   it stands: before the first step that is 0, though nothing was copied.
+/// - Two runs of the same kind at once, also of two objects, disturb each other: where the run
+///   stands is known once for all folders and once for all files in the process. A run may then
+///   skip or repeat steps, end early with 0 or a code of the other, or go on until it is stopped.
+/// - Each copied file sets the umask of the whole process to 0.
+/// - Subfolders, links, sockets and the like in a folder are left out, and so is every entry on a
+///   file system that does not tell the types of its entries (DT_UNKNOWN).
+/// - Sizes count in 32 bits: a folder of exactly 4 GiB has 0 bytes, and percentages of larger ones
+///   are wrong.
+class ZT_API ZTFileHandling {
+public:
+    /// Registers the section. Throws boost::thread_resource_error if the system lacks a mutex or
+    /// condition variable.
+    ZTFileHandling();
+
+    /// release().
+    virtual ~ZTFileHandling();
+
+    ZTFileHandling(const ZTFileHandling&) = delete;
+    ZTFileHandling& operator=(const ZTFileHandling&) = delete;
+
+    /// Starts copying the regular files of folder `source` into folder `target`, after release().
+    /// They are kept if `cm` is true and moved if it is false. `interface` stays the caller's; null
+    /// for nobody, then the copies are not flushed while they are written.
+    ///
+    /// 0 once the thread runs; 19; 41 without a thread. Throws boost::thread_resource_error (error
+    /// 11, EAGAIN) if the system starts no thread and boost::lock_error if it refuses a lock.
+    int copyDir(const std::string& source, const std::string& target, bool cm,
+                ZTFileHandlingInterface* interface);
+
+    /// The same for one file; `target` is a file's path, too. 0, 16 or 19.
+    int copyFile(const std::string& source, const std::string& target, bool cm,
+                 ZTFileHandlingInterface* interface);
+
+    /// Starts copying with the folders as they were set; copyDir() does all that is needed. 0 or
+    /// 19, throws as copyDir(). Ends the run before.
+    int create(bool cm, ZTFileHandlingInterface* interface);
+
+    /// Asks the run to end and does not wait: a file that is being copied is finished before.
+    /// Throws boost::lock_error if the system refuses a lock.
+    void stop();
+
+    /// Waits without limit until the run has ended; at once without one.
+    void join();
+
+    /// Ends the run as stop() and join() do and forgets everything that was set.
+    void release();
+
+    /// Both forget everything that was set, and end the run before without a trace of it.
+    void init();
+    void reset();
+
+    /// Store a name. 0; 41 for a folder that is none, 16 for a source that is no file, and the same
+    /// for empty names; this is then the error code, too. Not during a run.
+    int setSourceDirectory(const std::string& directory);
+    int setTargetDirectory(const std::string& directory);
+    int setCurrentSourceFile(const std::string& file);
+    int setCurrentTargetFile(const std::string& file);
+
+    /// Mark the object as running, or the run as over. A run calls them itself; they start and end
+    /// nothing, but take back a stop() that the run has not seen yet.
+    void start();
+    void setThreadEnd(bool end);
+
+    /// The last code; 0 after release().
+    int getErrorCode() const;
+
+    /// Whether a run was started and neither stopped nor done.
+    bool isRunning() const;
+
+    /// Whether the run is done and copyFinished() was called; not after a later stop().
+    bool isThreadEnded() const;
+
+    /// The key of the section "zt_copy_thread".
+    unsigned int getDebugSection() const;
+
+    /// What the thread does, given the ZTFileHandling; for create() and copyFile() alone.
+    static void copy(void* self);
+    static void copyTheFile(void* self);
+
+private:
+    friend class CopyWorker;
+    friend class DirectoryCopyWorker;
+    friend class FileCopyWorker;
+    struct WakeUp;
+
+    WakeUp& wakeUp();
+    int startWorker(void (*worker)(void*), bool newCm, ZTFileHandlingInterface* newInterface);
+    void endWorker();
+    void requestStop();
+    bool isStoppedWithinTick();
+    int checkDirectory(const std::string& directory);
+    int accept(bool usable, int otherwise);
+    void setRunning();
+    void trace(const char* text) const;
+
+    std::atomic<bool> running;
+    std::atomic<bool> stopRequested;
+    std::atomic<bool> threadEnded;
+    std::string sourceDirectory;
+    std::string targetDirectory;
+    std::string currentSourceFile;
+    std::string currentTargetFile;
+    bool cm;
+    std::atomic<int> errorCode;
+    ZTFileHandlingInterface* interface;
+    // A boost::condition_variable and a boost::mutex, in place: applications need no Boost.
+    alignas(pthread_cond_t) unsigned char wakeUpStorage[sizeof(pthread_cond_t) +
+                                                        2 * sizeof(pthread_mutex_t)];
+    std::unique_ptr<boost::unique_lock<boost::mutex>> lock;
+    std::unique_ptr<ZTThread> thread;
+    unsigned int debugSection;
+};
+
+} // namespace ZT
+
+#endif

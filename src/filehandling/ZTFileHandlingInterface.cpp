@@ -1,0 +1,7 @@
+#include "zt/ZTFileHandlingInterface.h"
+
+namespace ZT {
+
+ZTFileHandlingInterface::~ZTFileHandlingInterface() = default;
+
+} // namespace ZT
