@@ -18,6 +18,7 @@ namespace ZT {
 
 class ZTFileHandlingInterface;
 class ZTThread;
+class WakeUp;
 
 /// Copies or moves one file, or the regular files of one folder, on a thread of its own, and tells
 /// a ZTFileHandlingInterface how it goes. One object does one run at a time, and many in turn.
@@ -129,13 +130,11 @@ private:
     friend class CopyWorker;
     friend class DirectoryCopyWorker;
     friend class FileCopyWorker;
-    struct WakeUp;
 
     WakeUp& wakeUp();
     int startWorker(void (*worker)(void*), bool newCm, ZTFileHandlingInterface* newInterface);
     void endWorker();
     void requestStop();
-    bool isStoppedWithinTick();
     int checkDirectory(const std::string& directory);
     int accept(bool usable, int otherwise);
     void setRunning();
@@ -151,7 +150,8 @@ private:
     bool cm;
     std::atomic<int> errorCode;
     ZTFileHandlingInterface* interface;
-    // A boost::condition_variable and a boost::mutex, in place: applications need no Boost.
+    // A WakeUp, which is a boost::condition_variable and a boost::mutex: applications need no
+    // Boost.
     alignas(pthread_cond_t) unsigned char wakeUpStorage[sizeof(pthread_cond_t) +
                                                         2 * sizeof(pthread_mutex_t)];
     std::unique_ptr<boost::unique_lock<boost::mutex>> lock;

@@ -1,8 +1,15 @@
 #include "filehandling/CopyWorker.h"
 
+#include "filehandling/WakeUp.h"
 #include "zt/ZTFileHandlingInterface.h"
 
 namespace ZT {
+
+namespace {
+
+const unsigned int TICK_MS = 200;
+
+} // namespace
 
 CopyWorker::CopyWorker(ZTFileHandling& handling, const char* lastTrace)
     : handling(handling), lastTrace(lastTrace)
@@ -12,13 +19,18 @@ CopyWorker::~CopyWorker() = default;
 
 void CopyWorker::run()
 {
-    while (!handling.isStoppedWithinTick() && step()) {
+    while (!isStoppedWithinTick() && step()) {
     }
     if (handling.interface != nullptr) {
         handling.interface->copyFinished(handling.errorCode);
     }
     handling.setThreadEnd(true);
     handling.trace(lastTrace);
+}
+
+bool CopyWorker::isStoppedWithinTick()
+{
+    return handling.wakeUp().wait(*handling.lock, handling.stopRequested, TICK_MS);
 }
 
 void CopyWorker::reportAll()

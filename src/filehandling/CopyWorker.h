@@ -30,6 +30,8 @@ protected:
     ZTCopy copier;
 
 private:
+    bool isStoppedWithinTick();
+
     const char* lastTrace;
 };
 

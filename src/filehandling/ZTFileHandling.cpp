@@ -1,17 +1,12 @@
 #include "zt/ZTFileHandling.h"
 
-#include "concurrency/WallClock.h"
 #include "filehandling/DirectoryCopyWorker.h"
 #include "filehandling/FileCopyWorker.h"
+#include "filehandling/WakeUp.h"
 #include "zt/ZTThread.h"
 
 #include "ztutil/ZTDebug.h"
 #include "ztutil/ZTFilesAndFolders.h"
-
-#include <boost/thread/condition_variable.hpp>
-#include <boost/thread/lock_guard.hpp>
-#include <boost/thread/lock_types.hpp>
-#include <boost/thread/mutex.hpp>
 
 #include <new>
 
@@ -19,19 +14,11 @@ namespace ZT {
 
 namespace {
 
-const unsigned int TICK_MS = 200;
-
 // Part of what the library sets up when it is loaded, and destroyed with it. Nobody locks it: a run
 // may go on while the process exits, so what runs share is atomic.
 boost::mutex moduleMutex;
 
 } // namespace
-
-// What the worker waits on for stop().
-struct ZTFileHandling::WakeUp {
-    boost::condition_variable condition;
-    boost::mutex mutex;
-};
 
 ZTFileHandling::ZTFileHandling()
 {
@@ -100,10 +87,7 @@ int ZTFileHandling::startWorker(void (*worker)(void*), bool newCm,
                                 ZTFileHandlingInterface* newInterface)
 {
     endWorker();
-    // The worker locks for itself, for a mutex is unlocked by the thread that has locked it. What
-    // keeps it from that is noticed here, where it can be caught.
-    lock.reset(new boost::unique_lock<boost::mutex>(wakeUp().mutex));
-    lock->unlock();
+    lock = wakeUp().makeLock();
     thread.reset(ZTThread::create("FileCopyThread"));
     cm = newCm;
     interface = newInterface;
@@ -142,11 +126,9 @@ void ZTFileHandling::stop()
 
 void ZTFileHandling::requestStop()
 {
-    const boost::lock_guard<boost::mutex> guard(wakeUp().mutex);
-    stopRequested = true;
     threadEnded = false;
     running = false;
-    wakeUp().condition.notify_all();
+    wakeUp().raise(stopRequested);
 }
 
 void ZTFileHandling::setThreadEnd(bool end)
@@ -199,15 +181,6 @@ void ZTFileHandling::endWorker()
     }
     lock.reset();
     thread.reset();
-}
-
-bool ZTFileHandling::isStoppedWithinTick()
-{
-    lock->lock();
-    const bool stopped = wakeUp().condition.timed_wait(*lock, wallClockDeadline(TICK_MS),
-                                                       [this] { return stopRequested.load(); });
-    lock->unlock();
-    return stopped;
 }
 
 int ZTFileHandling::setSourceDirectory(const std::string& directory)
@@ -294,7 +267,7 @@ void ZTFileHandling::copyTheFile(void* self)
     FileCopyWorker(*static_cast<ZTFileHandling*>(self)).run();
 }
 
-ZTFileHandling::WakeUp& ZTFileHandling::wakeUp()
+WakeUp& ZTFileHandling::wakeUp()
 {
     return *std::launder(reinterpret_cast<WakeUp*>(wakeUpStorage));
 }
