@@ -25,7 +25,7 @@ class WakeUp;
 ///
 /// The thread makes a step every 200 ms of the wall clock (setting that back makes it wait so much
 /// longer) and copies at most one file in each, as ZTCopy does: slow, but gentle to a flash medium.
-/// A run takes three steps and one for each entry of the folder, "." and ".." among them.
+/// A file takes three steps, a folder four and one for each entry, "." and ".." among them.
 ///
 /// An object belongs to one thread at a time; stop(), getErrorCode(), isRunning() and
 /// isThreadEnded() may be called from any, callbacks included, while it lives. What happens is

@@ -10,6 +10,7 @@
 #include <sys/eventfd.h>
 #include <sys/ioctl.h>
 #include <sys/sysinfo.h>
+#include <sys/stat.h>
 #include <sys/time.h>
 #include <sys/utsname.h>
 #include <unistd.h>
@@ -36,18 +37,21 @@ INTERPOSE(int, accept, (int fd, sockaddr* from, socklen_t* size), , fd, from, si
 INTERPOSE(int, bind, (int fd, const sockaddr* name, socklen_t size), noexcept, fd, name, size)
 INTERPOSE(int, clock_gettime, (clockid_t clock, timespec* time), noexcept, clock, time)
 INTERPOSE(int, close, (int fd), , fd)
+INTERPOSE(int, closedir, (DIR* stream), , stream)
 INTERPOSE(int, connect, (int fd, const sockaddr* to, socklen_t size), , fd, to, size)
 INTERPOSE(unsigned long, crc32, (unsigned long seed, const unsigned char* bytes, unsigned int size), ,
           seed, bytes, size)
 INTERPOSE(int, eventfd, (unsigned int start, int flags), noexcept, start, flags)
 INTERPOSE(int, fclose, (std::FILE* file), , file)
 INTERPOSE(std::FILE*, fopen64, (const char* path, const char* mode), , path, mode)
+INTERPOSE(int, fsync, (int fd), , fd)
 INTERPOSE(size_t, fwrite, (const void* data, size_t size, size_t count, std::FILE* file), , data, size,
           count, file)
 INTERPOSE(int, gettimeofday, (timeval* time, void* zone), noexcept, time, zone)
 INTERPOSE(int, listen, (int fd, int backlog), noexcept, fd, backlog)
 INTERPOSE(int, nanosleep, (const timespec* request, timespec* rest), , request, rest)
 INTERPOSE(int, pclose, (std::FILE* stream), , stream)
+INTERPOSE(DIR*, opendir, (const char* path), , path)
 INTERPOSE(int, pipe, (int* fds), noexcept, fds)
 INTERPOSE(int, poll, (pollfd* fds, nfds_t count, int timeout), , fds, count, timeout)
 INTERPOSE(std::FILE*, popen, (const char* command, const char* type), , command, type)
@@ -63,6 +67,7 @@ INTERPOSE(int, pthread_create,
           noexcept, thread, attributes, start, argument)
 INTERPOSE(int, pthread_getschedparam, (pthread_t thread, int* policy, sched_param* parameter), noexcept,
           thread, policy, parameter)
+INTERPOSE(int, pthread_mutex_destroy, (pthread_mutex_t* mutex), noexcept, mutex)
 INTERPOSE(int, pthread_mutex_init, (pthread_mutex_t* mutex, const pthread_mutexattr_t* attributes),
           noexcept, mutex, attributes)
 INTERPOSE(int, pthread_mutex_lock, (pthread_mutex_t* mutex), noexcept, mutex)
@@ -71,6 +76,7 @@ INTERPOSE(int, pthread_setschedparam, (pthread_t thread, int policy, const sched
           noexcept, thread, policy, parameter)
 INTERPOSE(ssize_t, read, (int fd, void* buffer, size_t size), , fd, buffer, size)
 INTERPOSE(void*, realloc, (void* memory, size_t size), noexcept, memory, size)
+INTERPOSE(dirent64*, readdir64, (DIR* stream), , stream)
 INTERPOSE(ssize_t, recv, (int fd, void* buffer, size_t size, int flags), , fd, buffer, size, flags)
 INTERPOSE(int, select, (int count, fd_set* in, fd_set* out, fd_set* except, timeval* timeout), ,
           count, in, out, except, timeout)
@@ -84,6 +90,7 @@ INTERPOSE(int, socket, (int domain, int type, int protocol), noexcept, domain, t
 INTERPOSE(int, sysinfo, (struct sysinfo * info), noexcept, info)
 INTERPOSE(int, system, (const char* command), , command)
 INTERPOSE(int, uname, (utsname * system), noexcept, system)
+INTERPOSE(mode_t, umask, (mode_t mask), noexcept, mask)
 INTERPOSE(int, unlink, (const char* path), noexcept, path)
 INTERPOSE(int, usleep, (useconds_t time), , time)
 INTERPOSE(ssize_t, write, (int fd, const void* buffer, size_t size), , fd, buffer, size)

@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstdio>
 #include <ctime>
+#include <dirent.h>
 #include <dlfcn.h>
 #include <functional>
 #include <poll.h>
@@ -93,11 +94,13 @@ extern InterposedCall<int(int, sockaddr*, socklen_t*)> accept;
 extern InterposedCall<int(int, const sockaddr*, socklen_t)> bind;
 extern InterposedCall<int(clockid_t, timespec*)> clock_gettime;
 extern InterposedCall<int(int)> close;
+extern InterposedCall<int(DIR*)> closedir;
 extern InterposedCall<int(int, const sockaddr*, socklen_t)> connect;
 extern InterposedCall<unsigned long(unsigned long, const unsigned char*, unsigned int)> crc32;
 extern InterposedCall<int(unsigned int, int)> eventfd;
 extern InterposedCall<int(std::FILE*)> fclose;
 extern InterposedCall<std::FILE*(const char*, const char*)> fopen64;
+extern InterposedCall<int(int)> fsync;
 extern InterposedCall<size_t(const void*, size_t, size_t, std::FILE*)> fwrite;
 extern InterposedCall<int(timeval*, void*)> gettimeofday;
 extern InterposedCall<int(int, unsigned long, void*)> ioctl;
@@ -105,6 +108,7 @@ extern InterposedCall<int(int, int)> listen;
 extern InterposedCall<int(const timespec*, timespec*)> nanosleep;
 extern InterposedCall<int(const char*, int, mode_t)> open64;
 extern InterposedCall<int(std::FILE*)> pclose;
+extern InterposedCall<DIR*(const char*)> opendir;
 extern InterposedCall<int(int*)> pipe;
 extern InterposedCall<int(pollfd*, nfds_t, int)> poll;
 extern InterposedCall<std::FILE*(const char*, const char*)> popen;
@@ -115,12 +119,14 @@ extern InterposedCall<int(pthread_cond_t*, pthread_mutex_t*)> pthread_cond_wait;
 extern InterposedCall<int(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*)>
     pthread_create;
 extern InterposedCall<int(pthread_t, int*, sched_param*)> pthread_getschedparam;
+extern InterposedCall<int(pthread_mutex_t*)> pthread_mutex_destroy;
 extern InterposedCall<int(pthread_mutex_t*, const pthread_mutexattr_t*)> pthread_mutex_init;
 extern InterposedCall<int(pthread_mutex_t*)> pthread_mutex_lock;
 extern InterposedCall<int(pthread_t, const char*)> pthread_setname_np;
 extern InterposedCall<int(pthread_t, int, const sched_param*)> pthread_setschedparam;
 extern InterposedCall<ssize_t(int, void*, size_t)> read;
 extern InterposedCall<void*(void*, size_t)> realloc;
+extern InterposedCall<dirent64*(DIR*)> readdir64;
 extern InterposedCall<ssize_t(int, void*, size_t, int)> recv;
 extern InterposedCall<int(int, fd_set*, fd_set*, fd_set*, timeval*)> select;
 extern InterposedCall<ssize_t(int, const void*, size_t, int)> send;
@@ -131,6 +137,7 @@ extern InterposedCall<void()> sync;
 extern InterposedCall<int(struct sysinfo*)> sysinfo;
 extern InterposedCall<int(const char*)> system;
 extern InterposedCall<int(utsname*)> uname;
+extern InterposedCall<mode_t(mode_t)> umask;
 extern InterposedCall<int(const char*)> unlink;
 extern InterposedCall<int(useconds_t)> usleep;
 extern InterposedCall<ssize_t(int, const void*, size_t)> write;
