@@ -6,9 +6,13 @@
 #include "concurrency/BoostThread.h"
 #include "concurrency/BoostUniqueLock.h"
 #include "support/Layout.h"
+#include "support/TemporaryFolder.h"
 #include "zt/ZTAutoLock.h"
+#include "zt/ZTCopy.h"
 #include "zt/ZTEeprom.h"
 #include "zt/ZTEndPointManager.h"
+#include "zt/ZTFileHandling.h"
+#include "zt/ZTFileHandlingInterface.h"
 #include "zt/ZTHealthManagement.h"
 #include "zt/ZTIPCServer.h"
 #include "zt/ZTNetworkConfigFactory.h"
@@ -32,6 +36,7 @@
 #include <type_traits>
 #include <unistd.h>
 #include <vector>
+#include <utility>
 
 using namespace ZT;
 
@@ -587,4 +592,82 @@ TEST(BinaryInterface, ztPowerStates)
     EXPECT_EQ(STATE_SILENT_ON, 4U);
     EXPECT_EQ(STATE_5, 5U);
     EXPECT_EQ(STATE_6, 6U);
+}
+
+TEST(BinaryInterface, ZTFileHandlingInterface)
+{
+    EXPECT_EQ(slotOf(&ZTFileHandlingInterface::copyProgress), 2U);
+    EXPECT_EQ(slotOf(&ZTFileHandlingInterface::copyFinished), 3U);
+    EXPECT_EQ(slotCount("_ZTVN2ZT23ZTFileHandlingInterfaceE"), 4U);
+    EXPECT_TRUE(std::has_virtual_destructor<ZTFileHandlingInterface>::value);
+}
+
+struct SilentInterface : ZTFileHandlingInterface {
+    void copyProgress(unsigned int) override {}
+    void copyFinished(int) override {}
+};
+
+TEST(BinaryInterface, ZTCopy)
+{
+    EXPECT_EQ(slotCount("_ZTVN2ZT6ZTCopyE"), 2U);
+    SilentInterface interface;
+    ZTCopy copier;
+    copier.setInterface(&interface);
+    copier.setOffsetAndTotal(1, 2);
+    const std::size_t fields = sizeof(void*);
+    EXPECT_EQ(fieldAt<ZTFileHandlingInterface*>(&copier, fields), &interface);
+    EXPECT_EQ(fieldAt<unsigned int>(&copier, fields + sizeof(void*)), 1U);
+    EXPECT_EQ(fieldAt<unsigned int>(&copier, fields + sizeof(void*) + 4), 2U);
+    EXPECT_EQ(sizeof(ZTCopy), fields + sizeof(void*) + 8);
+}
+
+TEST(BinaryInterface, ZTFileHandling)
+{
+    EXPECT_EQ(slotCount("_ZTVN2ZT14ZTFileHandlingE"), 2U);
+    const std::size_t flags = sizeof(void*);
+    const std::size_t names = 2 * sizeof(void*);
+    const std::size_t mode = names + 4 * sizeof(std::string);
+    const std::size_t waiting = mode + 8 + sizeof(void*);
+    // A condition variable stands at a multiple of its alignment, whatever it is.
+    const std::size_t condition = (waiting + alignof(boost::condition_variable) - 1) &
+                                  ~(alignof(boost::condition_variable) - 1);
+    const std::size_t lock = condition + sizeof(boost::condition_variable) + sizeof(boost::mutex);
+
+    SilentInterface interface;
+    ZTFileHandling handling;
+    EXPECT_EQ(fieldAt<void*>(&handling, lock), nullptr);
+    EXPECT_EQ(fieldAt<void*>(&handling, lock + sizeof(void*)), nullptr) << "the thread";
+    EXPECT_EQ(fieldAt<unsigned int>(&handling, lock + 2 * sizeof(void*)),
+              handling.getDebugSection());
+
+    const TemporaryFolder source;
+    const TemporaryFolder target;
+    ASSERT_EQ(handling.copyDir(source / "", target / "", true, &interface), 0);
+    handling.setCurrentSourceFile("/proc/self/status");
+    handling.setCurrentTargetFile("target");
+    const auto* bytes = reinterpret_cast<const char*>(&handling);
+    const auto* strings = reinterpret_cast<const std::string*>(bytes + names);
+    EXPECT_EQ(strings[0], source / "");
+    EXPECT_EQ(strings[1], target / "");
+    EXPECT_EQ(strings[2], "/proc/self/status");
+    EXPECT_EQ(strings[3], "target");
+    EXPECT_TRUE(fieldAt<bool>(&handling, mode));
+    EXPECT_EQ(fieldAt<ZTFileHandlingInterface*>(&handling, mode + 8), &interface);
+    const auto* uniqueLock = fieldAt<boost::unique_lock<boost::mutex>*>(&handling, lock);
+    ASSERT_NE(uniqueLock, nullptr);
+    EXPECT_EQ(reinterpret_cast<const char*>(uniqueLock->mutex()),
+              bytes + condition + sizeof(boost::condition_variable));
+    EXPECT_NE(fieldAt<void*>(&handling, lock + sizeof(void*)), nullptr) << "the thread";
+    handling.release();
+
+    handling.start();
+    EXPECT_TRUE(fieldAt<bool>(&handling, flags)) << "running";
+    handling.stop();
+    EXPECT_FALSE(fieldAt<bool>(&handling, flags));
+    EXPECT_TRUE(fieldAt<bool>(&handling, flags + 1)) << "stop requested";
+    handling.setThreadEnd(true);
+    EXPECT_FALSE(fieldAt<bool>(&handling, flags + 1));
+    EXPECT_TRUE(fieldAt<bool>(&handling, flags + 2)) << "thread ended";
+    EXPECT_EQ(handling.setSourceDirectory(""), 41);
+    EXPECT_EQ(fieldAt<int>(&handling, mode + 4), 41);
 }

@@ -1,4 +1,5 @@
 #include "RecordingUtility.h"
+#include "zt/ZTFileHandling.h"
 #include "zt/ZTIPCServer.h"
 #include "zt/ZTPipe.h"
 #include "zt/ZTPowerManagementInterfaceR7.h"
@@ -62,6 +63,17 @@ TEST(DebugSections, EveryPipeRegistersItsSection)
     EXPECT_EQ(recordedSections().size(), before + 2);
 }
 
+TEST(DebugSections, EveryFileHandlingRegistersItsSectionAndKeepsTheKey)
+{
+    const auto before = recordedSections().size();
+    const ZT::ZTFileHandling first;
+    const ZT::ZTFileHandling second;
+    EXPECT_THAT(std::vector<std::string>(recordedSections().end() - 2, recordedSections().end()),
+                ElementsAre("zt_copy_thread", "zt_copy_thread"));
+    EXPECT_EQ(first.getDebugSection(), 100 + before);
+    EXPECT_EQ(second.getDebugSection(), 100 + before + 1);
+}
+
 TEST(DebugSections, OnEndPointReadableReturnsWhatPrintingReturnedAfterAShortRead)
 {
     ZT::ZTPowerManagementInterfaceR7 power;
@@ -77,6 +89,8 @@ TEST(DebugSections, AFixedMessageIsAnArgumentAndNoFormat)
     EXPECT_EQ(recordedLines().back(), "%s | Can't change into silent on mode via API!");
     ZT::ZTPipe().deinit();
     EXPECT_EQ(recordedLines().back(), "%s | pipe already deinitialized");
+    ZT::ZTFileHandling().stop();
+    EXPECT_EQ(recordedLines().back(), "%s | ZTFileHandling::stop");
 }
 
 TEST(DebugSections, EveryCopyOfASocketMessageAsksForTheKeyOfItsTraceAnew)

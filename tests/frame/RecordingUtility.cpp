@@ -1,10 +1,14 @@
 #include "RecordingUtility.h"
 
 #include "ztutil/ZTDebug.h"
+#include "ztutil/ZTFilesAndFolders.h"
 #include "ztutil/ZTTick.h"
 
 #include <cstdarg>
 #include <cstdio>
+#include <deque>
+#include <mutex>
+#include <utility>
 
 #define EXPORTED __attribute__((visibility("default")))
 
@@ -36,7 +40,40 @@ std::vector<unsigned int>& keys()
     return *recorded;
 }
 
+std::vector<std::string>& fileCalls()
+{
+    static auto* recorded = new std::vector<std::string>;
+    return *recorded;
+}
+
+std::deque<std::uint64_t>& sizes()
+{
+    static auto* answers = new std::deque<std::uint64_t>;
+    return *answers;
+}
+
+std::mutex& printing()
+{
+    static auto* mutex = new std::mutex;
+    return *mutex;
+}
+
+void recordFileCall(const std::string& name, const std::string& path)
+{
+    fileCalls().push_back(name + " " + path);
+}
+
 } // namespace
+
+EXPORTED std::vector<std::string> takeFileCalls()
+{
+    return std::exchange(fileCalls(), {});
+}
+
+EXPORTED void answerFileSizes(const std::vector<std::uint64_t>& answers)
+{
+    sizes().assign(answers.begin(), answers.end());
+}
 
 EXPORTED const std::vector<std::string>& recordedSections()
 {
@@ -77,6 +114,7 @@ int ZT::ZTDebug::debugPrintError(int, unsigned int key, const char* format, ...)
     va_start(arguments, format);
     std::vsnprintf(line, sizeof line, format, arguments);
     va_end(arguments);
+    const std::lock_guard<std::mutex> lock(printing());
     keys().push_back(key);
     lines().push_back(std::string(format) + " | " + line);
     return RECORDING_PRINT_RESULT;
@@ -85,4 +123,40 @@ int ZT::ZTDebug::debugPrintError(int, unsigned int key, const char* format, ...)
 unsigned int ZT::ZTTick::getTickCount()
 {
     return 0;
+}
+
+bool ZT::ZTFilesAndFolders::isDirectory(const std::string& path)
+{
+    recordFileCall("isDirectory", path);
+    return true;
+}
+
+bool ZT::ZTFilesAndFolders::isFile(const std::string& path)
+{
+    recordFileCall("isFile", path);
+    return true;
+}
+
+std::string ZT::ZTFilesAndFolders::addSlash(const std::string& path)
+{
+    recordFileCall("addSlash", path);
+    return path + '/';
+}
+
+std::uint64_t ZT::ZTFilesAndFolders::getFileSize(const std::string& path, std::string* error)
+{
+    recordFileCall(error == nullptr ? "getFileSize" : "getFileSize with an error", path);
+    if (sizes().empty()) {
+        return 0;
+    }
+    const std::uint64_t size = sizes().front();
+    sizes().pop_front();
+    return size;
+}
+
+bool ZT::ZTFilesAndFolders::eraseFileOrFolder(std::string path, bool recursive,
+                                              const std::string& reserved)
+{
+    recordFileCall(recursive || !reserved.empty() ? "erase more than" : "erase", path);
+    return true;
 }
