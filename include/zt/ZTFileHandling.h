@@ -136,7 +136,7 @@ private:
     void endWorker();
     void requestStop();
     int checkDirectory(const std::string& directory);
-    int accept(bool usable, int otherwise);
+    int keepFailure(int result);
     void setRunning();
     void trace(const char* text) const;
 

@@ -48,10 +48,7 @@ int ZTFileHandling::copyDir(const std::string& source, const std::string& target
     trace("ZTFileHandling::copyDir want to start");
     if (result == 0) {
         trace("ZTFileHandling::copyDir lets go thread");
-        result = create(newCm, newInterface);
-        if (result != 0) {
-            errorCode = result;
-        }
+        result = keepFailure(create(newCm, newInterface));
         trace("ZTFileHandling::start");
     }
     trace("ZTFileHandling::copyDir ends");
@@ -208,7 +205,7 @@ int ZTFileHandling::setCurrentSourceFile(const std::string& file)
     currentSourceFile = file;
     ZTDebug::debugPrintError(4, debugSection, "ZTFileHandling::setCurrentSourceFile %s",
                              file.c_str());
-    const int result = accept(ZTFilesAndFolders::isFile(file) && !file.empty(), 16);
+    const int result = keepFailure(!file.empty() && ZTFilesAndFolders::isFile(file) ? 0 : 16);
     trace("ZTFileHandling::setCurrentSourceFile end");
     return result;
 }
@@ -218,23 +215,22 @@ int ZTFileHandling::setCurrentTargetFile(const std::string& file)
     currentTargetFile = file;
     ZTDebug::debugPrintError(4, debugSection, "ZTFileHandling::setCurrentTargetFile %s",
                              file.c_str());
-    const int result = accept(!file.empty(), 16);
+    const int result = keepFailure(!file.empty() ? 0 : 16);
     trace("ZTFileHandling::setCurrentTargetFile end");
     return result;
 }
 
 int ZTFileHandling::checkDirectory(const std::string& directory)
 {
-    return accept(ZTFilesAndFolders::isDirectory(directory) && !directory.empty(), 41);
+    return keepFailure(!directory.empty() && ZTFilesAndFolders::isDirectory(directory) ? 0 : 41);
 }
 
-int ZTFileHandling::accept(bool usable, int otherwise)
+int ZTFileHandling::keepFailure(int result)
 {
-    if (usable) {
-        return 0;
+    if (result != 0) {
+        errorCode = result;
     }
-    errorCode = otherwise;
-    return otherwise;
+    return result;
 }
 
 int ZTFileHandling::getErrorCode() const

@@ -74,6 +74,13 @@ TEST_F(FileHandlingCompanionTest, ACopyErasesNothing)
                                              "getFileSize " + source + "/a"));
 }
 
+TEST_F(FileHandlingCompanionTest, AnEmptyNameIsRefusedWhateverTheCompanionSaysOfIt)
+{
+    EXPECT_EQ(handling.setSourceDirectory(""), 41);
+    EXPECT_EQ(handling.setTargetDirectory(""), 41);
+    EXPECT_EQ(handling.setCurrentSourceFile(""), 16);
+}
+
 TEST_F(FileHandlingCompanionTest, OfASizeBeyond32BitsTheLow32Count)
 {
     answerFileSizes({GIB_4 + 2048, GIB_4 + 1024, GIB_4 + 1024});
