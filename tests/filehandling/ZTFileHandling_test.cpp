@@ -7,6 +7,7 @@
 #include "support/FakeClocks.h"
 #include "support/Interpose.h"
 #include "support/TemporaryFolder.h"
+#include "ztutil/ZTDebug.h"
 
 #include <algorithm>
 #include <boost/thread/exceptions.hpp>
@@ -114,6 +115,17 @@ TEST_F(ZTFileHandlingTest, IsEmptyWhenConstructed)
     EXPECT_FALSE(handling.isThreadEnded());
     EXPECT_NE(handling.getDebugSection(), 0U);
     handling.join();
+}
+
+TEST_F(ZTFileHandlingTest, IsEmptyWhateverItsMemoryHeldBefore)
+{
+    alignas(ZTFileHandling) unsigned char memory[sizeof(ZTFileHandling)];
+    std::memset(memory, 0xFF, sizeof memory);
+    auto* dirty = new (memory) ZTFileHandling;
+    EXPECT_EQ(dirty->getErrorCode(), 0);
+    EXPECT_FALSE(dirty->isRunning());
+    EXPECT_FALSE(dirty->isThreadEnded());
+    dirty->~ZTFileHandling();
 }
 
 TEST_F(ZTFileHandlingTest, CopiesTheRegularFilesOfAFolderByteForByte)
@@ -594,6 +606,32 @@ TEST_F(ZTFileHandlingTest, NoDescriptorIsLeftOpenByAnyEnding)
     EXPECT_EQ(openDescriptors(), before);
 }
 
+TEST_F(ZTFileHandlingTest, AStopBeforeTheFirstStepEndsWithTheCodeFromBefore)
+{
+    EXPECT_EQ(handling.setCurrentTargetFile(""), 16);
+    const Interpose stopping(interposed::pthread_create, [this](auto... arguments) {
+        handling.stop();
+        return interposed::pthread_create.real(arguments...);
+    });
+    EXPECT_EQ(handling.create(true, &listener), 0);
+    handling.join();
+    EXPECT_THAT(listener.calls(), ElementsAre("finished 16"));
+}
+
+TEST_F(ZTFileHandlingTest, AStopWhileFoldersAreLookedAtEndsWith0)
+{
+    EXPECT_EQ(handling.setSourceDirectory(source), 0);
+    EXPECT_EQ(handling.setTargetDirectory(target), 0);
+    EXPECT_EQ(handling.setCurrentTargetFile(""), 16);
+    const Interpose stopping(interposed::opendir, [this](const char* path) {
+        handling.stop();
+        return interposed::opendir.real(path);
+    });
+    EXPECT_EQ(handling.create(true, &listener), 0);
+    handling.join();
+    EXPECT_THAT(listener.calls(), ElementsAre("finished 0"));
+}
+
 TEST_F(ZTFileHandlingTest, AStopWhileSizesAreAddedUpEndsWith43)
 {
     writeAll(source + "/a", "1");
@@ -824,6 +862,45 @@ TEST_F(ZTFileHandlingTest, ARunOnAFileIsTraced)
                             "ZTFileHandling::copyTheFile file found",
                             "ZTFileHandling::copyTheFile delete file " + from,
                             "ZTFileHandling::copyFile thread done"));
+}
+
+TEST_F(ZTFileHandlingTest, ARunOnAFileClearsTheCodeWhenItFindsTheFileAndWhenItHasCopiedIt)
+{
+    writeAll(source + "/a", "1");
+    // Reacts to the traces of the run.
+    const auto onLine = [](void* self, int, const char*, const char* text) {
+        auto& run = *static_cast<ZTFileHandling*>(self);
+        if (std::string(text) == "ZTFileHandling::copyTheFile file found") {
+            run.stop();
+        } else if (isWorkers(text)) {
+            run.setSourceDirectory("/missing"); // 41
+        }
+    };
+    ZT::ZTDebug::setLevel(4);
+    ZT::ZTDebug::setSink(onLine, &handling);
+    EXPECT_THAT(copyFile(source + "/a", target + "/a", true), ElementsAre("finished 0"));
+    ZT::ZTDebug::setSink(
+        [](void* self, int, const char*, const char* text) {
+            if (isWorkers(text)) {
+                static_cast<ZTFileHandling*>(self)->setSourceDirectory("/missing"); // 41
+            }
+        },
+        &handling);
+    EXPECT_EQ(copyFile(source + "/a", target + "/a", false).back(), "finished 0");
+    ZT::ZTDebug::setSink(nullptr, nullptr);
+    ZT::ZTDebug::setLevel(1);
+}
+
+TEST_F(ZTFileHandlingTest, TheLastTraceComesAfterTheLastCallback)
+{
+    Diagnostics diagnostics(4);
+    listener.onFinished = [&] { diagnostics.take(); };
+    copyDir(true);
+    EXPECT_THAT(textsOf(diagnostics.take(), true), ElementsAre("ZTFileHandling::copy thread done"));
+    writeAll(source + "/a", "1");
+    copyFile(source + "/a", target + "/a", true);
+    EXPECT_THAT(textsOf(diagnostics.take(), true),
+                ElementsAre("ZTFileHandling::copyFile thread done"));
 }
 
 TEST_F(ZTFileHandlingTest, AFileThatIsKeptIsNotTracedAsDeleted)

@@ -134,8 +134,8 @@ TEST_F(ZTFileHandlingThreadsTest, AStopJustBeforeARunStartsToWaitIsNotLost)
         });
         EXPECT_EQ(handling->copyFile(source + "/a", target + "/a", true, &listener), 0);
         handling->join();
+        stopper.join();
     }
-    stopper.join();
     EXPECT_THAT(listener.calls(), ElementsAre("finished 0"));
 }
 
@@ -158,23 +158,20 @@ TEST_F(ZTFileHandlingThreadsTest, StopReturnsWhileACallbackRunsAndTakesEffectAft
 TEST_F(ZTFileHandlingThreadsTest, CallbacksComeOnTheThreadFileCopyThread)
 {
     const FastClocks clocks;
-    std::vector<std::string> names;
-    const auto keepName = [&names] {
-        char name[16] = {};
-        pthread_getname_np(pthread_self(), name, sizeof name);
-        names.emplace_back(name);
-    };
-    // The name comes from the thread that starts the run.
-    Event named;
-    listener.onProgress = [&] { named.await(); };
-    listener.onFinished = keepName;
     ZTFileHandling handling;
-    EXPECT_EQ(handling.copyDir(source, target, true, &listener), 0);
-    named.happen();
-    handling.join();
-    EXPECT_EQ(handling.copyFile(source + "/a", target + "/a", true, &listener), 0);
-    handling.join();
-    EXPECT_THAT(names, ElementsAre("FileCopyThread", "FileCopyThread"));
+    for (const bool ofAFolder : {true, false}) {
+        CopyListener own;
+        Event named; // by the thread that starts the run
+        std::string name(15, '\0');
+        own.onProgress = [&] { named.await(); };
+        own.onFinished = [&] { pthread_getname_np(pthread_self(), name.data(), 16); };
+        EXPECT_EQ(ofAFolder ? handling.copyDir(source, target, true, &own)
+                            : handling.copyFile(source + "/a", target + "/a", true, &own),
+                  0);
+        named.happen();
+        handling.join();
+        EXPECT_STREQ(name.c_str(), "FileCopyThread");
+    }
 }
 
 TEST_F(ZTFileHandlingThreadsTest, AClientThatIsHeldUpDoesNotTurnACopyOfAFolderIntoAMove)
