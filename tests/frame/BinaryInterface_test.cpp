@@ -658,7 +658,16 @@ TEST(BinaryInterface, ZTFileHandling)
     EXPECT_EQ(reinterpret_cast<const char*>(uniqueLock->mutex()),
               bytes + condition + sizeof(boost::condition_variable));
     EXPECT_NE(fieldAt<void*>(&handling, lock + sizeof(void*)), nullptr) << "the thread";
+
     handling.release();
+    for (int i = 0; i < 4; ++i) {
+        EXPECT_EQ(strings[i], "");
+    }
+    EXPECT_FALSE(fieldAt<bool>(&handling, flags + 1)) << "stop requested";
+    EXPECT_FALSE(fieldAt<bool>(&handling, mode));
+    EXPECT_EQ(fieldAt<void*>(&handling, mode + 8), nullptr);
+    EXPECT_EQ(fieldAt<void*>(&handling, lock), nullptr);
+    EXPECT_EQ(fieldAt<void*>(&handling, lock + sizeof(void*)), nullptr) << "the thread";
 
     handling.start();
     EXPECT_TRUE(fieldAt<bool>(&handling, flags)) << "running";
