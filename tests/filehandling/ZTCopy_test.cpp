@@ -120,7 +120,7 @@ private:
 
 TEST_F(ZTCopyTest, CopiesFilesOfEverySizeAroundTheChunk)
 {
-    for (const std::size_t size : {0, 1, 1023, 1024, 1025, 2047, 2048, 2049, 100000}) {
+    for (const std::size_t size : {0U, 1U, 1023U, 1024U, 1025U, 2047U, 2048U, 2049U, 100000U}) {
         std::remove(target.c_str());
         copy(size);
         EXPECT_EQ(readAll(target), content(size)) << size;

@@ -27,12 +27,10 @@
 
 using namespace std::chrono_literals;
 using testing::Contains;
-using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Not;
 using testing::StartsWith;
-using testing::UnorderedElementsAre;
 using ZT::ZTFileHandling;
 namespace fs = std::filesystem;
 

@@ -22,7 +22,6 @@
 
 using namespace std::chrono_literals;
 using testing::ElementsAre;
-using testing::IsEmpty;
 using ZT::ZTFileHandling;
 namespace fs = std::filesystem;
 
