@@ -889,6 +889,25 @@ TEST_F(ZTFileHandlingTest, ARunOnAFileClearsTheCodeWhenItFindsTheFileAndWhenItHa
     ZT::ZTDebug::setLevel(1);
 }
 
+TEST_F(ZTFileHandlingTest, TheRunIsMarkedAsOverBeforeItsLastTrace)
+{
+    bool ended = false;
+    auto onLine = [&](const char* text) {
+        if (std::string(text) == "ZTFileHandling::copy thread done") {
+            ended = handling.isThreadEnded();
+        }
+    };
+    using OnLine = decltype(onLine);
+    ZT::ZTDebug::setLevel(4);
+    ZT::ZTDebug::setSink(
+        [](void* self, int, const char*, const char* text) { (*static_cast<OnLine*>(self))(text); },
+        &onLine);
+    copyDir(true);
+    ZT::ZTDebug::setSink(nullptr, nullptr);
+    ZT::ZTDebug::setLevel(1);
+    EXPECT_TRUE(ended);
+}
+
 TEST_F(ZTFileHandlingTest, TheLastTraceComesAfterTheLastCallback)
 {
     Diagnostics diagnostics(4);
