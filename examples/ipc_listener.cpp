@@ -12,7 +12,7 @@ namespace {
 
 const std::size_t LONGEST = 255; // bytes that a message takes
 const long WITHOUT_LIMIT = -1;
-const std::chrono::milliseconds PATIENCE(5000);
+const long PATIENCE_MS = 5000;
 
 int fail(const char* what)
 {
@@ -38,7 +38,8 @@ public:
     bool awaitAll()
     {
         std::unique_lock<std::mutex> lock(mutex);
-        return changed.wait_for(lock, PATIENCE, [this] { return answers >= texts.size(); });
+        return changed.wait_for(lock, std::chrono::milliseconds(PATIENCE_MS),
+                                [this] { return answers >= texts.size(); });
     }
 
 private:
@@ -64,7 +65,7 @@ int main(int argc, char** argv)
     if (endPoint.initialize(folder + argv[2], false) != 0 || endPoint.connectTo(path) != 0) {
         return fail("cannot connect");
     }
-    endPoint.setSendTimeout(PATIENCE.count());
+    endPoint.setSendTimeout(PATIENCE_MS);
     endPoint.setReceiveTimeout(WITHOUT_LIMIT); // removing the listener ends the wait
     endPoint.setMessageArrivalListener(&printer);
     for (std::uint32_t i = 0; i < texts.size(); ++i) {

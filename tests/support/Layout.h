@@ -26,6 +26,13 @@ Field fieldAt(const void* object, std::size_t offset)
     return field;
 }
 
+/// Laid out as a polymorphic class that holds one object.
+template <class Held>
+struct Polymorphic {
+    void* table;
+    Held held;
+};
+
 /// How many slots the virtual table of an exported class has; `symbol` is the table's symbol.
 std::size_t slotCount(const char* symbol);
 
