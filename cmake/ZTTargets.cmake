@@ -2,4 +2,9 @@
 function(zt_target target)
     target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Werror)
     target_compile_definitions(${target} PRIVATE _FILE_OFFSET_BITS=64)
+    get_target_property(type ${target} TYPE)
+    if(ZT_EMULATOR AND type STREQUAL EXECUTABLE)
+        add_custom_command(TARGET ${target} POST_BUILD
+            COMMAND ${PROJECT_SOURCE_DIR}/cmake/emulated.sh $<TARGET_FILE:${target}> ${ZT_EMULATOR})
+    endif()
 endfunction()

@@ -35,8 +35,8 @@
 #include <sys/socket.h>
 #include <type_traits>
 #include <unistd.h>
-#include <vector>
 #include <utility>
+#include <vector>
 
 using namespace ZT;
 
