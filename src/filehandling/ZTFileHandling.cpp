@@ -205,7 +205,7 @@ int ZTFileHandling::setCurrentSourceFile(const std::string& file)
     currentSourceFile = file;
     ZTDebug::debugPrintError(4, debugSection, "ZTFileHandling::setCurrentSourceFile %s",
                              file.c_str());
-    const int result = keepFailure(!file.empty() && ZTFilesAndFolders::isFile(file) ? 0 : 16);
+    const int result = keepFailure(ZTFilesAndFolders::isFile(file) && !file.empty() ? 0 : 16);
     trace("ZTFileHandling::setCurrentSourceFile end");
     return result;
 }
@@ -222,7 +222,7 @@ int ZTFileHandling::setCurrentTargetFile(const std::string& file)
 
 int ZTFileHandling::checkDirectory(const std::string& directory)
 {
-    return keepFailure(!directory.empty() && ZTFilesAndFolders::isDirectory(directory) ? 0 : 41);
+    return keepFailure(ZTFilesAndFolders::isDirectory(directory) && !directory.empty() ? 0 : 41);
 }
 
 int ZTFileHandling::keepFailure(int result)

@@ -53,7 +53,7 @@ std::string secondColumn(const std::string& line)
 {
     int columns = 0;
     for (const std::string& token : ZTStringTokenizer::tokenize(line, " ")) {
-        if (!token.empty() && ++columns == 2) {
+        if (!token.empty() && token != " " && ++columns == 2) {
             return token;
         }
     }
@@ -76,7 +76,7 @@ ZTNetworkLinux::~ZTNetworkLinux() = default;
 bool ZTNetworkLinux::setNetworkConfig(ZTNetworkConfig* config)
 {
     return config != nullptr &&
-           setNetworkSettings(config->ipAddress, config->netmask, config->gateway);
+           ZTNetworkLinux::setNetworkSettings(config->ipAddress, config->netmask, config->gateway);
 }
 
 ZTNetworkConfig* ZTNetworkLinux::getNetworkConfig()

@@ -233,6 +233,18 @@ TEST_F(ZTNetworkLinuxTest, SetNetworkConfigOfNullIsFalse)
     EXPECT_THAT(commands.take(), IsEmpty());
 }
 
+TEST_F(ZTNetworkLinuxTest, SetNetworkConfigDoesNotDependOnAnOverrideOfSetNetworkSettings)
+{
+    class Refusing : public ZTNetworkLinux {
+        bool setNetworkSettings(const std::string&, const std::string&, const std::string&) override
+        {
+            return false;
+        }
+    } refusing;
+    ZTNetworkConfig given{"10.0.0.2", "255.255.0.0", "10.0.0.1"};
+    EXPECT_TRUE(refusing.setNetworkConfig(&given));
+}
+
 TEST_F(ZTNetworkLinuxTest, ValidationAndApplyingGoThroughTheVirtualSlots)
 {
     PickyNetwork picky;

@@ -9,8 +9,8 @@
 #include <fcntl.h>
 #include <sys/eventfd.h>
 #include <sys/ioctl.h>
-#include <sys/sysinfo.h>
 #include <sys/stat.h>
+#include <sys/sysinfo.h>
 #include <sys/time.h>
 #include <sys/utsname.h>
 #include <unistd.h>
