@@ -154,6 +154,7 @@ std::uint64_t ZT::ZTFilesAndFolders::getFileSize(const std::string& path, std::s
     return size;
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the companion library's signature
 bool ZT::ZTFilesAndFolders::eraseFileOrFolder(std::string path, bool recursive,
                                               const std::string& reserved)
 {
