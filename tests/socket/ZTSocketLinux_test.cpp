@@ -639,6 +639,13 @@ TEST_F(ZTSocketLinuxTest, APeerThatHasGoneIsToldByReceivingAndBySending)
     EXPECT_EQ(printed(), "\tError sending: Broken pipe\n");
 }
 
+TEST(ZTSocketFactory, MayBeMadeAndDestroyedThoughItHoldsNothing)
+{
+    const std::unique_ptr<ZTSocketFactory> factory = std::make_unique<ZTSocketFactory>();
+    const std::unique_ptr<ZTSocket> created(factory->createSocketClass());
+    EXPECT_NE(created, nullptr);
+}
+
 TEST(ZTSocketFactory, MakesASocketThatTheCallerDeletes)
 {
     const std::unique_ptr<ZTSocket> created(ZTSocketFactory::createSocketClass());
