@@ -8,3 +8,10 @@ function(zt_target target)
             COMMAND ${PROJECT_SOURCE_DIR}/cmake/emulated.sh $<TARGET_FILE:${target}> ${ZT_EMULATOR})
     endif()
 endfunction()
+
+# Hides all that is not the library's own.
+function(zt_exports library)
+    set(exports ${PROJECT_SOURCE_DIR}/cmake/exports.map)
+    target_link_options(${library} PRIVATE -Wl,--version-script=${exports})
+    set_target_properties(${library} PROPERTIES LINK_DEPENDS ${exports})
+endfunction()
