@@ -15,3 +15,8 @@ function(zt_exports library)
     target_link_options(${library} PRIVATE -Wl,--version-script=${exports})
     set_target_properties(${library} PROPERTIES LINK_DEPENDS ${exports})
 endfunction()
+
+# What such an executable defines takes the place of the libc call of that name, in the libraries too.
+function(zt_exporting target)
+    set_target_properties(${target} PROPERTIES ENABLE_EXPORTS ON CXX_VISIBILITY_PRESET default)
+endfunction()

@@ -3,11 +3,6 @@ include(GoogleTest)
 
 option(ZT_DEVICE_TESTS "Run the tests that need the simulated device" ON)
 
-# What such an executable defines takes the place of the libc call of that name, in the libraries too.
-function(zt_exporting target)
-    set_target_properties(${target} PROPERTIES ENABLE_EXPORTS ON CXX_VISIBILITY_PRESET default)
-endfunction()
-
 # zt_test(name [DEVICE [ztsim options...]] SOURCES files... [LIBRARIES libraries...])
 #
 # One test executable, each of its cases a test of its own. DEVICE gives every case a fresh simulated

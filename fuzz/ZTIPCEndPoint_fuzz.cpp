@@ -3,6 +3,8 @@
 // Input: 2 bytes capacity, little-endian; 1 byte settings (bit 0: no data buffer at first, bit 1:
 // the socket does not block); then the peer's bytes.
 
+#include "Require.h"
+
 #include "zt/IPCMessage.h"
 #include "zt/ZTIPCEndPoint.h"
 
@@ -11,8 +13,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <memory>
@@ -27,14 +27,6 @@ const std::size_t HEADER_SIZE = 9;
 
 // All of it is written before anybody reads, so it must fit into the socket's buffer.
 const std::size_t LONGEST_STREAM = 32768;
-
-void require(bool holds, const char* claim)
-{
-    if (!holds) {
-        std::fprintf(stderr, "Not so: %s\n", claim);
-        std::abort();
-    }
-}
 
 // Returns a socket that holds `stream` and whose peer has hung up.
 int socketAfter(const std::string& stream, bool nonBlocking)

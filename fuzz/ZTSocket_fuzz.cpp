@@ -5,14 +5,15 @@
 // Size 0 stands for a read that fails.
 
 #include "../tests/socket/ReassemblyModel.h"
+#include "Input.h"
+#include "Require.h"
+
 #include "zt/ZTSocketLinux.h"
 #include "zt/ZTSocketMessage.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -20,13 +21,6 @@
 namespace {
 
 const int ID = 1;
-
-void require(bool condition)
-{
-    if (!condition) {
-        std::abort();
-    }
-}
 
 class FuzzedSocket : public ZT::ZTSocketLinux {
 public:
@@ -65,27 +59,6 @@ public:
     std::string next; // what the next read brings; it fails if that is nothing
 };
 
-class Input {
-public:
-    Input(const std::uint8_t* bytes, std::size_t size) : bytes(bytes), rest(size) {}
-
-    bool isAtEnd() const { return rest < 2; }
-
-    std::string read()
-    {
-        const std::size_t wanted = (bytes[0] + 256U * bytes[1]) % 1501U;
-        const std::size_t size = std::min(wanted, rest - 2);
-        std::string read(reinterpret_cast<const char*>(bytes + 2), size);
-        bytes += 2 + size;
-        rest -= 2 + size;
-        return read;
-    }
-
-private:
-    const std::uint8_t* bytes;
-    std::size_t rest;
-};
-
 // Fetches the records that one read brings.
 void readOnce(FuzzedSocket& socket, ReassemblyModel& model, const std::string& bytes)
 {
@@ -96,14 +69,17 @@ void readOnce(FuzzedSocket& socket, ReassemblyModel& model, const std::string& b
     int status = -1;
     auto record = socket.fetch(status);
     if (model.records.empty()) {
-        require(record == nullptr && status == (bytes.empty() ? 17 : -1));
+        require(record == nullptr && status == (bytes.empty() ? 17 : -1),
+                "without a whole record there is none");
     }
     while (!model.records.empty()) {
         const std::string& expected = model.records.front();
-        require(record != nullptr && status == 0);
-        require(std::memcmp(record.get(), expected.data(), expected.size()) == 0);
+        require(record != nullptr && status == 0, "each whole record is handed out");
+        require(std::memcmp(record.get(), expected.data(), expected.size()) == 0,
+                "its bytes are the stream's");
         const ZT::ZTSocketMessage message(record.get());
-        require(expected.size() < 19 || message.messageLength == expected.size());
+        require(expected.size() < 19 || message.messageLength == expected.size(),
+                "its length is what it says");
         model.records.pop_front();
         record.reset();
         if (!model.records.empty()) {
@@ -119,7 +95,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     FuzzedSocket socket;
     ReassemblyModel model;
     for (Input input(bytes, size); !input.isAtEnd();) {
-        readOnce(socket, model, input.read());
+        const std::size_t low = input.byte();
+        readOnce(socket, model, input.rest((low + input.byte() * std::size_t{256}) % 1501));
     }
     return 0;
 }
