@@ -85,7 +85,7 @@ class Case {
 public:
     explicit Case(Input& input)
         : kind(input.byte()), command(static_cast<std::int8_t>(input.byte())),
-          given(input.bytes(4)), waits((input.byte() & 1) != 0),
+          given(input.bytes(4) + "and what is behind them"), waits((input.byte() & 1) != 0),
           answer(input.rest(OwnDaemon::LONGEST_ANSWER)), daemon(answer)
     {}
 
