@@ -12,6 +12,16 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using namespace ZT;
 
+// For this executable alone, which has one thread: ThreadSanitizer calls realloc() in threads that
+// it is only setting up, where no code that it has instrumented can run.
+namespace interposed {
+InterposedCall<void*(void*, std::size_t)> realloc{"realloc"};
+}
+extern "C" void* realloc(void* memory, std::size_t size) noexcept
+{
+    return interposed::realloc.callFrom(__builtin_return_address(0), memory, size);
+}
+
 namespace {
 
 class InterfaceListTest : public testing::Test {

@@ -75,7 +75,6 @@ INTERPOSE(int, pthread_setname_np, (pthread_t thread, const char* name), noexcep
 INTERPOSE(int, pthread_setschedparam, (pthread_t thread, int policy, const sched_param* parameter),
           noexcept, thread, policy, parameter)
 INTERPOSE(ssize_t, read, (int fd, void* buffer, size_t size), , fd, buffer, size)
-INTERPOSE(void*, realloc, (void* memory, size_t size), noexcept, memory, size)
 INTERPOSE(dirent64*, readdir64, (DIR* stream), , stream)
 INTERPOSE(ssize_t, recv, (int fd, void* buffer, size_t size, int flags), , fd, buffer, size, flags)
 INTERPOSE(int, select, (int count, fd_set* in, fd_set* out, fd_set* except, timeval* timeout), ,

@@ -125,7 +125,6 @@ extern InterposedCall<int(pthread_mutex_t*)> pthread_mutex_lock;
 extern InterposedCall<int(pthread_t, const char*)> pthread_setname_np;
 extern InterposedCall<int(pthread_t, int, const sched_param*)> pthread_setschedparam;
 extern InterposedCall<ssize_t(int, void*, size_t)> read;
-extern InterposedCall<void*(void*, size_t)> realloc;
 extern InterposedCall<dirent64*(DIR*)> readdir64;
 extern InterposedCall<ssize_t(int, void*, size_t, int)> recv;
 extern InterposedCall<int(int, fd_set*, fd_set*, fd_set*, timeval*)> select;
