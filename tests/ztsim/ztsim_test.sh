@@ -163,7 +163,7 @@ ztsim_helps()
     for word in "Usage: ztsim*-- COMMAND" --power-state --power-timeout --device \
         --propagation-time --power-fault --power-away --no-power-daemon --verbose --version \
         --health-field --health-file --health-fault --health-away --no-health-daemon --eeprom --no-eth0 \
-        serial-number hang-up short-record unknown-type unknown-device unterminated silence 125 126 127 128; do
+        serial-number hang-up short-record unknown-type unknown-device unterminated silence "kill -USR1 1" "kill -USR2 1" 125 126 127 128; do
         expect_like "$help" "*$word*"
     done
     [[ $help == *--inside* ]] && fail "shows its inside"
@@ -638,6 +638,40 @@ ztsim_misanswers_health_requests()
         "$(answer 99 41; answer 21 "$letters"; echo "11 6162")"
     expect_eq "$("$ztsim" --health-fault unknown-type@1 -- python3 "$here/health.py" 25,A 20)" \
         "$(answer 99 41; answer 21 "")"
+}
+
+ztsim_daemons_hang_up_when_process_1_is_told_to()
+{
+    expect_eq "$("$ztsim" --power-away 0 --health-away 0 -- bash -c '
+        for signal in "USR1 ztpmd_api zthmd_api" "USR2 zthmd_api ztpmd_api"; do
+            set -- $signal
+            cd /var/run
+            gone=$(stat --format=%z $2) there=$(stat --format=%z $3)
+            kill -$1 1
+            until now=$(stat --format=%z $2 2>/dev/null) && [ "$now" != "$gone" ]; do :; done
+            [ "$(stat --format=%z $3)" == "$there" ] && echo "only $2"
+            python3 "$0/power.py" "8?"
+            python3 "$0/health.py" 20
+        done' "$here")" \
+        "$(for name in ztpmd_api zthmd_api; do echo "only $name"; echo 10; answer 21 ""; done)"
+}
+
+ztsim_daemons_come_back_in_time_however_often_process_1_is_told()
+{
+    "$ztsim" --power-away 100 --health-away 100 -- bash -c '
+        for daemon in "USR1 ztpmd_api" "USR2 zthmd_api"; do
+            set -- $daemon
+            kill -$1 1
+            while [ -e /var/run/$2 ]; do :; done
+            until [ -e /var/run/$2 ]; do kill -$1 1; done
+        done'
+    expect_eq $? 0
+}
+
+ztsim_bears_to_be_told_what_daemons_it_has_not()
+{
+    expect_exit 3 "$ztsim" --no-power-daemon --no-health-daemon -- sh -c '
+        kill -USR1 1; kill -USR2 1; exit 3'
 }
 
 ztsim_reads_health_fields_from_a_file()

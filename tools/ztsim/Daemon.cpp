@@ -109,6 +109,9 @@ void Daemon::suffer(Fault fault, Client& sender, const Bytes& record)
 
 void Daemon::hangUp()
 {
+    if (!acceptor.is_open()) {
+        return;
+    }
     ::unlink(protocol.path);
     acceptor.close();
     for (const auto& client : clients) {

@@ -30,6 +30,10 @@ public:
     Daemon(const Daemon&) = delete;
     Daemon& operator=(const Daemon&) = delete;
 
+    /// Closes all clients and removes the socket, for the time that the options say. Does nothing
+    /// in that time.
+    void hangUp();
+
 protected:
     struct Protocol {
         const char* name; ///< in the log
@@ -60,7 +64,6 @@ private:
     void removeClient(Client& client);
     void received(Client& sender, const Bytes& record);
     void suffer(Fault fault, Client& sender, const Bytes& record);
-    void hangUp();
     void say(const std::string& line) const;
     void sayIfVerbose(const std::string& line) const;
 

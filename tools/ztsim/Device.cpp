@@ -51,12 +51,14 @@ void completePath()
     ::setenv("PATH", path.c_str(), 1);
 }
 
-/// Blocks SIGCHLD and returns a descriptor to read it from.
-int openChildSignals()
+/// Blocks the signals that are meant for us and returns a descriptor to read them from.
+int openOwnSignals()
 {
     sigset_t signals;
     sigemptyset(&signals);
-    sigaddset(&signals, SIGCHLD);
+    for (const int signal : {SIGCHLD, SIGUSR1, SIGUSR2}) {
+        sigaddset(&signals, signal);
+    }
     ::sigprocmask(SIG_BLOCK, &signals, nullptr);
     return ::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
 }
@@ -80,7 +82,7 @@ int runDevice(const Options& options, int outside)
 
 Device::Device(const Options& options, int outside)
     : command(options.command), outside(context, {}, outside),
-      childSignals(context, openChildSignals()), eeprom(context, options.eeprom)
+      ownSignals(context, openOwnSignals()), eeprom(context, options.eeprom)
 {
     if (options.power) {
         power.emplace(context, *options.power);
@@ -97,7 +99,7 @@ int Device::run()
 {
     if (start()) {
         passSignals();
-        reapChildren();
+        awaitSignals();
         context.run();
     }
     return exitCode;
@@ -127,6 +129,28 @@ void Device::passSignals()
                             });
 }
 
+void Device::awaitSignals()
+{
+    ownSignals.async_read_some(boost::asio::buffer(&ownSignal, sizeof ownSignal),
+                               [this](const auto& error, std::size_t) {
+                                   if (!error) {
+                                       takeSignal();
+                                       awaitSignals();
+                                   }
+                               });
+}
+
+void Device::takeSignal()
+{
+    if (ownSignal.ssi_signo == SIGCHLD) {
+        reapChildren();
+    } else if (ownSignal.ssi_signo == SIGUSR1 && power) {
+        power->hangUp();
+    } else if (ownSignal.ssi_signo == SIGUSR2 && health) {
+        health->hangUp();
+    }
+}
+
 void Device::reapChildren()
 {
     int status = 0;
@@ -138,12 +162,6 @@ void Device::reapChildren()
             return;
         }
     }
-    childSignals.async_read_some(boost::asio::buffer(&childSignal, sizeof childSignal),
-                                 [this](const auto& error, std::size_t) {
-                                     if (!error) {
-                                         reapChildren();
-                                     }
-                                 });
 }
 
 int runInside(const Options& options)

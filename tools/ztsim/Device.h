@@ -15,7 +15,8 @@
 namespace ztsim {
 
 /// The inside of the sandbox: the daemons and COMMAND. Being process 1 of its pid namespace, its
-/// end is the end of every process within.
+/// end is the end of every process within. Processes within can send it SIGUSR1 and SIGUSR2, which
+/// make the daemons hang up.
 class Device {
 public:
     /// `outside` is a socket that brings the numbers of signals for COMMAND.
@@ -27,13 +28,15 @@ public:
 private:
     bool start();
     void passSignals();
+    void awaitSignals();
+    void takeSignal();
     void reapChildren();
 
     char** const command;
     boost::asio::io_context context;
     boost::asio::local::stream_protocol::socket outside;
-    boost::asio::posix::stream_descriptor childSignals;
-    signalfd_siginfo childSignal{};
+    boost::asio::posix::stream_descriptor ownSignals;
+    signalfd_siginfo ownSignal{};
     std::optional<PowerDaemon> power;
     std::optional<HealthDaemon> health;
     Eeprom eeprom;

@@ -36,6 +36,8 @@ constexpr const char* FOOTER =
     "  unknown-device  its sender gets state 1 of a device named \"toaster\"; power only\n"
     "  unterminated    its sender gets a text of 32 letters without the NUL; health only\n"
     "  silence         nothing\n"
+    "On the device, \"kill -USR1 1\" makes the power-management daemon hang up at once, and\n"
+    "\"kill -USR2 1\" the health-monitor daemon.\n"
     "\n"
     "NAME of a health field is one of\n"
     "  product-type, product-variant, field-6, field-16, field-21   0..255\n"
