@@ -6,10 +6,13 @@
 #include <atomic>
 #include <chrono>
 #include <csignal>
-#include <filesystem>
+#include <cstring>
 #include <string>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <thread>
+#include <unistd.h>
 
 /// How often a daemon of the simulated device was taken away. It lives in memory that two processes
 /// share: one disturbs, the other one uses the daemon.
@@ -23,7 +26,7 @@ public:
         const std::string before = socketChange();
         ++changes;
         check(kill(1, signal) == 0, "the simulated device can be told");
-        while (socketChange().empty() || socketChange() == before) {
+        while (socketChange() == before || !listens()) {
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
         ++changes;
@@ -54,6 +57,18 @@ private:
             return "";
         }
         return std::to_string(status.st_ctim.tv_sec) + ' ' + std::to_string(status.st_ctim.tv_nsec);
+    }
+
+    // A socket is there a moment before it listens.
+    bool listens() const
+    {
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        std::strncpy(address.sun_path, path, sizeof address.sun_path - 1);
+        const int trial = socket(AF_UNIX, SOCK_STREAM, 0);
+        const int result = connect(trial, reinterpret_cast<sockaddr*>(&address), sizeof address);
+        close(trial);
+        return result == 0;
     }
 
     const char* const path;

@@ -32,7 +32,8 @@ public:
     }
 
 private:
-    class Connection : private ZT::ZTEndPointHandler, private ZT::ZTIPCMessageArrivalListener {
+    class Connection final : private ZT::ZTEndPointHandler,
+                             private ZT::ZTIPCMessageArrivalListener {
     public:
         Connection(ZT::ZTIPCEndPoint* accepted, ZT::ZTEndPointManager& manager, bool listens)
             : endPoint(accepted), manager(manager)

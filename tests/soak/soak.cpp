@@ -24,6 +24,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <memory>
 #include <new>
 #include <random>
@@ -261,5 +262,9 @@ int main(int count, char** arguments)
     std::fflush(stdout);
     std::signal(SIGPIPE, SIG_IGN);
     ZT::ZTDebug::setLevel(0); // each lost connection has a line
-    run(std::chrono::seconds(seconds), seed);
+    try {
+        run(std::chrono::seconds(seconds), seed);
+    } catch (const std::exception& error) {
+        check(false, error.what());
+    }
 }
