@@ -9,6 +9,7 @@
 inline void check(bool holds, const std::string& claim)
 {
     if (!holds) {
+        std::fflush(stdout);
         std::fprintf(stderr, "soak: not so: %s\n", claim.c_str());
         std::_Exit(1);
     }
