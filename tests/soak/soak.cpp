@@ -97,7 +97,7 @@ public:
         const Holdings before;
         disturber.tell();
         act(disturber);
-        checkUnchanged(before);
+        checkNoGrowth(before);
         for (const auto& actor : actors) {
             std::printf("%s\n", actor->report().c_str());
         }
@@ -118,17 +118,16 @@ private:
         }
     }
 
-    // The system may count a thread for a moment after it was joined.
-    static void checkUnchanged(const Holdings& before)
+    static void checkNoGrowth(const Holdings& before)
     {
         const auto deadline = Clock::now() + std::chrono::seconds(10);
-        while (!Holdings().isLike(before) && Clock::now() < deadline) {
+        while (!Holdings().isWithin(before) && Clock::now() < deadline) {
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
         }
         const Holdings after;
         std::printf("after the warm-up %s, in the end %s\n", before.text().c_str(),
                     after.text().c_str());
-        check(after.isLike(before), "the application holds what it held");
+        check(after.isWithin(before), "the application holds no more than it held");
     }
 
     std::vector<std::unique_ptr<Actor>> actors;
