@@ -41,10 +41,9 @@ bool DirectoryCopyWorker::step()
     case DONE:
         reportAll();
         return false;
-    case FAILED:
-        break;
+    default: // FAILED
+        return false;
     }
-    return false;
 }
 
 void DirectoryCopyWorker::setUp()

@@ -28,10 +28,9 @@ bool FileCopyWorker::step()
     case DONE:
         reportAll();
         return false;
-    case FAILED:
-        break;
+    default: // FAILED
+        return false;
     }
-    return false;
 }
 
 void FileCopyWorker::setUp()

@@ -109,8 +109,11 @@ bool ZTNetworkLinux::readNetworkSettings()
 
 bool ZTNetworkLinux::applyNetworkSettings()
 {
-    return setEthernet(pendingIPAddress, pendingNetmask) == 0 && setGateway(pendingGateway) == 0 &&
-           readCurrentIpSettings() == 0 && readGateway() == 0 &&
+    if (setEthernet(pendingIPAddress, pendingNetmask) != 0) {
+        return false;
+    }
+    setGateway(pendingGateway);
+    return readCurrentIpSettings() == 0 && readGateway() == 0 &&
            pendingIPAddress == currentConfig.ipAddress && pendingNetmask == currentConfig.netmask &&
            pendingGateway == currentConfig.gateway;
 }
@@ -162,7 +165,8 @@ bool ZTNetworkLinux::setGatewayIP(const std::string& gateway, bool apply)
     if (!apply) {
         return true;
     }
-    const bool applied = setGateway(pendingGateway) == 0 && readGateway() == 0;
+    setGateway(pendingGateway);
+    const bool applied = readGateway() == 0;
     pendingGateway = currentConfig.gateway;
     return applied;
 }

@@ -7,10 +7,12 @@
 #include "zt/ZTEndPoint.h"
 #include "zt/ZTEndPointHandler.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -406,13 +408,15 @@ TEST_F(ZTEndPointManagerTest, GoesByTheDescriptorThatAnEndPointHasWhenItIsVisite
     };
     EXPECT_EQ(manager.waitForEndPoints(0, POLL), 0);
     EXPECT_EQ(handler.take().size(), 2U) << "another descriptor, readable too";
-    first.readID = readIDs[0];
-    second.readID = readIDs[1];
-    handler.action = [&](ZTEndPoint* visited) {
-        (visited == &first ? second : first).readID = 1000;
-    };
-    EXPECT_EQ(manager.waitForEndPoints(0, POLL), 0);
-    EXPECT_EQ(handler.take().size(), 1U) << "a descriptor that nobody has waited for";
+    for (const int notWaitedFor : {1000, FD_SETSIZE}) {
+        first.readID = readIDs[0];
+        second.readID = readIDs[1];
+        handler.action = [&](ZTEndPoint* visited) {
+            (visited == &first ? second : first).readID = notWaitedFor;
+        };
+        EXPECT_EQ(manager.waitForEndPoints(0, POLL), 0);
+        EXPECT_EQ(handler.take().size(), 1U) << notWaitedFor;
+    }
     first.readID = readIDs[0];
     second.readID = readIDs[1];
 }
@@ -517,6 +521,30 @@ TEST_F(ZTEndPointManagerTest, WorksWithDescriptorsBeyondTheSizeOfAnFdSet)
     EXPECT_EQ(manager.waitForEndPoints(0, POLL), 0);
     EXPECT_THAT(handler.calls,
                 UnorderedElementsAre(Call{"readable", &low}, Call{"readable", &high}));
+}
+
+TEST_F(ZTEndPointManagerTest, WaitsForHighDescriptorsInWhateverOrderItMeetsThem)
+{
+    int readIDs[] = {5, FD_SETSIZE + 5, 3 * FD_SETSIZE + 5};
+    TestEndPoint endPoints[] = {TestEndPoint(1), TestEndPoint(2), TestEndPoint(3)};
+    for (TestEndPoint& endPoint : endPoints) {
+        add(endPoint);
+    }
+    const Interpose waiting(interposed::select, [&](int count, fd_set* in, auto...) {
+        const auto* words = reinterpret_cast<const unsigned long*>(in);
+        const int bits = 8 * sizeof *words;
+        for (const int readID : readIDs) {
+            EXPECT_NE(words[readID / bits] >> readID % bits & 1, 0U) << readID;
+        }
+        return count;
+    });
+    do {
+        for (std::size_t i = 0; i < 3; ++i) {
+            endPoints[i].readID = readIDs[i];
+        }
+        EXPECT_EQ(manager.waitForEndPoints(0, POLL), 0);
+        EXPECT_EQ(handler.take().size(), 3U);
+    } while (std::next_permutation(std::begin(readIDs), std::end(readIDs)));
 }
 
 // What a handler may do while the manager is at it. Each runs with many endpoints, so that some

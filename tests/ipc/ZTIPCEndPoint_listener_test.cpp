@@ -93,6 +93,26 @@ private:
     std::vector<std::string> texts;
 };
 
+// That a thread waits at the gate.
+class AtTheGate {
+public:
+    /// From now on the caller is that thread.
+    void isCaller() { thread = std::this_thread::get_id(); }
+
+    void await() { waits.await(); }
+
+private:
+    std::atomic<std::thread::id> thread{};
+    Event waits;
+    const Interpose<int(pthread_cond_t*, pthread_mutex_t*)> waiting{
+        interposed::pthread_cond_wait, [this](auto... arguments) {
+            if (std::this_thread::get_id() == thread.load()) {
+                waits.happen();
+            }
+            return interposed::pthread_cond_wait.real(arguments...);
+        }};
+};
+
 class ListenerTest : public testing::Test {
 protected:
     void TearDown() override
@@ -339,6 +359,24 @@ TEST_F(ListenerTest, AHangUpInTheMiddleOfAFrameIsFoundOut)
     EXPECT_THAT(listener.arrived(), IsEmpty());
 }
 
+TEST_F(ListenerTest, ANonBlockingSocketDoesNotWaitForTheRestOfAFrame)
+{
+    const Interpose waiting(interposed::poll, [](auto...) {
+        ADD_FAILURE();
+        return 0;
+    });
+    fcntl(descriptor, F_SETFL, O_NONBLOCK);
+    listen();
+    peer->write(frameBytes("hello").substr(0, 4));
+    std::vector<Line> lines;
+    while (lines.empty()) {
+        lines = diagnostics.take();
+    }
+    endPoint->setMessageArrivalListener(nullptr);
+    EXPECT_THAT(lines,
+                ElementsAre(failure("receiveMessage() Incomplete message header received.")));
+}
+
 TEST_F(ListenerTest, AHangUpWhileTheOwnerSendsLeavesTheDescriptorsNumberTaken)
 {
     listen();
@@ -443,6 +481,57 @@ TEST_F(ListenerTest, DeactivatingWaitsForTheCallback)
     EXPECT_EQ(listener.arrived(), arrived);
 }
 
+TEST_F(ListenerTest, DeactivatingWaitsNoLongerOnceTheListenerIsRemoved)
+{
+    Event inside;
+    Event release;
+    AtTheGate owner;
+    listener.action = [&](IPCMessage*) {
+        inside.happen();
+        release.await();
+    };
+    listen();
+    peer->write(frameBytes("one"));
+    inside.await();
+    auto deactivated = std::async(std::launch::async, [&] {
+        owner.isCaller();
+        endPoint->setMessageArrivalListenerActive(false);
+    });
+    owner.await();
+    auto removed =
+        std::async(std::launch::async, [&] { endPoint->setMessageArrivalListener(nullptr); });
+    deactivated.get();
+    EXPECT_THAT(listener.arrived(), IsEmpty());
+    release.happen();
+    removed.get();
+}
+
+TEST_F(ListenerTest, ASecondThreadWithItsFunctionWaitsUntilTheFirstIsOutside)
+{
+    Event inside;
+    Event release;
+    AtTheGate second;
+    listener.action = [&](IPCMessage*) {
+        inside.happen();
+        release.await();
+    };
+    listen();
+    peer->write(frameBytes("one") + frameBytes("two"));
+    inside.await();
+    auto ended = std::async(std::launch::async, [&] {
+        second.isCaller();
+        ZTIPCEndPoint::messageArrivalListenerThreadFunc(endPoint.get());
+    });
+    second.await();
+    EXPECT_EQ(receive(), "two") << "it has not been received";
+    release.happen();
+    EXPECT_THAT(listener.await(1), ElementsAre("one"));
+    peer->write(frameBytes("three") + frameBytes("four"));
+    EXPECT_THAT(listener.await(3), ElementsAre("one", "three", "four"));
+    endPoint->setMessageArrivalListener(nullptr);
+    ended.get();
+}
+
 TEST_F(ListenerTest, ASecondDeactivationWaitsForAnActivation)
 {
     listen(1);
@@ -477,22 +566,15 @@ TEST_F(ListenerTest, DeactivatingFromInsideTheCallbackHoldsWhatComesNext)
 
 TEST_F(ListenerTest, AConnectionThatIsLostWhileItStandsAtTheGateIsReportedOnce)
 {
-    std::atomic<std::thread::id> itsThread{};
-    Event atTheGate;
-    const Interpose waiting(interposed::pthread_cond_wait, [&](auto... arguments) {
-        if (std::this_thread::get_id() == itsThread.load()) {
-            atTheGate.happen();
-        }
-        return interposed::pthread_cond_wait.real(arguments...);
-    });
+    AtTheGate itsThread;
     listener.action = [&](IPCMessage*) {
         endPoint->setMessageArrivalListenerActive(false);
-        itsThread = std::this_thread::get_id();
+        itsThread.isCaller();
     };
     listen();
     OwnedMessage message(std::string("hello"));
     peer->write(frameBytes("one"));
-    atTheGate.await();
+    itsThread.await();
     peer->hangUp();
     EXPECT_EQ(endPoint->sendMessage(&message), 7);
     diagnostics.take();
@@ -778,6 +860,17 @@ TEST_F(ListenerTest, ACallbackMayReplaceTheConnection)
     EXPECT_THAT(listener.await(2), ElementsAre("1", "2"));
     EXPECT_EQ(peer->read(1), "");
     endPoint->deinitialize(); // before its peer goes
+}
+
+TEST_F(ListenerTest, ACallbackWhoseConnectFailsEndsTheThread)
+{
+    listener.action = [this](IPCMessage*) { EXPECT_EQ(endPoint->connectTo("/no/server"), 14); };
+    listen();
+    peer->write(frameBytes("one") + frameBytes("two"));
+    awaitEndOfThread();
+    EXPECT_THAT(listener.arrived(), ElementsAre("one"));
+    EXPECT_EQ(endPoint->getMessageArrivalListener(), &listener);
+    EXPECT_EQ(diagnostics.take().size(), 1U);
 }
 
 TEST_F(ListenerTest, ACallbackMaySendAndReceive)

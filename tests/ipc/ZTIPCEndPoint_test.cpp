@@ -559,6 +559,19 @@ TEST_F(ZTIPCEndPointTest, ConnectToALongerPathFails)
                 StartsWith("connectTo() failed:  File name too long  peer: "));
 }
 
+TEST_F(ConnectedTest, AConnectDuringWhichTheSocketIsLostLeavesItDisconnected)
+{
+    const Interpose connecting(interposed::connect, [this](auto...) {
+        peer.hangUp();
+        EXPECT_EQ(endPoint.receiveMessage(&message, -1), 8);
+        return 0;
+    });
+    EXPECT_EQ(endPoint.connectTo("peer"), 0);
+    expectLost(descriptor,
+               "receiveMessage() Connection refused peerThe other end of the connection is "
+               "closed. (0 bytesH)");
+}
+
 // reconnect()
 
 TEST_F(ConnectedTest, ReconnectOnAnOpenSocketOnlyConnects)

@@ -507,6 +507,17 @@ TEST_F(ZTSocketLinuxTest, ClosingOneOfOthersLeavesTheOwnSocketOpen)
     EXPECT_THAT(system.closed, ElementsAre(55, 55, 1000));
 }
 
+TEST_F(ZTSocketLinuxTest, ClosingOneOfOthersWithoutAnOwnSocketLeavesNothingToClose)
+{
+    const FakeSystem system;
+    {
+        ZTSocketLinux closed;
+        EXPECT_EQ(closed.closeSocket(55), 0);
+        EXPECT_EQ(closed.closeSocket(), 0);
+    }
+    EXPECT_THAT(system.closed, ElementsAre(55));
+}
+
 TEST_F(ZTSocketLinuxTest, ClosingTheOwnSocketByItsIdentifierClosesItOnce)
 {
     const FakeSystem system;
