@@ -619,8 +619,7 @@ void ZTIPCEndPoint::deliverMessages()
     passed->leave(); // it is open: the owner has finished with the thread object
 
     // A callback may have deleted this endpoint, so the gate is asked first.
-    while (!passed->isStopped() && descriptor >= 0 && listener != nullptr && connected &&
-           passed->enter()) {
+    while (!passed->isStopped() && descriptor >= 0 && connected && passed->enter()) {
         const Pass pass(*passed);
         ListenedMessage message;
         if (receive(&message, receiveTimeout, passed.get()) == 0) {

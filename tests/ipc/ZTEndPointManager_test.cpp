@@ -13,6 +13,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <iterator>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -408,7 +409,7 @@ TEST_F(ZTEndPointManagerTest, GoesByTheDescriptorThatAnEndPointHasWhenItIsVisite
     };
     EXPECT_EQ(manager.waitForEndPoints(0, POLL), 0);
     EXPECT_EQ(handler.take().size(), 2U) << "another descriptor, readable too";
-    for (const int notWaitedFor : {1000, FD_SETSIZE}) {
+    for (const int notWaitedFor : {1000, std::numeric_limits<int>::max()}) {
         first.readID = readIDs[0];
         second.readID = readIDs[1];
         handler.action = [&](ZTEndPoint* visited) {

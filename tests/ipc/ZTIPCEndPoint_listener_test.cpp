@@ -481,6 +481,85 @@ TEST_F(ListenerTest, DeactivatingWaitsForTheCallback)
     EXPECT_EQ(listener.arrived(), arrived);
 }
 
+TEST_F(ListenerTest, ADeactivationThatWaitsComesBeforeTheNextMessage)
+{
+    Event inside;
+    Event release;
+    Event deactivating;
+    Event afterTheCallback;
+    std::atomic<std::thread::id> owner{};
+    std::atomic<std::thread::id> itsThread{};
+    // The owner notices only late that the callback has ended.
+    const Interpose waiting(interposed::pthread_cond_wait,
+                            [&](pthread_cond_t* condition, pthread_mutex_t* mutex) {
+                                const std::thread::id caller = std::this_thread::get_id();
+                                if (caller == owner.load()) {
+                                    owner = std::thread::id();
+                                    pthread_mutex_unlock(mutex);
+                                    deactivating.happen();
+                                    afterTheCallback.await();
+                                    return pthread_mutex_lock(mutex);
+                                }
+                                if (caller == itsThread.load()) {
+                                    itsThread = std::thread::id();
+                                    afterTheCallback.happen();
+                                }
+                                return interposed::pthread_cond_wait.real(condition, mutex);
+                            });
+    listener.action = [&](IPCMessage* message) {
+        if (message->dataLength == 3) {
+            inside.happen();
+            release.await();
+            itsThread = std::this_thread::get_id();
+        } else {
+            afterTheCallback.happen();
+        }
+    };
+    listen();
+    peer->write(frameBytes("one") + frameBytes("second"));
+    inside.await();
+    auto deactivated = std::async(std::launch::async, [&] {
+        owner = std::this_thread::get_id();
+        endPoint->setMessageArrivalListenerActive(false);
+    });
+    deactivating.await();
+    release.happen();
+    deactivated.get();
+    ASSERT_THAT(listener.arrived(), ElementsAre("one"));
+    EXPECT_EQ(receive(), "second");
+}
+
+TEST_F(ListenerTest, AThreadThatFindsTheGateClosedFromTheStartCanBeEnded)
+{
+    struct Delayed {
+        void* (*start)(void*) = nullptr;
+        void* argument = nullptr;
+        Event mayStart;
+        AtTheGate thread;
+    } delayed;
+    const auto startLate = [](void* argument) {
+        auto* late = static_cast<Delayed*>(argument);
+        late->mayStart.await();
+        late->thread.isCaller();
+        return late->start(late->argument);
+    };
+    const Interpose creating(
+        interposed::pthread_create, [&](pthread_t* thread, const pthread_attr_t* attributes,
+                                        void* (*start)(void*), void* argument) {
+            delayed.start = start;
+            delayed.argument = argument;
+            return interposed::pthread_create.real(thread, attributes, startLate, &delayed);
+        });
+    listen();
+    endPoint->setMessageArrivalListenerActive(false);
+    delayed.mayStart.happen();
+    delayed.thread.await();
+    peer->write(frameBytes("one"));
+    EXPECT_EQ(endPoint->setMessageArrivalListener(nullptr), 0);
+    EXPECT_EQ(receive(), "one");
+    EXPECT_THAT(listener.arrived(), IsEmpty());
+}
+
 TEST_F(ListenerTest, DeactivatingWaitsNoLongerOnceTheListenerIsRemoved)
 {
     Event inside;
