@@ -354,7 +354,9 @@ TEST_F(ZTCopyTest, AFullMediumReturns16AndClosesBothWithoutFlushing)
     EXPECT_EQ(copier.copy(source, "/dev/full"), 16);
 }
 
-TEST_F(ZTCopyTest, AReadThatFailsCountsAsTheEndOfTheFile)
+class ZTCopyReadTest : public ZTCopyTest, public testing::WithParamInterface<int> {};
+
+TEST_P(ZTCopyReadTest, AReadThatFailsCountsAsTheEndOfTheFile)
 {
     writeAll(source, content(3000));
     int reads = 0;
@@ -362,7 +364,7 @@ TEST_F(ZTCopyTest, AReadThatFailsCountsAsTheEndOfTheFile)
     {
         const Interpose failing(interposed::read, [&](int fd, void* buffer, size_t size) {
             if (++reads == 2) {
-                errno = EIO;
+                errno = GetParam();
                 return static_cast<ssize_t>(-1);
             }
             return interposed::read.real(fd, buffer, size);
@@ -374,6 +376,8 @@ TEST_F(ZTCopyTest, AReadThatFailsCountsAsTheEndOfTheFile)
     EXPECT_EQ(flushes, 1);
     EXPECT_EQ(readAll(target), content(1024));
 }
+
+INSTANTIATE_TEST_SUITE_P(, ZTCopyReadTest, testing::Values(EIO, EINTR));
 
 TEST_F(ZTCopyTest, AFlushThatFailsDoesNotMatter)
 {

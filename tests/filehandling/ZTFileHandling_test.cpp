@@ -412,6 +412,25 @@ TEST_F(ZTFileHandlingTest, AFileThatVanishesBetweenListingAndCopyingEndsWith16)
     EXPECT_EQ(readAll(target + "/a"), "") << "the target is opened all the same";
 }
 
+TEST_F(ZTFileHandlingTest, AListingThatFailsCountsAsItsEnd)
+{
+    writeAll(source + "/a", "1");
+    int listings = 0;
+    {
+        const Listing failing(interposed::readdir64, [&](DIR* stream) -> dirent64* {
+            if (ticks() < 3) {
+                return interposed::readdir64.real(stream);
+            }
+            ++listings;
+            errno = EIO;
+            return nullptr;
+        });
+        EXPECT_THAT(copyDir(true), ElementsAre("progress 100", "finished 0"));
+    }
+    EXPECT_EQ(listings, 1);
+    EXPECT_THAT(namesIn(target), IsEmpty());
+}
+
 TEST_F(ZTFileHandlingTest, AFileThatVanishesWhileSizesAreAddedUpCountsAsAllOnes)
 {
     writeAll(source + "/a", std::string(1024, 'x'));

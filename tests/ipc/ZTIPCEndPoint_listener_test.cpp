@@ -359,6 +359,25 @@ TEST_F(ListenerTest, AHangUpInTheMiddleOfAFrameIsFoundOut)
     EXPECT_THAT(listener.arrived(), IsEmpty());
 }
 
+TEST_F(ListenerTest, ASignalWhileItWaitsForTheRestOfAFrameLosesNothing)
+{
+    Event twice;
+    std::atomic<int> waits{0};
+    const Interpose waiting(interposed::poll, [&](auto...) {
+        if (++waits == 2) {
+            twice.happen();
+        }
+        errno = EINTR;
+        return -1;
+    });
+    listen();
+    peer->write(frameBytes("hello").substr(0, 12));
+    twice.await();
+    peer->write(frameBytes("hello").substr(12));
+    EXPECT_THAT(listener.await(1), ElementsAre("hello"));
+    endPoint->setMessageArrivalListener(nullptr);
+}
+
 TEST_F(ListenerTest, ANonBlockingSocketDoesNotWaitForTheRestOfAFrame)
 {
     const Interpose waiting(interposed::poll, [](auto...) {

@@ -76,6 +76,27 @@ private:
     int descriptor;
 };
 
+// A call of the system that a signal interrupts, each time.
+class Interrupted {
+public:
+    template <class Signature>
+    explicit Interrupted(InterposedCall<Signature>& call)
+        : taken(std::make_shared<Interpose<Signature>>(call, [this](auto...) {
+              ++calls;
+              errno = EINTR;
+              return -1;
+          }))
+    {}
+
+    Interrupted(const Interrupted&) = delete;
+    Interrupted& operator=(const Interrupted&) = delete;
+
+    int calls = 0;
+
+private:
+    const std::shared_ptr<void> taken;
+};
+
 // connect() and what it got; -1 with `error` unless that is 0.
 class ScriptedConnect {
 public:
@@ -539,6 +560,31 @@ TEST_F(ZTIPCEndPointTest, AfterDeinitializeConnectDoesNotWait)
     EXPECT_EQ(selecting.timeout, Timeout(0, 0));
 }
 
+TEST_F(ConnectedTest, AConnectThatASignalInterruptsReturns14AndIsNeitherRepeatedNorWaitedFor)
+{
+    const Interrupted connecting(interposed::connect);
+    const ScriptedSelect selecting(1);
+    EXPECT_EQ(endPoint.connectTo(path), 14);
+    EXPECT_EQ(connecting.calls, 1);
+    EXPECT_EQ(selecting.count, -1);
+    EXPECT_FALSE(endPoint.isConnected());
+    EXPECT_THAT(diagnostics.take().at(0).text,
+                StartsWith("connectTo() failed:  Interrupted system call  peer: "));
+}
+
+TEST_F(ConnectedTest, AWaitThatASignalInterruptsIsNotRepeated)
+{
+    const ScriptedConnect connecting(EINPROGRESS);
+    const Interrupted selecting(interposed::select);
+    endPoint.setSendTimeout(-1);
+    EXPECT_EQ(endPoint.sendMessage(&message), 7);
+    EXPECT_EQ(endPoint.receiveMessage(&message, -1), 8);
+    EXPECT_TRUE(endPoint.isConnected());
+    EXPECT_EQ(endPoint.connectTo(path), 14);
+    EXPECT_EQ(selecting.calls, 3);
+    EXPECT_THAT(diagnostics.take(), ElementsAre(failure("connectTo() failed")));
+}
+
 TEST_F(ZTIPCEndPointTest, ConnectsToAPathOf108Bytes)
 {
     const std::string longPath = pathOfLength(108);
@@ -838,6 +884,14 @@ TEST_F(ConnectedTest, AFailedSendReturns7AndKeepsTheConnection)
     expectKept(descriptor, "sendMessage() Message could not be sent. Unknown error");
 }
 
+TEST_F(ConnectedTest, ASendThatASignalInterruptsIsNotRepeated)
+{
+    const Interrupted sending(interposed::send);
+    EXPECT_EQ(endPoint.sendMessage(&message), 7);
+    EXPECT_EQ(sending.calls, 1);
+    expectKept(descriptor, "sendMessage() Message could not be sent. Unknown error");
+}
+
 TEST_F(ConnectedTest, AnOldEPIPEIsNotTakenForALostConnection)
 {
     const Interpose failing(interposed::send, [](auto...) { return -1; });
@@ -1060,6 +1114,28 @@ TEST_F(ConnectedTest, AFailedReadOfTheDataReturns8AndKeepsTheConnection)
         return size == 9 ? interposed::recv.real(from, data, size, flags) : -1;
     });
     EXPECT_EQ(endPoint.receiveMessage(&message, 0), 8);
+    expectKept(descriptor, "receiveMessage() failed due to unknown error.");
+}
+
+TEST_F(ConnectedTest, AReceiveThatASignalInterruptsIsNotRepeated)
+{
+    peer.write(frameBytes("hello"));
+    {
+        const Interrupted receiving(interposed::recv);
+        EXPECT_EQ(endPoint.receiveMessage(&message, 0), 8);
+        EXPECT_EQ(receiving.calls, 1);
+    }
+    expectKept(descriptor, "receiveMessage() failed due to unknown error.");
+    int calls = 0;
+    const Interpose onlyTheHeader(interposed::recv, [&](auto... arguments) -> ssize_t {
+        if (++calls == 1) {
+            return interposed::recv.real(arguments...);
+        }
+        errno = EINTR;
+        return -1;
+    });
+    EXPECT_EQ(endPoint.receiveMessage(&message, 0), 8);
+    EXPECT_EQ(calls, 2);
     expectKept(descriptor, "receiveMessage() failed due to unknown error.");
 }
 

@@ -171,6 +171,26 @@ TEST_F(ZTIPCServerTest, AcceptGetsTheWholeAddressZeroed)
     EXPECT_THAT(diagnostics.take(), ElementsAre(failure("acceptConnection() failed")));
 }
 
+TEST_F(ZTIPCServerTest, AnAcceptThatASignalInterruptsReturnsNullAndLeavesTheClientWaiting)
+{
+    ASSERT_EQ(server.initialize(path), 0);
+    ASSERT_EQ(client.initialize(folder / "client", false), 0);
+    ASSERT_EQ(client.connectTo(path), 0);
+    int calls = 0;
+    {
+        const Interpose interrupted(interposed::accept, [&](auto...) {
+            ++calls;
+            errno = EINTR;
+            return -1;
+        });
+        EXPECT_EQ(server.acceptConnection(), nullptr);
+    }
+    EXPECT_EQ(calls, 1);
+    EXPECT_THAT(diagnostics.take(), ElementsAre(failure("acceptConnection() failed")));
+    accepted.reset(server.acceptConnection());
+    EXPECT_NE(accepted, nullptr);
+}
+
 TEST_F(ZTIPCServerTest, AClientsNameMayFillItsFieldWithoutANul)
 {
     ASSERT_EQ(server.initialize(path), 0);

@@ -184,6 +184,24 @@ TEST_F(ZTPipeTest, DeinitClosesTheReadAndThenTheWriteDescriptor)
     EXPECT_THAT(diagnostics.take(), IsEmpty());
 }
 
+TEST_F(ZTPipeTest, AFailedCloseIsNotRepeatedAndDeinitReturns0)
+{
+    int calls = 0;
+    {
+        const Interpose interrupted(interposed::close, [&](int descriptor) {
+            ++calls;
+            interposed::close.real(descriptor);
+            errno = EINTR;
+            return -1;
+        });
+        EXPECT_EQ(pipe.deinit(), 0);
+    }
+    EXPECT_EQ(calls, 2);
+    EXPECT_FALSE(pipe.isConnected());
+    EXPECT_EQ(pipe.getReadEndPointID(), -1);
+    EXPECT_EQ(pipe.getWriteEndPointID(), -1);
+}
+
 TEST_F(ZTPipeTest, CanBeOpenedAgainAndAgain)
 {
     for (int i = 0; i < 3; ++i) {

@@ -178,6 +178,20 @@ TEST(ZTPowerManagementEndPoint, WithoutADaemonInitReturns14AndCountsAsConnectedU
     EXPECT_FALSE(isOpen(descriptor));
 }
 
+TEST(ZTPowerManagementEndPoint, AConnectThatASignalInterruptsReturns14AndIsNotRepeated)
+{
+    int calls = 0;
+    const Interpose interrupted(interposed::connect, [&](auto...) {
+        ++calls;
+        errno = EINTR;
+        return -1;
+    });
+    ZTPowerManagementEndPoint endPoint;
+    EXPECT_EQ(endPoint.init(), 14);
+    EXPECT_EQ(calls, 1);
+    endPoint.release();
+}
+
 TEST(ZTPowerManagementEndPoint, SendingAfterAFailedInitReturns6WithoutASignal)
 {
     ZTPowerManagementEndPoint endPoint;
@@ -224,8 +238,8 @@ TEST_F(ZTPowerManagementEndPointTest, SecondReleaseReturns0AndDoesNothing)
 TEST_F(ZTPowerManagementEndPointTest, AFailedCloseReturns16AndGivesTheDescriptorUp)
 {
     const Interpose failing(interposed::close, [](int closing) {
-        interposed::close.real(closing);
-        errno = EIO;
+        EXPECT_EQ(interposed::close.real(closing), 0) << "once";
+        errno = EINTR;
         return -1;
     });
     EXPECT_EQ(endPoint.release(), 16);

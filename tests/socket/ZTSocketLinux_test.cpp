@@ -374,6 +374,37 @@ TEST_F(ZTSocketLinuxTest, ListeningAndAcceptingWithoutASocketPrintTheReason)
     EXPECT_EQ(output.flushes(), 2);
 }
 
+TEST_F(ZTSocketLinuxTest, WhatASignalInterruptsFailsAndIsNotRepeated)
+{
+    FakeSystem system;
+    socket.createSocket();
+    system.result = -1;
+    system.error = EINTR;
+    EXPECT_EQ(socket.connectSocket(), -1);
+    EXPECT_EQ(printed(), "Connect error: Interrupted system call for 127.0.0.1:15000\n");
+    EXPECT_EQ(system.addresses.size(), 1U);
+    int calls = 0;
+    const auto interrupted = [&](auto...) {
+        ++calls;
+        errno = EINTR;
+        return -1;
+    };
+    const Interpose accepting(interposed::accept, interrupted);
+    const Interpose sending(interposed::send, interrupted);
+    const Interpose receiving(interposed::recv, interrupted);
+    int number = 0;
+    EXPECT_EQ(socket.acceptSocket(), -1);
+    EXPECT_EQ(printed(), "Accept error: Interrupted system call\n");
+    EXPECT_EQ(socket.sendSocketData(55, &number, 4), -1);
+    EXPECT_EQ(printed(), "\tError sending: Interrupted system call\n");
+    EXPECT_EQ(socket.sendSocketData(&number, 4), -1);
+    EXPECT_EQ(socket.receiveSocketData(55, &number, 4), -1);
+    EXPECT_EQ(printed(), "\tError recv: Interrupted system call\n");
+    EXPECT_EQ(socket.receiveSocketData(&number, 4), -1);
+    EXPECT_EQ(printed(), "\tError recv2: Interrupted system call\n");
+    EXPECT_EQ(calls, 5);
+}
+
 TEST_F(ZTSocketLinuxTest, AcceptingOverwritesTheStoredAddress)
 {
     FakeSystem system;
