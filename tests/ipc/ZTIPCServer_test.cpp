@@ -1,6 +1,7 @@
 #include "zt/ZTIPCServer.h"
 
 #include "support/Diagnostics.h"
+#include "support/Emulation.h"
 #include "support/Interpose.h"
 #include "support/LocalPeer.h"
 #include "support/TemporaryFolder.h"
@@ -193,6 +194,7 @@ TEST_F(ZTIPCServerTest, AnAcceptThatASignalInterruptsReturnsNullAndLeavesTheClie
 
 TEST_F(ZTIPCServerTest, AClientsNameMayFillItsFieldWithoutANul)
 {
+    SKIP_UNDER_VALGRIND("it looks for the NUL of such a path behind its field");
     ASSERT_EQ(server.initialize(path), 0);
     for (const std::size_t length : {107U, 108U}) {
         const std::string name(length - (folder / "").size(), 'c');

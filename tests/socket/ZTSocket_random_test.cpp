@@ -4,6 +4,7 @@
 #include "FedSocket.h"
 #include "ReassemblyModel.h"
 #include "RecordBytes.h"
+#include "support/Emulation.h"
 
 #include <algorithm>
 #include <cstring>
@@ -104,6 +105,7 @@ class ZTSocketRandomTest : public testing::TestWithParam<int> {};
 
 TEST_P(ZTSocketRandomTest, AgreesWithTheModelHoweverTheStreamIsCut)
 {
+    SKIP_UNDER_VALGRIND("it takes minutes there; the fuzzer's seeds do not");
     const auto longestCut = static_cast<std::size_t>(GetParam());
     std::size_t cuts = std::min<std::size_t>(600000, 100000000 / longestCut);
     for (unsigned int seed = 1; cuts > 0 && !HasFailure(); ++seed) {

@@ -14,4 +14,10 @@
 #define SKIP_WHERE_SELECT_IS_EMULATED()                                                            \
     SKIP_IN_AN_EMULATOR("qemu's own select() aborts beyond FD_SETSIZE")
 
+/// The same where valgrind runs it.
+#define SKIP_UNDER_VALGRIND(why)                                                                   \
+    if (std::getenv("ZT_VALGRIND") != nullptr) {                                                   \
+        GTEST_SKIP() << "Under valgrind: " << (why);                                               \
+    }
+
 #endif

@@ -1,0 +1,205 @@
+// What there is no memory for throws std::bad_alloc, and leaves nothing behind.
+
+#include "support/Interpose.h"
+#include "support/LocalPeer.h"
+#include "support/TemporaryFolder.h"
+#include "zt/ZTConditionVariable.h"
+#include "zt/ZTEndPointHandler.h"
+#include "zt/ZTEndPointManager.h"
+#include "zt/ZTIPCServer.h"
+#include "zt/ZTLock.h"
+#include "zt/ZTMutex.h"
+#include "zt/ZTNetworkConfigFactory.h"
+#include "zt/ZTPipe.h"
+#include "zt/ZTPowerManagement.h"
+#include "zt/ZTSharedMutex.h"
+#include "zt/ZTSocketFactory.h"
+#include "zt/ZTThread.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <gtest/gtest.h>
+#include <memory>
+#include <new>
+#include <string>
+
+namespace {
+
+const int UNLIMITED = -1;
+
+// Of this thread.
+thread_local int allowed = UNLIMITED; // how many allocations succeed before one fails
+thread_local int held = 0;
+
+} // namespace
+
+// The libraries' memory comes from here, too.
+void* operator new(std::size_t size)
+{
+    void* const memory = allowed == 0 ? nullptr : std::malloc(size);
+    if (memory == nullptr) {
+        throw std::bad_alloc();
+    }
+    allowed -= allowed == UNLIMITED ? 0 : 1;
+    ++held;
+    return memory;
+}
+
+void operator delete(void* memory) noexcept
+{
+    held -= memory == nullptr ? 0 : 1;
+    std::free(memory);
+}
+
+void operator delete(void* memory, std::size_t /*size*/) noexcept
+{
+    operator delete(memory);
+}
+
+namespace {
+
+// Lets the first allocation of the action fail, then the second and so on, until it takes no more.
+// Returns how many there are.
+int failEachAllocation(const std::function<void()>& action)
+{
+    action(); // what is only done once is not held against it
+    for (int successes = 0;; ++successes) {
+        const int before = held;
+        allowed = successes;
+        try {
+            action();
+            allowed = UNLIMITED;
+            return successes;
+        } catch (const std::bad_alloc&) {
+            allowed = UNLIMITED;
+        }
+        EXPECT_EQ(held, before) << "after " << successes << " allocations";
+    }
+}
+
+auto openDescriptors()
+{
+    const std::filesystem::directory_iterator all("/proc/self/fd");
+    return std::distance(begin(all), end(all));
+}
+
+class NoHandler : public ZT::ZTEndPointHandler {
+    int onEndPointReadable(ZT::ZTEndPoint* /*endPoint*/,
+                           ZT::ZTEndPointManager* /*manager*/) override
+    {
+        return 0;
+    }
+    int onEndPointReconnected(ZT::ZTEndPoint* /*endPoint*/) override { return 0; }
+    int onEndPointDisconnected(ZT::ZTEndPoint* /*endPoint*/) override { return 0; }
+};
+
+class NoListener : public ZT::ZTIPCMessageArrivalListener {
+    void onMessageArrival(IPCMessage* /*message*/) override {}
+};
+
+} // namespace
+
+TEST(OutOfMemory, CreatingThrowsAndLeavesNothing)
+{
+    const std::string longName = "a name that takes memory of its own";
+    EXPECT_GT(failEachAllocation([] { delete ZT::ZTMutex::create(); }), 0);
+    EXPECT_GT(failEachAllocation([] { delete ZT::ZTSharedMutex::create(); }), 0);
+    EXPECT_GT(failEachAllocation([] { delete ZT::ZTConditionVariable::create(); }), 0);
+    EXPECT_GT(failEachAllocation([&] { delete ZT::ZTThread::create(longName); }), 1);
+    EXPECT_GT(failEachAllocation([] { delete ZT::ZTSocketFactory::createSocketClass(); }), 1);
+    EXPECT_GT(failEachAllocation([] { const ZT::ZTSocketLinux socket; }), 0);
+}
+
+TEST(OutOfMemory, ALockThatCannotBeCreatedHoldsNothing)
+{
+    const std::unique_ptr<ZT::ZTMutex> mutex(ZT::ZTMutex::create());
+    EXPECT_GT(failEachAllocation([&] {
+                  EXPECT_TRUE(mutex->try_lock());
+                  mutex->unlock();
+                  delete ZT::ZTLock::create(mutex.get());
+              }),
+              0);
+}
+
+TEST(OutOfMemory, ThePowerManagementThatCannotBeCreatedOpensNothing)
+{
+    const Interpose refused(interposed::connect, [](auto...) {
+        errno = ECONNREFUSED;
+        return -1;
+    });
+    const auto before = openDescriptors();
+    EXPECT_GT(failEachAllocation([] { EXPECT_EQ(ZT::ZTPowerManagement::create(), nullptr); }), 0);
+    EXPECT_EQ(openDescriptors(), before);
+}
+
+TEST(OutOfMemory, AnInterfaceThatCannotBeCreatedIsGone)
+{
+    ZT::ZTNetworkConfigFactory factory;
+    EXPECT_EQ(factory.create(1), 0);
+    allowed = 0;
+    EXPECT_THROW(factory.create(1), std::bad_alloc);
+    allowed = UNLIMITED;
+    EXPECT_EQ(factory.getEthInstance(1), nullptr);
+    EXPECT_EQ(factory.create(1), 0);
+    EXPECT_NE(factory.getEthInstance(1), nullptr);
+}
+
+TEST(OutOfMemory, AThreadThatCannotBeStartedCanBeDestroyed)
+{
+    EXPECT_GT(failEachAllocation([] {
+                  const std::unique_ptr<ZT::ZTThread> thread(ZT::ZTThread::create(""));
+                  thread->startThread([](void*) {}, nullptr);
+                  thread->join();
+              }),
+              1);
+}
+
+TEST(OutOfMemory, AnEndPointThatCannotBeAddedIsNotRegistered)
+{
+    ZT::ZTEndPointManager manager;
+    ZT::ZTPipe pipe;
+    pipe.init();
+    NoHandler handler;
+    EXPECT_GT(failEachAllocation([&] {
+                  EXPECT_EQ(manager.removeEndPoint(&pipe), 23);
+                  EXPECT_EQ(manager.addEndPoint(&pipe, &handler), 0);
+                  EXPECT_EQ(manager.removeEndPoint(&pipe), 0);
+              }),
+              1);
+}
+
+TEST(OutOfMemory, AListenerThatCannotBeSetIsNotThere)
+{
+    ZT::ZTIPCEndPoint endPoint(false);
+    const LocalPeer peer(endPoint);
+    endPoint.setReceiveTimeout(-1);
+    NoListener listener;
+    const auto before = openDescriptors();
+    EXPECT_GT(failEachAllocation([&] {
+                  EXPECT_EQ(endPoint.getMessageArrivalListener(), nullptr);
+                  endPoint.setMessageArrivalListener(&listener);
+                  endPoint.setMessageArrivalListener(nullptr);
+              }),
+              2);
+    EXPECT_EQ(openDescriptors(), before);
+    endPoint.deinitialize(); // before its peer goes
+}
+
+TEST(OutOfMemory, AClientWaitsUntilThereIsMemoryToAcceptIt)
+{
+    const TemporaryFolder folder;
+    ZT::ZTIPCServer server;
+    ASSERT_EQ(server.initialize(folder / "server"), 0);
+    ZT::ZTIPCEndPoint client(false);
+    ASSERT_EQ(client.initialize(folder / "client", false), 0);
+    ASSERT_EQ(client.connectTo(folder / "server"), 0);
+    const auto before = openDescriptors();
+    allowed = 0;
+    EXPECT_THROW(server.acceptConnection(), std::bad_alloc);
+    allowed = UNLIMITED;
+    EXPECT_EQ(openDescriptors(), before);
+    const std::unique_ptr<ZT::ZTIPCEndPoint> accepted(server.acceptConnection());
+    EXPECT_NE(accepted, nullptr);
+}
