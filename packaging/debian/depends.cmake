@@ -1,0 +1,36 @@
+# Run by cpack: finds the packages that each package depends on. CPack's own way of it cannot tell those of
+# another processor.
+set(folder ${CPACK_ZT_BUILD}/packages/depends)
+file(MAKE_DIRECTORY ${folder}/debian)
+file(WRITE ${folder}/debian/control "")
+set(known ${CPACK_ZT_SHLIBS})
+set(options -O --ignore-missing-info -l${CPACK_ZT_BUILD}/lib)
+if(CPACK_ZT_SYSROOT)
+    list(APPEND known ${CPACK_ZT_SYSROOT}/shlibs)
+    file(GLOB libraries ${CPACK_ZT_SYSROOT}/lib/*-linux-* ${CPACK_ZT_SYSROOT}/usr/lib/*-linux-*)
+    list(TRANSFORM libraries PREPEND -l)
+    list(APPEND options ${libraries})
+endif()
+file(REMOVE ${folder}/debian/shlibs.local)
+foreach(file ${known})
+    file(READ ${file} lines)
+    file(APPEND ${folder}/debian/shlibs.local "${lines}")
+endforeach()
+
+foreach(component ${CPACK_COMPONENTS_ALL})
+    string(TOUPPER ${component} id)
+    set(binaries)
+    foreach(binary ${CPACK_ZT_${id}_BINARIES})
+        if(EXISTS ${CPACK_ZT_BUILD}/${binary}.elf)
+            set(binary ${binary}.elf)
+        endif()
+        list(APPEND binaries ${CPACK_ZT_BUILD}/${binary})
+    endforeach()
+    if(binaries)
+        execute_process(
+            COMMAND ${CMAKE_COMMAND} -E env DEB_HOST_ARCH=${CPACK_ZT_ARCHITECTURE} dpkg-shlibdeps ${options} ${binaries}
+            WORKING_DIRECTORY ${folder} OUTPUT_VARIABLE depends OUTPUT_STRIP_TRAILING_WHITESPACE
+            COMMAND_ERROR_IS_FATAL ANY)
+        string(REGEX REPLACE "^.*Depends=" "" CPACK_DEBIAN_${id}_PACKAGE_DEPENDS "${depends}")
+    endif()
+endforeach()

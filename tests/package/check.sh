@@ -1,0 +1,90 @@
+#!/usr/bin/env bash
+# Installs what build/release and build/armhf hold, and the Debian packages made of it, into empty folders,
+# and builds and runs a consumer against each, found by CMake and by pkg-config.
+set -euo pipefail
+cd "$(dirname "$0")/../.."
+
+scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
+emulator=(qemu-arm -L build/armhf-sysroot)
+cross=(--toolchain "$PWD/cmake/armhf.cmake")
+
+# prints COMMAND...: it prints what the consumer has to.
+prints() {
+    diff <(echo "0 Z") <("$@")
+}
+
+# by_cmake INSTALLED [CMAKE-OPTION...]: leaves the consumer in $scratch/cmake.
+by_cmake() {
+    local installed=$1
+    shift
+    rm -rf "$scratch/cmake"
+    cmake -S tests/package -B "$scratch/cmake" -G Ninja -DCMAKE_PREFIX_PATH="$installed" \
+        -DCMAKE_FIND_ROOT_PATH="$installed" "$@" >/dev/null
+    cmake --build "$scratch/cmake" >/dev/null
+}
+
+# by_pkg_config INSTALLED COMPILER...: leaves the consumer in $scratch/pkg-config.
+by_pkg_config() {
+    local installed=$1 flags
+    shift
+    PKG_CONFIG_LIBDIR=$(dirname "$(find "$installed" -name ztapi-os-abs.pc)")
+    export PKG_CONFIG_LIBDIR
+    read -ra flags <<<"$(pkg-config --cflags --libs ztapi-os-abs)"
+    "$@" -std=c++11 -Wall -Wextra -Werror tests/package/consumer.cpp "${flags[@]}" \
+        -Wl,-rpath,"$(pkg-config --variable=libdir ztapi-os-abs)" -o "$scratch/pkg-config"
+}
+
+# install PRESET: into a folder that is moved afterwards.
+install() {
+    cmake --install "build/$1" --prefix "$scratch/unmoved" >/dev/null
+    mv "$scratch/unmoved" "$scratch/$1"
+}
+
+# unpack PRESET: its packages.
+unpack() {
+    local package
+    rm -rf "${scratch:?}/$1"
+    for package in "build/$1/packages"/*.deb; do
+        dpkg-deb --extract "$package" "$scratch/$1"
+    done
+}
+
+check_here() {
+    by_cmake "$1"
+    prints "$scratch/cmake/consumer"
+    by_pkg_config "$1" g++
+    prints "$scratch/pkg-config"
+}
+
+check_device() {
+    by_cmake "$1" "${cross[@]}"
+    prints "${emulator[@]}" "$scratch/cmake/consumer"
+    by_pkg_config "$1" arm-linux-gnueabihf-g++ --sysroot=build/armhf-sysroot
+    prints "${emulator[@]}" "$scratch/pkg-config"
+}
+
+# The recipes have the version in their names or texts, for they are read without CMake.
+check_recipes() {
+    local version
+    version=$(sed -n 's/^project(.* VERSION \([0-9.]*\) .*/\1/p' CMakeLists.txt)
+    [ -e "packaging/yocto/recipes-support/ztapi-os-abs/ztapi-os-abs_$version.bb" ]
+    grep -qx "ZTAPI_OS_ABS_VERSION = $version" packaging/buildroot/package/ztapi-os-abs/ztapi-os-abs.mk
+}
+
+check_recipes
+for preset in release armhf; do
+    cmake --preset "$preset" >/dev/null
+    cmake --build --preset "$preset" --target installed
+    install "$preset"
+done
+check_here "$scratch/release"
+"$scratch/release/bin/ztsim" -- true
+check_device "$scratch/armhf"
+
+script/package
+lintian --fail-on error,warning build/{release,armhf}/packages/*.deb
+unpack release
+unpack armhf
+check_here "$scratch/release/usr"
+check_device "$scratch/armhf/usr"
