@@ -13,8 +13,8 @@
 ///
 /// The two header words mean what the protocol that uses the endpoint makes of them.
 struct IPCMessage {
-    std::uint32_t header1;
-    std::uint32_t header2;
+    std::uint32_t header1;    ///< as the protocol says
+    std::uint32_t header2;    ///< as the protocol says
     std::uint32_t dataLength; ///< bytes in `data`
     unsigned char* data;      ///< made with new[], or null
 };

@@ -29,9 +29,9 @@ enum ZTEEPROMCommand : std::int32_t {
 
 /// Room for one field.
 union ZTEEPROMMessageData {
-    char text[33]; ///< 32 bytes and the NUL
-    std::uint8_t byte;
-    std::uint32_t value;
+    char text[33];       ///< 32 bytes and the NUL
+    std::uint8_t byte;   ///< 0 to 255
+    std::uint32_t value; ///< 32 bits
 };
 
 /// The device's identity data, which the health-monitor daemon reads from an EEPROM. Nothing is

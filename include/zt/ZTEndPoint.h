@@ -9,6 +9,7 @@ namespace ZT {
 /// state and a way to connect again.
 class ZT_API ZTEndPoint {
 public:
+    /// Opens nothing.
     explicit ZTEndPoint(bool autoReconnect = false);
     virtual ~ZTEndPoint();
 
@@ -21,6 +22,7 @@ public:
     /// The descriptor to write to; negative while there is none. The endpoint keeps it.
     virtual int getWriteEndPointID() const = 0;
 
+    /// A manager waits for the endpoints that are connected and looks after the others.
     virtual bool isConnected() const = 0;
 
     /// Connects (again). 0 on success, otherwise a result code of the derived class.

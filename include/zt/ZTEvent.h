@@ -27,6 +27,7 @@ public:
     ZTEvent();
     virtual ~ZTEvent();
 
+    /// Where it comes from, for example CATEGORY_POWER_MANAGEMENT; 0 until set.
     std::uint32_t getCategory() const { return category; }
     void setCategory(std::uint32_t newCategory) { category = newCategory; }
 

@@ -118,6 +118,7 @@ public:
     void setReceiveTimeout(long milliseconds);
     void setSendTimeout(long milliseconds);
 
+    /// The paths of the own socket and of the peer's; empty until they are known.
     std::string getEndPointAddress() const;
     std::string getPeerEndPointAddress() const;
 
@@ -125,6 +126,7 @@ public:
     int getReadEndPointID() const override;
     int getWriteEndPointID() const override;
 
+    /// Whether there is a connection that is not known to be lost.
     bool isConnected() const override;
 
     /// Sets, replaces or (null) removes the listener, which stays the caller's.

@@ -11,9 +11,9 @@ namespace ZT {
 struct ZT_API ZTNetworkConfig {
     ~ZTNetworkConfig();
 
-    std::string ipAddress;
-    std::string netmask;
-    std::string gateway; ///< the default one
+    std::string ipAddress; ///< of the interface
+    std::string netmask;   ///< of its network
+    std::string gateway;   ///< the default one
 };
 
 } // namespace ZT

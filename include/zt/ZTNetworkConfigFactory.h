@@ -51,6 +51,7 @@ public:
     std::string getDefaultNetmaskIP(int n) const;
     std::string getDefaultGatewayIP(int n) const;
 
+    /// Always empty.
     static const std::string emptyString;
 
 private:

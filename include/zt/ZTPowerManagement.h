@@ -83,6 +83,7 @@ public:
     /// A connected interface, which the caller deletes; null if the daemon cannot be reached.
     static ZTPowerManagement* create();
 
+    /// The key of the section "zt_power_management".
     static const unsigned int debugSection;
 };
 

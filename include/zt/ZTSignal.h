@@ -12,6 +12,7 @@ public:
     ZTSignal();
     ~ZTSignal() override;
 
+    /// Two numbers of the signal's own.
     std::uint64_t getSignalData1() const { return signalData1; }
     void setSignalData1(std::uint64_t newSignalData1) { signalData1 = newSignalData1; }
     std::uint64_t getSignalData2() const { return signalData2; }

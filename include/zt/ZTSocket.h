@@ -29,6 +29,7 @@ public:
     ZTSocket(const ZTSocket&) = delete;
     ZTSocket& operator=(const ZTSocket&) = delete;
 
+    /// The raw operations: ZTSocketLinux says what each does.
     virtual int initSocket() = 0;
     virtual int resetSocket() = 0;
     virtual int sendSocketData(ZTSocketMessage* message) = 0;
@@ -40,6 +41,7 @@ public:
     /// the connection, or a negative number with the reason in errno.
     virtual int receiveSocketData(unsigned int id, int* buffer, unsigned int length) = 0;
 
+    /// The raw operations, see ZTSocketLinux.
     virtual int closeSocket(unsigned int id) = 0;
     virtual int closeSocket() = 0;
     virtual int connectSocket(char* address, unsigned int port) = 0;
@@ -73,6 +75,7 @@ public:
     /// only a part went, and then the rest is lost. Throws std::bad_alloc without memory.
     virtual int sendSocketData(unsigned int id, ZTSocketMessage* message);
 
+    /// The own socket, see ZTSocketLinux.
     virtual int getSocketIdentifier() const = 0;
 
     /// The next complete record, in an array of exactly its length (but with room for 28 bytes at
@@ -103,6 +106,7 @@ public:
     /// So many bytes of an incomplete record are held: 64 MiB.
     static const unsigned int MAX_PARTIAL_SIZE = 64 * 1024 * 1024;
 
+    /// The key of the section "zt_socket_linux".
     static const unsigned int myDebugKey;
 
 private:

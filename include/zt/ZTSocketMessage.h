@@ -64,6 +64,7 @@ public:
     static const std::string MESSAGE_HEADER;       ///< "ZTSOCKETMESSAGE"
     static const unsigned int MESSAGE_HEADER_SIZE; ///< 15
 
+    /// The fields of the record, in its order.
     std::uint16_t messageType;
     std::uint32_t messageLength;
     bool messageFlag;

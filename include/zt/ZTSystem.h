@@ -31,6 +31,7 @@ public:
     /// whatever the command's exit code; 16 if it cannot be run, and then `output` is as it was.
     static int getSystemCommandOutput(const std::string& command, std::string& output);
 
+    /// The number of this process.
     static int getProcessID();
 
     /// "BSP " and the release of the kernel, for example "BSP 4.9.88". If the system does not tell

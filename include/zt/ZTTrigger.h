@@ -11,6 +11,7 @@ public:
     ZTTrigger();
     ~ZTTrigger() override;
 
+    /// A number of the trigger's own.
     std::uint32_t getTriggerData() const { return triggerData; }
     void setTriggerData(std::uint32_t newTriggerData) { triggerData = newTriggerData; }
 

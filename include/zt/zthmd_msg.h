@@ -9,11 +9,11 @@ namespace ZT {
 /// One record of the health-monitor daemon, request and reply alike: 36 bytes in the machine's byte
 /// order. What a type does not use is zero: clear the record, then fill it.
 struct zthmd_msg_t {
-    std::uint32_t type;
+    std::uint32_t type; ///< a command, or the type of an answer
     union {
-        char text[32]; ///< a text that fills it has no NUL
-        std::uint8_t byte;
-        std::uint32_t value;
+        char text[32];       ///< a text that fills it has no NUL
+        std::uint8_t byte;   ///< 0 to 255
+        std::uint32_t value; ///< 32 bits
     };
 };
 

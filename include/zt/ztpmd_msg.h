@@ -36,14 +36,14 @@ struct ztpmd_msg_t {
         std::uint32_t value; ///< time-out or propagation time, in the daemon's unit
     };
 
-    std::uint32_t type; ///< a ztpmd_msg_type
-    std::uint32_t reserved1;
+    std::uint32_t type;      ///< a ztpmd_msg_type
+    std::uint32_t reserved1; ///< 0
     union {
         char deviceName[16]; ///< in the device-state records; a received one may lack its NUL
-        power_t power;
+        power_t power;       ///< in the other records
     };
-    std::int32_t deviceState; ///< in the device-state records
-    std::uint8_t reserved2[20];
+    std::int32_t deviceState;   ///< in the device-state records
+    std::uint8_t reserved2[20]; ///< 0
 };
 
 static_assert(sizeof(ztpmd_msg_t) == 48, "the daemon's records have 48 bytes");
