@@ -7,8 +7,8 @@ endif()
 execute_process(COMMAND ${DPKG_ARCHITECTURE} --host-type ${CMAKE_LIBRARY_ARCHITECTURE} --query DEB_HOST_ARCH
     OUTPUT_VARIABLE architecture OUTPUT_STRIP_TRAILING_WHITESPACE ERROR_QUIET COMMAND_ERROR_IS_FATAL ANY)
 
-set(ZT_PACKAGE_MAINTAINER "ZTAPI OS_ABS maintainers <root@localhost>" CACHE STRING
-    "Who answers for the Debian packages")
+set(ZT_PACKAGE_MAINTAINER "ZTAPI OS_ABS maintainers <maintainers@ztapi.example>" CACHE STRING
+    "Who answers for the Debian packages, with an address")
 set(ZT_PACKAGE_REVISION 1 CACHE STRING "Revision of the Debian packages of this version")
 
 set(CPACK_GENERATOR DEB)
@@ -38,7 +38,8 @@ configure_file(${PROJECT_SOURCE_DIR}/CHANGELOG.md ${CMAKE_CURRENT_BINARY_DIR}/ch
 macro(zt_package component name section summary)
     list(APPEND CPACK_COMPONENTS_ALL ${component})
     string(TOUPPER ${component} id)
-    list(JOIN ARGN "\n" description)
+    set(lines ${ARGN})
+    list(JOIN lines "\n" description)
     set(CPACK_COMPONENT_${id}_DESCRIPTION "${summary}\n${description}")
     set(CPACK_DEBIAN_${id}_PACKAGE_NAME ${name})
     set(CPACK_DEBIAN_${id}_PACKAGE_SECTION ${section})
@@ -57,7 +58,6 @@ macro(zt_library_package component library name summary)
     file(WRITE ${control}/triggers "activate-noawait ldconfig\n")
     file(WRITE ${control}/shlibs "lib${library} ${PROJECT_VERSION_MAJOR} ${name} (>= ${PROJECT_VERSION})\n")
     set(CPACK_DEBIAN_${id}_PACKAGE_CONTROL_EXTRA ${control}/shlibs ${control}/triggers)
-    set(CPACK_DEBIAN_${id}_PACKAGE_MULTIARCH same)
     list(APPEND CPACK_ZT_SHLIBS ${control}/shlibs)
     set(CPACK_ZT_${id}_BINARIES lib/lib${library}.so)
 endmacro()
@@ -87,7 +87,6 @@ foreach(id RUNTIME COMPANION)
         "${CPACK_DEBIAN_${id}_PACKAGE_NAME} (= ${PROJECT_VERSION}-${ZT_PACKAGE_REVISION})")
 endforeach()
 list(JOIN CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS ", " CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS)
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_MULTIARCH same)
 if(ZT_INSTALLED_TOOLS)
     zt_package(tools ztapi-os-abs-tools utils
         "operating-system layer of an embedded device (tools)"
