@@ -26,11 +26,14 @@ foreach(component ${CPACK_COMPONENTS_ALL})
         endif()
         list(APPEND binaries ${CPACK_ZT_BUILD}/${binary})
     endforeach()
+    set(depends ${CPACK_ZT_${id}_DEPENDS})
     if(binaries)
         execute_process(
             COMMAND ${CMAKE_COMMAND} -E env DEB_HOST_ARCH=${CPACK_ZT_ARCHITECTURE} dpkg-shlibdeps ${options} ${binaries}
-            WORKING_DIRECTORY ${folder} OUTPUT_VARIABLE depends OUTPUT_STRIP_TRAILING_WHITESPACE
+            WORKING_DIRECTORY ${folder} OUTPUT_VARIABLE found OUTPUT_STRIP_TRAILING_WHITESPACE
             COMMAND_ERROR_IS_FATAL ANY)
-        string(REGEX REPLACE "^.*Depends=" "" CPACK_DEBIAN_${id}_PACKAGE_DEPENDS "${depends}")
+        string(REGEX REPLACE "^.*Depends=" "" found "${found}")
+        list(APPEND depends "${found}")
     endif()
+    list(JOIN depends ", " CPACK_DEBIAN_${id}_PACKAGE_DEPENDS)
 endforeach()

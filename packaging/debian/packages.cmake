@@ -26,7 +26,7 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_PACKAGE_RELEASE ${ZT_PACKAGE_REVISION})
 set(CPACK_DEBIAN_PACKAGE_SOURCE ztapi-os-abs)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_RECOMMENDS "net-tools, psmisc") # ifconfig, route, killall
-set(CPACK_PROJECT_CONFIG_FILE ${CMAKE_CURRENT_LIST_DIR}/depends.cmake) # it reads the three from here on
+set(CPACK_PROJECT_CONFIG_FILE ${CMAKE_CURRENT_LIST_DIR}/depends.cmake) # it reads all CPACK_ZT_
 set(CPACK_ZT_ARCHITECTURE ${architecture})
 set(CPACK_ZT_SYSROOT ${CMAKE_SYSROOT})
 set(CPACK_ZT_BUILD ${PROJECT_BINARY_DIR})
@@ -81,18 +81,19 @@ zt_package(development libztapi-os-abs-dev libdevel
     ${about}
     "This package contains the headers, and what CMake and pkg-config need to"
     "find the libraries.")
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS)
 foreach(id RUNTIME COMPANION)
-    list(APPEND CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
+    list(APPEND CPACK_ZT_DEVELOPMENT_DEPENDS
         "${CPACK_DEBIAN_${id}_PACKAGE_NAME} (= ${PROJECT_VERSION}-${ZT_PACKAGE_REVISION})")
 endforeach()
-list(JOIN CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS ", " CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS)
 if(ZT_INSTALLED_TOOLS)
     zt_package(tools ztapi-os-abs-tools utils
         "operating-system layer of an embedded device (tools)"
         ${about}
-        "This package contains the programs for a shell: ${ZT_INSTALLED_TOOLS}.")
+        "This package contains the programs for a shell.")
     list(TRANSFORM ZT_INSTALLED_TOOLS PREPEND bin/ OUTPUT_VARIABLE CPACK_ZT_TOOLS_BINARIES)
+    if(ztsim IN_LIST ZT_INSTALLED_TOOLS)
+        set(CPACK_ZT_TOOLS_DEPENDS bubblewrap)
+    endif()
 endif()
 
 include(CPack)
