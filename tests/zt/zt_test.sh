@@ -1,0 +1,461 @@
+#!/bin/bash
+# zt_test.sh ZTSIM ZT TEST: what zt prints, says and ends with. Each function whose name begins with
+# "zt_" is a test; "device" runs a shell script on a simulated device, in which zt is on the PATH.
+
+ztsim=$1
+here=$(dirname "$(readlink -f "$0")")
+scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
+PATH=$(dirname "$2"):$PATH
+failures=0
+
+fail()
+{
+    echo "line ${BASH_LINENO[1]}: $*"
+    failures=$((failures + 1))
+}
+
+expect_eq()
+{
+    [ "$1" == "$2" ] || fail "got \"$1\" instead of \"$2\""
+}
+
+expect_like()
+{
+    [[ $1 == $2 ]] || fail "got \"$1\", which is not like \"$2\""
+}
+
+# device [OPTION...] SCRIPT: runs the script there; in it "try" runs a command with all that it says on
+# stdout, and its exit code as a line behind that.
+device()
+{
+    "$ztsim" "${@:1:$#-1}" -- bash -c '
+        try() { "$@" 2>&1; echo "= $?"; }
+        '"${*: -1}"
+}
+
+# refuse MESSAGE ZT-ARGUMENTS...: one line on stderr, nothing on stdout, exit code 2
+refuse()
+{
+    local message=$1
+    shift
+    zt "$@" >"$scratch/out" 2>"$scratch/err"
+    local got=$?
+    [ $got -eq 2 ] || fail "exit code $got: zt $*"
+    [ -s "$scratch/out" ] && fail "stdout has \"$(cat "$scratch/out")\": zt $*"
+    [ "$(wc -l <"$scratch/err")" -eq 1 ] || fail "stderr has not one line: $(cat "$scratch/err")"
+    expect_like "$(cat "$scratch/err")" "zt: $message --help"
+}
+
+# ---------------------------------------------------------------------------- the command itself
+
+zt_refuses_wrong_usage()
+{
+    refuse "A verb is required; see zt"
+    refuse "The following argument was not expected: bogus; see zt" bogus
+    refuse "A verb is required; see zt power" power
+    refuse "*--bogus*; see zt info" info --bogus
+    local verb
+    for verb in health net ipc socket; do
+        refuse "A verb is required; see zt $verb" $verb
+    done
+}
+
+zt_helps()
+{
+    local help verb
+    help=$(zt --help) || fail "exit code $?"
+    for verb in info power health eeprom net copy ipc socket run ps "Exit codes:" " 125 " " 130 "; do
+        expect_like "$help" "*$verb*"
+    done
+    expect_eq "$(zt --version)" "zt 1.0.0"
+    help=$(zt power device --help) || fail "exit code $?"
+    expect_like "$help" "*[[]DEVICE] [[]STATE]*cam_output*--wait SECONDS*"
+}
+
+zt_fails_when_its_output_cannot_be_written()
+{
+    expect_like "$(device 'zt power state 2>&1 >/dev/full; echo "= $?"')" \
+        $'zt: cannot write the output: No space left on device\nzt: try: *\n= 1'
+    expect_eq "$(device 'mkfifo '"$scratch/fifo"'; exec 3<>'"$scratch/fifo"' 4>'"$scratch/fifo"' 3<&-
+        zt power state >&4; echo $?' 2>/dev/null)" 141
+}
+
+zt_shows_the_lines_of_the_library_if_told_to()
+{
+    local output
+    output=$(device --no-power-daemon 'ZT_DEBUG_LEVEL=1 zt eeprom customer-part-number 2>&1 >/dev/null')
+    expect_like "$output" "Customer Part Number read failed*zt: cannot read customer-part-number*"
+}
+
+# ---------------------------------------------------------------------------- info
+
+zt_info_shows_the_device()
+{
+    local output
+    output=$(device --health-field product-type=7 --health-field product-variant=2 \
+        --health-field serial-number=AB-1 --health-field part-number=PN-4 'try zt info' |
+        sed -E '/ram/s/[0-9]+$/N/')
+    expect_eq "$output" "version          BSP $(uname -r)
+total-ram-mib    N
+free-ram-mib     N
+product-type     7
+product-variant  2
+serial-number    AB-1
+part-number      PN-4
+address          192.168.135.6
+netmask          255.255.255.0
+gateway          192.168.135.1
+= 0"
+    output=$(device --health-field serial-number=AB-1 'zt info --json' |
+        python3 -c 'import json, sys; print(*sorted(json.load(sys.stdin).items()))')
+    expect_like "$output" "('address', '192.168.135.6') ('free-ram-mib', *('serial-number', 'AB-1')*"
+}
+
+zt_info_says_what_it_cannot_read()
+{
+    local output
+    output=$(device --no-health-daemon --no-eth0 'try zt info' | tail -n 12)
+    expect_eq "$output" 'product-type     -
+product-variant  -
+serial-number    -
+part-number      -
+address          -
+netmask          -
+gateway          -
+zt: there is no network interface eth0
+zt: try: see the names that ifconfig -a lists
+zt: cannot read product-type: result 1, the exchange with the other side failed
+zt: try: see that the health-monitor daemon runs; it listens on /var/run/zthmd_api
+= 1'
+    expect_like "$(device --no-health-daemon 'zt info --json' 2>/dev/null)" \
+        '*"serial-number":null,"part-number":null,"address":"192.168.135.6"*'
+    refuse "*; see zt info" info more
+}
+
+# ---------------------------------------------------------------------------- power
+
+zt_power_state_gets_and_sets()
+{
+    expect_eq "$(device --power-state 4 'try zt power state; try zt power state --json
+        try zt power state 5; try zt power state; try zt power state 3; try zt power state --json
+        try zt power state 6')" \
+        $'silent-on\n= 0\n{"state":4}\n= 0\n= 0\n5\n= 0\n= 0\n{"state":3}\n= 0\n= 0'
+}
+
+zt_power_state_refuses_what_is_no_state()
+{
+    refuse 'STATE: there is no power state "7"; see zt power state' power state 7
+    refuse 'STATE: there is no power state "on"; see zt power state' power state on
+    refuse 'STATE: silent-on can be reported, but not be asked for; see zt power state' \
+        power state silent-on
+    refuse '*more; see zt power state' power state 1 more
+    refuse '--wait: *0*; see zt power state' power state --wait 0
+}
+
+zt_power_timeout_gets_and_sets()
+{
+    expect_eq "$(device --power-timeout 1=5 --power-timeout 4=4294967295 \
+        'try zt power timeout; try zt power timeout --json; try zt power timeout 1
+        try zt power timeout 2 77; try zt power timeout 2 --json; try zt power timeout silent-on')" \
+        $'1          5\n2          0\nsilent-on  4294967295\n= 0
+{"1":5,"2":0,"silent-on":4294967295}\n= 0\n5\n= 0\n= 0\n{"2":77}\n= 0\n4294967295\n= 0'
+    refuse 'STATE: only 1, 2 and silent-on have a time-out; see zt power timeout' power timeout 3
+    refuse 'VALUE: "x" is no such number; see zt power timeout' power timeout 1 x
+    refuse 'VALUE: "4294967296" is no such number; see zt power timeout' power timeout 1 4294967296
+    refuse 'VALUE: "-1" is no such number; see zt power timeout' power timeout 1 -1
+}
+
+zt_power_propagation_gets_and_sets()
+{
+    expect_eq "$(device --propagation-time 9 'try zt power propagation; try zt power propagation 30
+        try zt power propagation --json')" $'9\n= 0\n= 0\n{"propagation":30}\n= 0'
+    refuse 'TIME: 31 is not in 0..30; see zt power propagation' power propagation 31
+    refuse 'TIME: "" is no such number; see zt power propagation' power propagation ""
+}
+
+zt_power_device_gets_and_sets()
+{
+    expect_eq "$(device --device touch=7 --device rs232=-2 'try zt power device touch
+        try zt power device console --json; try zt power device 8; try zt power device touch -1
+        try zt power device touch; try zt power device encoder_bl 1')" \
+        $'7\n= 0\n{"console":-2}\n= 0\n7\n= 0\n= 0\n-1\n= 0\n= 0'
+    expect_eq "$(device --device status_led2=3 'zt power device' | sed -n '1p;$p')" \
+        $'display      0\nstatus_led2  3'
+    expect_like "$(device 'zt power device --json')" '{"display":0,"display_bl":0,*"status_led2":0}'
+    refuse 'DEVICE: there is no device "toaster"; see zt power device' power device toaster
+    refuse 'DEVICE: there is no device "21"; see zt power device' power device 21
+    refuse 'STATE: "x" is no such number; see zt power device' power device touch x
+    refuse 'DEVICE: encoder_bl can be set, but is never reported; see zt power device' \
+        power device encoder_bl
+}
+
+zt_power_says_that_there_is_no_daemon()
+{
+    local verb
+    for verb in state "state 2" timeout "timeout 1 2" propagation "device touch" watch; do
+        expect_eq "$(device --no-power-daemon "try zt power $verb")" \
+            'zt: cannot reach the power-management daemon: result 14, not reachable
+zt: try: see that the power-management daemon runs; it listens on /var/run/ztpmd_api
+= 4'
+    done
+}
+
+zt_power_says_that_no_answer_came()
+{
+    local fault
+    for fault in silence short-record unknown-type hang-up; do
+        expect_eq "$(device --power-fault $fault@1 'try zt power state --wait 0.3')" \
+            'zt: cannot get the power state: result 17, the time is up: the power-management daemon has not answered within 0.3 s
+zt: try: see that the daemon is well, or give it longer with --wait SECONDS
+= 3'
+    done
+    expect_like "$(device --power-fault silence@1 --power-fault silence@2 'try zt power state 2 --wait 0.1')" \
+        $'zt: cannot set the power state 2: result 17, *\n= 3'
+}
+
+zt_power_says_that_the_daemon_has_not_heeded()
+{
+    expect_eq "$(device --power-state 1 --power-fault silence@1 'try zt power state 2 --wait 0.3')" \
+        'zt: cannot set the power state 2: the daemon reports 1 instead
+zt: try: see whether it takes such a change later, or give it longer with --wait
+= 1'
+}
+
+# Runs a watch beside what it is to see: the script goes on once the watch hears the state 5.
+watched='
+    await() { until grep -q "$1" watched; do zt power state 5; done; }
+    cd '"$scratch"
+
+zt_power_watch_prints_each_event()
+{
+    device "$watched"'
+        zt power watch >watched & await 5
+        zt power timeout silent-on 8; zt power device touch -3; zt power propagation 4
+        zt power state 2; kill $!; wait $!; echo "= $?" >>watched'
+    expect_eq "$(grep -v 5 "$scratch/watched")" \
+        $'timeout silent-on 8\ndevice touch -3\nnew-propagation 4\nnew-state 2\n= 0'
+    expect_eq "$(grep 5 "$scratch/watched" | sort -u)" "new-state 5"
+}
+
+zt_power_watch_prints_json()
+{
+    device "$watched"'
+        zt power watch --json >watched & await 5
+        zt power timeout 1 8; zt power device touch -3; zt power propagation 4
+        kill -HUP $!; wait $!; echo "= $?" >>watched'
+    expect_eq "$(sed -E '/"state":5/d; s/"time":[0-9]+/"time":N/' "$scratch/watched")" \
+        '{"event":"timeout","time":N,"state":1,"value":8}
+{"event":"device","time":N,"device":"touch","state":-3}
+{"event":"new-propagation","time":N,"state":2,"value":4}
+= 0'
+}
+
+zt_power_watch_ends_after_a_count()
+{
+    device "$watched"'
+        zt power watch --count 2 >watched & watch=$!
+        while kill -0 $watch 2>/dev/null; do zt power state 5; done
+        wait $watch; echo "= $?" >>watched'
+    expect_eq "$(cat "$scratch/watched")" $'new-state 5\nnew-state 5\n= 0'
+    refuse "*--count*; see zt power watch" power watch --count x
+    refuse "*--count*; see zt power watch" power watch --count -1
+}
+
+zt_power_watch_goes_on_when_the_daemon_comes_back()
+{
+    device --power-fault hang-up@1 --power-away 100 "$watched"'
+        zt power watch >watched & zt power state --wait 0.1 2>/dev/null
+        await 5
+        kill $!; wait $!; echo "= $?" >>watched' 2>/dev/null
+    expect_eq "$(sort -u "$scratch/watched")" $'= 0\nnew-state 5'
+}
+
+zt_power_watch_ends_during_half_a_record()
+{
+    expect_eq "$(device --no-power-daemon 'mkfifo '"$scratch/ready"'
+        python3 -c "
+import socket
+server = socket.socket(socket.AF_UNIX)
+server.bind(\"/var/run/ztpmd_api\")
+server.listen()
+open(\"'"$scratch/ready"'\", \"w\").close()
+client, _ = server.accept()
+client.send(bytes(20))
+open(\"'"$scratch/ready"'\", \"w\").close()
+client.recv(1)" & : <'"$scratch/ready"'
+        zt power watch & : <'"$scratch/ready"'
+        while kill $! 2>/dev/null; do sleep 0.1; done
+        wait $!; [ $? -eq 0 -o $? -eq 143 ] || echo "exit code $?"')" ""
+}
+
+# ---------------------------------------------------------------------------- health
+
+zt_health_gets_and_sets()
+{
+    expect_eq "$(device --health-field value-26=200 --health-field value-32=4294967295 \
+        'try zt health get; try zt health get --json; try zt health get value-26
+        try zt health set value-29 255; try zt health get value-29 --json
+        try zt health set value-32 70000; try zt health get value-32')" \
+        $'value-20  0\nvalue-26  200\nvalue-29  0\nvalue-32  4294967295\n= 0
+{"value-20":0,"value-26":200,"value-29":0,"value-32":4294967295}\n= 0\n200\n= 0
+= 0\n{"value-29":255}\n= 0\n= 0\n70000\n= 0'
+}
+
+zt_health_refuses_wrong_usage()
+{
+    refuse 'NAME: there is no value "value-21"; see zt health get' health get value-21
+    refuse 'NAME: there is no value "x"; see zt health set' health set x 1
+    refuse 'NAME is required; see zt health set' health set
+    refuse 'NUMBER is required; see zt health set' health set value-20
+    refuse 'NUMBER: 256 is not in 0..255; see zt health set' health set value-20 256
+    refuse '*NUMBER*; see zt health set' health set value-32 4294967296
+    refuse '*NUMBER*; see zt health set' health set value-20 -1
+    refuse '*NUMBER*; see zt health set' health set value-20 x
+}
+
+zt_health_says_what_failed()
+{
+    expect_eq "$(device --no-health-daemon 'try zt health get value-20')" \
+        'zt: cannot get value-20: result 14, not reachable
+zt: try: see that the health-monitor daemon runs; it listens on /var/run/zthmd_api
+= 4'
+    expect_eq "$(device --health-fault silence@1 'try zt health set value-20 1 --wait 0.2')" \
+        'zt: cannot set value-20: result 8, it could not be received: the health-monitor daemon has not answered within 0.2 s
+zt: try: see that the daemon is well, or give it longer with --wait SECONDS
+= 3'
+    expect_like "$(device --health-fault unknown-type@1 'try zt health get')" \
+        $'zt: cannot get value-20: result 1, the exchange with the other side failed\n*\n= 1'
+    expect_like "$(device --health-fault hang-up@1 'try zt health get value-32')" \
+        $'zt: cannot get value-32: result 1, the exchange with the other side failed\n*\n= 1'
+}
+
+# ---------------------------------------------------------------------------- eeprom
+
+zt_eeprom_reads_the_identity()
+{
+    local fields=(--health-field product-type=7 --health-field "serial-number=A 1"
+        --health-field field-25=4294967295 --health-field $'part-number=a\tb\\c')
+    expect_eq "$(device "${fields[@]}" 'try zt eeprom')" 'field-0          0
+product-type     7
+product-variant  0
+field-6          0
+field-8
+part-number      a\x09b\\c
+serial-number    A 1
+field-16         0
+field-19         0
+field-21         0
+field-23         0
+field-25         4294967295
+= 0'
+    expect_eq "$(device "${fields[@]}" 'try zt eeprom serial-number; try zt eeprom part-number --json
+        try zt eeprom product-type; try zt eeprom field-25 --json')" \
+        $'A 1\n= 0\n{"part-number":"a\\tb\\\\c"}\n= 0\n7\n= 0\n{"field-25":4294967295}\n= 0'
+    expect_like "$(device "${fields[@]}" 'zt eeprom --json')" \
+        '{"field-0":0,"product-type":7,*"serial-number":"A 1",*}'
+    expect_eq "$(device --health-field $'field-8=\xff' 'zt eeprom field-8 --json')" $'{"field-8":"\xef\xbf\xbd"}'
+}
+
+zt_eeprom_writes_one_field()
+{
+    local output
+    output=$("$ztsim" -v -- zt eeprom field-17 255 2>&1) || fail "exit code $?"
+    expect_like "$output" "*<- set field-17 255*"
+    refuse 'NAME: field-17 can only be written; see zt eeprom' eeprom field-17
+    refuse 'NAME: product-type can only be read; see zt eeprom' eeprom product-type 1
+    refuse 'NAME: there is no field "x"; see zt eeprom' eeprom x
+    refuse 'BYTE: *256*; see zt eeprom' eeprom field-17 256
+    refuse '*BYTE*; see zt eeprom' eeprom field-17 x
+}
+
+zt_eeprom_says_what_failed()
+{
+    expect_eq "$(device 'try zt eeprom customer-part-number')" \
+        'zt: cannot read customer-part-number: result 11, not supported
+zt: try: take another field: the health-monitor daemon does not have this one
+= 1'
+    expect_like "$(device --no-health-daemon 'try zt eeprom serial-number')" \
+        $'zt: cannot read serial-number: result 1, the exchange with the other side failed\n*\n= 1'
+    expect_like "$(device --health-fault silence@1 'try zt eeprom --wait 0.2')" \
+        $'zt: cannot read field-0: result 1, *has not answered within 0.2 s\n*\n= 3'
+}
+
+# ---------------------------------------------------------------------------- net
+
+zt_net_shows_and_sets()
+{
+    expect_eq "$(device 'try zt net show; try zt net set --address 192.168.135.9
+        try zt net show --json; try zt net set --netmask 255.255.0.0 --gateway 192.168.1.1
+        try zt net show --interface eth0')" \
+        'address  192.168.135.6
+netmask  255.255.255.0
+gateway  192.168.135.1
+= 0
+= 0
+{"address":"192.168.135.9","netmask":"255.255.255.0","gateway":"192.168.135.1"}
+= 0
+= 0
+address  192.168.135.9
+netmask  255.255.0.0
+gateway  192.168.1.1
+= 0'
+}
+
+zt_net_refuses_wrong_usage()
+{
+    refuse '*--address,--netmask,--gateway*required; see zt net set' net set
+    refuse '--address: "1.2.3" is not four numbers with dots between them; see zt net set' \
+        net set --address 1.2.3
+    refuse '--gateway: "1.2.3.4;true" is not *; see zt net set' net set --gateway '1.2.3.4;true'
+    refuse '--interface: *wlan0*; see zt net show' net show --interface wlan0
+}
+
+zt_net_says_what_failed()
+{
+    expect_eq "$(device --no-eth0 'try zt net show; try zt net set --address 192.168.135.9')" \
+        'zt: there is no network interface eth0
+zt: try: see the names that ifconfig -a lists
+= 1
+zt: there is no network interface eth0
+zt: try: see the names that ifconfig -a lists
+= 1'
+    expect_like "$(device 'ifconfig eth0 0.0.0.0; try zt net show')" \
+        $'zt: cannot read the settings of eth0: result 5, it could not be read\nzt: try: *\n= 1'
+    expect_eq "$(device 'try zt net set --gateway 10.0.0.1; zt net show; try zt net set --address 192.168.135.9')" \
+        'zt: cannot set eth0 to 192.168.135.6 netmask 255.255.255.0 gateway 10.0.0.1: SIOCADDRT: Network is unreachable
+zt: try: see what zt net show says now, whether the gateway lies in the new network, and that you are root
+= 1
+address  192.168.135.6
+netmask  255.255.255.0
+gateway  -
+zt: there is no gateway that could stay
+zt: try: give one with --gateway
+= 1'
+}
+
+# ---------------------------------------------------------------------------- run, ps
+
+zt_run_ends_with_the_exit_code_of_the_command()
+{
+    expect_eq "$(device 'try zt run exit 7; try zt run echo "a  b"; try zt run echo -n x
+        try zt run "(echo one; echo two)" "|" tac; try zt run nonesuch 2>/dev/null | tail -n 1')" \
+        $'= 7\na b\n= 0\nx= 0\ntwo\none\n= 0\n= 127'
+    expect_eq "$(device 'try zt run "kill -9 \$\$"')" \
+        'zt: "kill -9 $$" was ended by a signal, or could not be run: result -1, the system refused it
+zt: try: the command in a shell, to see what becomes of it
+= 125'
+    refuse "COMMAND is required; see zt run" run
+}
+
+zt_ps_says_what_runs()
+{
+    expect_eq "$(device 'try zt ps bash; try zt ps bash nonesuch; try zt ps nonesuch bash --json')" \
+        $'bash runs\n= 0\nbash runs\nnonesuch does not run\n= 1\n{"nonesuch":false,"bash":true}\n= 1'
+    refuse "NAME is required; see zt ps" ps
+    refuse 'NAME: "$(reboot)" is no name of a program; see zt ps' ps '$(reboot)'
+    refuse 'NAME: "" is no name of a program; see zt ps' ps ""
+}
+
+$3
+[ $failures -eq 0 ]

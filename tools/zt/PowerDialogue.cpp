@@ -1,0 +1,67 @@
+#include "PowerDialogue.h"
+
+#include "Failure.h"
+#include "TimeLimit.h"
+#include "zt/ZTSignal.h"
+#include "ztutil/ZTTick.h"
+
+#include <utility>
+
+namespace zt {
+namespace {
+
+const unsigned int PAUSE_MS = 500;
+
+} // namespace
+
+const char* const POWER_ADVICE =
+    "see that the power-management daemon runs; it listens on /var/run/ztpmd_api";
+
+PowerDialogue::PowerDialogue()
+{
+    check(interface.init(), "reach the power-management daemon", POWER_ADVICE);
+    interface.setEventListener(this);
+    check(interface.subscribeToEndpointManager(&endPoints), "listen to the daemon", "report this");
+}
+
+void PowerDialogue::setHearer(std::function<void(const PowerReport&)> newHearer)
+{
+    hearer = std::move(newHearer);
+}
+
+void PowerDialogue::listen()
+{
+    endPoints.waitForEndPoints(ZT::ZTTick::getTickCount() + PAUSE_MS, 0);
+}
+
+PowerReport PowerDialogue::await(const std::string& task, double seconds, const Predicate& isAnswer)
+{
+    std::optional<PowerReport> answer;
+    setHearer([&](const PowerReport& report) {
+        if (!answer && isAnswer(report)) {
+            answer = report;
+        }
+    });
+    const TimeLimit limit(seconds);
+    while (!answer && !TimeLimit::isOver()) {
+        listen();
+    }
+    setHearer(nullptr);
+    if (!answer) {
+        throw Failure(NO_ANSWER,
+                      "cannot " + task + ": " + describeResult(17) +
+                          ": the power-management daemon has not answered " + within(seconds),
+                      "see that the daemon is well, or give it longer with --wait SECONDS");
+    }
+    return *answer;
+}
+
+int PowerDialogue::onSignal(ZT::ZTSignal& signal)
+{
+    if (hearer) {
+        hearer({signal.getEventID(), signal.getState(), signal.getValue(), signal.getTimestamp()});
+    }
+    return 0;
+}
+
+} // namespace zt

@@ -1,0 +1,56 @@
+#ifndef ZT_TOOL_POWERDIALOGUE_H
+#define ZT_TOOL_POWERDIALOGUE_H
+
+#include "zt/ZTEndPointManager.h"
+#include "zt/ZTPowerManagementInterfaceR7.h"
+#include "zt/ZTSignalListener.h"
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+
+namespace zt {
+
+/// What the power-management daemon has reported; ZT::ztPowerEvents tells what the fields mean.
+struct PowerReport {
+    std::uint32_t event;
+    std::int32_t state;
+    std::uint32_t value;
+    std::uint32_t timestamp;
+};
+
+/// A connection to the daemon, and what comes over it.
+class PowerDialogue final : private ZT::ZTSignalListener {
+public:
+    /// Connects; throws Failure.
+    PowerDialogue();
+
+    using Predicate = std::function<bool(const PowerReport&)>;
+
+    /// Called with each report.
+    void setHearer(std::function<void(const PowerReport&)> newHearer);
+
+    /// Waits for reports, half a second at most, and for the daemon if it has gone.
+    void listen();
+
+    /// Waits for the report for which `isAnswer` is true.
+    PowerReport await(const std::string& task, double seconds, const Predicate& isAnswer);
+
+    ZT::ZTPowerManagement& power() { return interface; }
+    ZT::ZTEndPointManager& manager() { return endPoints; }
+
+private:
+    int onSignal(ZT::ZTSignal& signal) override;
+
+    ZT::ZTPowerManagementInterfaceR7 interface;
+    ZT::ZTEndPointManager endPoints; // goes before what it knows
+    std::function<void(const PowerReport&)> hearer;
+};
+
+/// For Failure.
+extern const char* const POWER_ADVICE;
+
+} // namespace zt
+
+#endif
