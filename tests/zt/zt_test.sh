@@ -457,5 +457,327 @@ zt_ps_says_what_runs()
     refuse 'NAME: "" is no name of a program; see zt ps' ps ""
 }
 
+# ---------------------------------------------------------------------------- copy
+
+# A folder of five files and a subfolder, and an empty one.
+make_folders()
+{
+    mkdir "$scratch/source" "$scratch/source/sub" "$scratch/target"
+    local name
+    for name in a b c d "e e"; do
+        head -c 2000 /dev/urandom >"$scratch/source/$name"
+    done
+    cp -r "$scratch/source" "$scratch/expected"
+}
+
+zt_copy_copies_a_folder()
+{
+    make_folders
+    local output
+    output=$(device "cd $scratch; try zt copy source target") || fail "exit code $?"
+    expect_like "$output" $'* %\n*100 %\ncopied 5 files, 10000 bytes\nzt: left out, for they are no regular files: 1\n= 0'
+    expect_eq "$(grep -vxE '([1-9]|10)0 %' <<<"$output" | wc -l)" 3
+    rmdir "$scratch/expected/sub"
+    expect_eq "$(diff -r "$scratch/expected" "$scratch/target")" ""
+}
+
+zt_copy_copies_a_file()
+{
+    make_folders
+    expect_like "$(device "cd $scratch; try zt copy source/a b")" $'*100 %\ncopied 1 file, 2000 bytes\n= 0'
+    cmp "$scratch/source/a" "$scratch/b" || fail "b is another"
+    expect_like "$(device "cd $scratch; try zt copy 'source/e e' target")" $'*copied 1 file, 2000 bytes\n= 0'
+    cmp "$scratch/source/e e" "$scratch/target/e e" || fail "target/e e is another"
+}
+
+zt_copy_moves()
+{
+    make_folders
+    expect_like "$(device "cd $scratch; try zt copy --move source/a b; try zt copy source target --move")" \
+        $'*moved 1 file, 2000 bytes\n= 0\n*moved 4 files, 8000 bytes\n*\n= 0'
+    expect_eq "$(ls "$scratch/source")" sub
+    cmp "$scratch/expected/a" "$scratch/b" || fail "b is another"
+    expect_eq "$(ls "$scratch/target")" $'b\nc\nd\ne e'
+}
+
+zt_copy_keeps_what_would_be_lost()
+{
+    make_folders
+    ln "$scratch/source/a" "$scratch/target/a"
+    expect_eq "$(device "cd $scratch; try zt copy --move source/b source/b; try zt copy --move source target
+        rm target/a; head -c 2001 /dev/zero >target/d; try zt copy source target")" \
+        'zt: "source/b" is the source itself
+zt: try: give another target
+= 1
+zt: "target/a" is the source itself
+zt: try: give another target
+= 1
+zt: "target/d" is longer than its source and would keep its end
+zt: try: remove it first
+= 1'
+    expect_eq "$(diff -r "$scratch/expected" "$scratch/source")" ""
+}
+
+zt_copy_says_what_failed()
+{
+    make_folders
+    expect_eq "$(device "cd $scratch; try zt copy nonesuch b; try zt copy source nonesuch
+        try zt copy source/sub target; try zt copy source/a nonesuch/b")" \
+        'zt: cannot copy "nonesuch" to "b": result 16, a file could not be opened or written
+zt: try: see that SOURCE is there and may be read
+= 1
+zt: cannot copy "source" to "nonesuch": result 41, it is no folder
+zt: try: copy a folder into a folder that is there: mkdir TARGET
+= 1
+zt: cannot copy "source/sub": result 42, there is nothing to copy
+zt: try: take a SOURCE with files that are not empty; subfolders are left out
+= 1
+zt: cannot copy "source/a": result 16, a file could not be opened or written
+zt: try: see whether TARGET may be written and has room; the source is kept
+= 1'
+    expect_like "$(device "cd $scratch; mount -t tmpfs -o size=4k none target; try zt copy --move source target")" \
+        $'*zt: cannot move "source": result 16, a file could not be opened or written\n*\n= 1'
+    refuse "SOURCE is required; see zt copy" copy
+    refuse "TARGET is required; see zt copy" copy a
+    refuse "*c; see zt copy" copy a b c
+}
+
+# on_terminal SCRIPT COMMAND...: see terminal.py
+on_terminal()
+{
+    python3 "$here/../ztsim/terminal.py" "$@"
+}
+
+zt_copy_draws_a_bar_on_a_terminal()
+{
+    make_folders
+    local output
+    output=$(on_terminal "" "$ztsim" -- zt copy "$scratch/source" "$scratch/target")
+    expect_eq $? 0
+    expect_like "$output" *$'\e[K100 % [[]==*==] 0:0[0-9]\e[K\ncopied 5 files, 10000 bytes\n*'
+    # There is room for the "^C". A terminal has 80 columns if nobody knows better.
+    expect_eq "$(sed $'s/\e\\[K/\\n/g' <<<"$output" | grep -E '^ *[0-9]+ %' | sed 's/./x/g' | sort -u | wc -c)" 78
+    output=$(on_terminal "" "$ztsim" -- sh -c "stty cols 40; zt copy '$scratch/source/a' '$scratch/b'")
+    expect_eq "$(sed $'s/\e\\[K/\\n/g' <<<"$output" | grep -E '^ *[0-9]+ %' | sed 's/./x/g' | sort -u | wc -c)" 38
+    output=$(on_terminal "" "$ztsim" -- sh -c "stty cols 12; zt copy '$scratch/source/a' '$scratch/c'")
+    expect_like "$output" *$'100 %\e[K\ncopied 1 file*'
+}
+
+zt_copy_stops_at_ctrl_c()
+{
+    make_folders
+    local output
+    output=$(on_terminal $'expect %\ntype \\x03' "$ztsim" -- zt copy --move "$scratch/source" "$scratch/target")
+    expect_eq $? 130
+    expect_like "$output" *$'\e[K\nzt: stopping after the file that is being copied; Ctrl-C again ends at once\n*
+zt: stopped at * %\nzt: try: the same again, which begins anew with what is left in SOURCE'*
+    [ -e "$scratch/source/sub" ] || fail "the source is gone"
+    # Every file is whole, and in one of the two places.
+    expect_eq "$(ls "$scratch/source" "$scratch/target" | grep -x '.\|e e' | sort)" $'a\nb\nc\nd\ne e'
+    local name
+    for name in a b c d "e e"; do
+        cmp "$scratch/expected/$name" "$scratch/source/$name" 2>/dev/null ||
+            cmp "$scratch/expected/$name" "$scratch/target/$name" || fail "$name is broken"
+    done
+}
+
+zt_copy_stops_at_sigterm()
+{
+    make_folders
+    expect_like "$(device "cd $scratch; zt copy source target >out 2>&1 & until grep -q % out; do :; done
+        kill \$!; wait \$!; echo = \$?; tail -n 2 out")" $'= 143\nzt: stopped at * %\nzt: try: *'
+}
+
+# ---------------------------------------------------------------------------- ipc
+
+# listening VERB...: starts that in the background, and waits until it listens
+listening='
+    listening() { : >errors; "$@" >heard 2>errors & until grep -q listening errors; do kill -0 $! || return; done; }
+    cd '"$scratch"
+
+zt_ipc_sends_and_listens()
+{
+    expect_eq "$(device "$listening
+        listening zt ipc listen server --count 3
+        try zt ipc send server one $'two\\n\\\\' --from me
+        try zt ipc send server three --from /tmp/you --header1 7 --header2 4294967295
+        wait \$!; echo = \$?; cat heard; ls -A")" \
+        $'= 0\n= 0\n= 0\nme 0 0 one\nme 0 0 two\\x0a\\\\\n/tmp/you 7 4294967295 three\nerrors\nheard'
+}
+
+zt_ipc_listens_until_a_signal()
+{
+    expect_eq "$(device "$listening
+        listening zt ipc listen server --json
+        try zt ipc send server $'\\xff' --from me
+        until [ -s heard ]; do :; done; kill \$!; wait \$!; echo = \$?; cat heard errors; ls -A")" \
+        $'= 0\n= 0\n{"peer":"me","header1":0,"header2":0,"text":"\xef\xbf\xbd","hex":"ff"}\nzt: listening on server\nerrors\nheard'
+}
+
+zt_ipc_waits_for_an_answer()
+{
+    local server='
+import socket
+server = socket.socket(socket.AF_UNIX)
+server.bind("server")
+server.listen()
+print("listening", flush=True)
+client, name = server.accept()
+client.send(client.recv(100).replace(b"hello", b"HELLO"))
+client.recv(100)
+client.recv(100)'
+    echo "$server" >"$scratch/server.py"
+    expect_eq "$(device "$listening
+        listening sh -c 'exec python3 server.py >&2'
+        try zt ipc send server hello again --answer --wait 0.3 --header1 3")" \
+        'server 3 0 HELLO
+zt: cannot receive an answer: result 17, the time is up
+zt: try: see that the server answers, or give it longer with --wait SECONDS
+= 3'
+    expect_like "$(device "$listening
+        rm server; listening sh -c 'exec python3 server.py >&2'
+        zt ipc send server hello --answer --json")" \
+        '{"peer":"server","header1":0,"header2":0,"text":"HELLO","hex":"48454c4c4f"}'
+}
+
+zt_ipc_says_what_failed()
+{
+    expect_eq "$(device "$listening
+        touch server.txt mine
+        try zt ipc listen server; try zt ipc listen nonesuch/server; try zt ipc send server hello
+        try zt ipc send server hello --from mine
+        rm server.txt; listening zt ipc listen server; try zt ipc listen server; kill \$!; ls mine")" \
+        'zt: cannot listen: "./server.txt" begins with the same name and would be removed
+zt: try: another PATH, or move that away
+= 1
+zt: cannot listen on nonesuch/server: result 3, it could not be set up
+zt: try: see that the folder is there and may be written
+= 1
+zt: cannot connect to server: result 14, not reachable
+zt: try: see that a server listens there
+= 4
+zt: mine is a file that would be replaced
+zt: try: another name with --from
+= 1
+zt: cannot listen: a server listens on server already
+zt: try: another PATH, or end that server
+= 1
+mine'
+}
+
+zt_ipc_refuses_wrong_usage()
+{
+    refuse 'PATH is required; see zt ipc listen' ipc listen
+    refuse 'PATH: a path has letters, digits*; see zt ipc listen' ipc listen 'a;b'
+    refuse 'PATH: a path has 1 to 107 characters; see zt ipc listen' ipc listen "$(printf 'a%.0s' {1..108})"
+    refuse 'TEXT is required; see zt ipc send' ipc send server
+    refuse 'TEXT: a text has 1 to 255 bytes; see zt ipc send' ipc send server ""
+    refuse 'TEXT: a text has 1 to 255 bytes; see zt ipc send' ipc send server "$(printf 'a%.0s' {1..256})"
+    refuse '*--header1*; see zt ipc send' ipc send server a --header1 4294967296
+    refuse '*--count*; see zt ipc listen' ipc listen server --count x
+}
+
+# ---------------------------------------------------------------------------- socket
+
+zt_socket_sends_and_listens()
+{
+    expect_eq "$(device "$listening
+        listening zt socket listen --count 4
+        try zt socket send hello
+        try zt socket send
+        try zt socket send --type 65535 --flag --parameters 1,2,65535 $'a b\\n'
+        try zt socket send \"\$(printf 'a%.0s' {1..5000})\"
+        wait \$!; echo = \$?; sed -E 's/:[0-9]+ /:N /; s/a{5000}/5000/' heard; cat errors")" \
+        $'= 0\n= 0\n= 0\n= 0\n= 0
+127.0.0.1:N 200 false 0 0 0 hello
+127.0.0.1:N 200 false 0 0 0
+127.0.0.1:N 65535 true 1 2 65535 a b\\x0a
+127.0.0.1:N 200 false 0 0 0 5000
+zt: listening on 127.0.0.1:15000'
+}
+
+zt_socket_listens_until_a_signal()
+{
+    expect_eq "$(device "$listening
+        listening zt socket listen --json --address 192.168.135.6 --port 16000
+        try zt socket send --address 192.168.135.6 --port 16000 hi
+        until [ -s heard ]; do :; done; kill -HUP \$!; wait \$!; echo = \$?; sed -E 's/:[0-9]+\"/:N\"/' heard")" \
+        $'= 0\n= 0\n{"peer":"192.168.135.6:N","type":200,"flag":false,"parameters":[0,0,0],"text":"hi","hex":"6869"}'
+}
+
+zt_socket_says_what_failed()
+{
+    expect_eq "$(device "$listening
+        try zt socket send; try zt socket listen --address 10.1.2.3
+        listening zt socket listen; try zt socket listen; kill \$!")" \
+        'zt: cannot connect to 127.0.0.1:15000: result -1, Connection refused
+zt: try: see that a server listens there
+= 4
+zt: cannot listen on 10.1.2.3:15000: Cannot assign requested address
+zt: try: see whether another program listens there, or take another --port
+= 1
+zt: cannot listen on 127.0.0.1:15000: Address already in use
+zt: try: see whether another program listens there, or take another --port
+= 1'
+}
+
+zt_socket_refuses_wrong_usage()
+{
+    refuse '--port: *65536*; see zt socket listen' socket listen --port 65536
+    refuse '--address: *; see zt socket listen' socket listen --address localhost
+    refuse '--type: *65536*; see zt socket send' socket send --type 65536
+    local numbers
+    for numbers in 1,2 1,2,65536 1,2,-1 1,2,3,4 1,2,x ""; do
+        refuse "--parameters: \"$numbers\" is not three numbers 0..65535; see zt socket send" \
+            socket send --parameters "$numbers"
+    done
+    refuse 'TEXT: a text has up to 65536 bytes; see zt socket send' socket send "$(printf '%065537d' 0)"
+    refuse '*--count*; see zt socket listen' socket listen --count x
+}
+
+# ---------------------------------------------------------------------------- what comes with it
+
+# complete WORD...: what bash offers for the last of them
+complete_words()
+{
+    bash -c '. "$0"; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _zt; echo "${COMPREPLY[*]}"' \
+        "$here/../../tools/zt/zt.bash" "$@"
+}
+
+zt_completes_in_bash()
+{
+    expect_eq "$(complete_words zt p)" "power ps"
+    expect_eq "$(complete_words zt power '')" "state timeout propagation device watch --help"
+    expect_eq "$(complete_words zt power device cam)" cam_output
+    expect_eq "$(complete_words zt eeprom ser)" serial-number
+    expect_eq "$(complete_words zt health get value-2)" "value-20 value-26 value-29"
+    expect_eq "$(complete_words zt net set --interface eth)" "eth0 eth1 eth2 eth3"
+    expect_eq "$(complete_words zt copy --m)" --move
+    expect_eq "$(cd "$scratch" && touch file && complete_words zt copy fi)" file
+    # Each option that it offers for a verb is one.
+    local verb words word help
+    for verb in info eeprom copy "power state" "power timeout" "power propagation" "power device" "power watch" \
+        "health get" "health set" "net show" "net set" "ipc listen" "ipc send" "socket listen" "socket send"; do
+        help=$(zt $verb --help)
+        words=$(complete_words zt $verb --)
+        [ -n "$words" ] || fail "nothing for $verb"
+        for word in $words; do
+            expect_like "$help" "*$word*"
+        done
+    done
+}
+
+zt_has_a_manual_page()
+{
+    local page=$here/../../tools/zt/zt.1 verb
+    for verb in info "power state" "power timeout" "power propagation" "power device" "power watch" "health get" \
+        "health set" eeprom "net show" "net set" copy "ipc listen" "ipc send" "socket listen" "socket send" run ps; do
+        grep -q "^\.B zt $verb" "$page" || fail "nothing about $verb"
+    done
+    if command -v groff >/dev/null; then
+        expect_eq "$(groff -man -Tascii -ww "$page" 2>&1 >/dev/null)" ""
+    fi
+}
+
 $3
 [ $failures -eq 0 ]

@@ -162,7 +162,7 @@ void copyVerb(const Options& options)
     plan.checkResult();
     printLine((options.move ? "moved " : "copied ") + amount(plan));
     if (plan.leftOut() > 0) {
-        complain("left out " + std::to_string(plan.leftOut()) + " that are no regular files");
+        complain("left out, for they are no regular files: " + std::to_string(plan.leftOut()));
     }
 }
 

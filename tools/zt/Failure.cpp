@@ -20,7 +20,7 @@ const std::map<int, const char*> MEANINGS{
     {10, "the wait failed"},
     {11, "not supported"},
     {14, "not reachable"},
-    {16, "a file could not be opened or written, or a command not be run"},
+    {16, "a file could not be opened or written"},
     {17, "the time is up"},
     {19, "there is no thread to be had"},
     {20, "the argument was refused"},

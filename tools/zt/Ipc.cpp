@@ -167,9 +167,19 @@ private:
     unsigned int heard = 0;
 };
 
+/// It would lose its clients to come.
+void checkNobodyListens(const std::string& path)
+{
+    if (ZT::ZTIPCEndPoint(false).isSocketAvailable(path) == 0) {
+        throw Failure(FAILED, "cannot listen: a server listens on " + path + " already",
+                      "another PATH, or end that server");
+    }
+}
+
 void listenVerb(const Options& options)
 {
     checkNothingIsLost(options.path);
+    checkNobodyListens(options.path);
     Listener listener(options);
     complain("listening on " + options.path);
     listener.listen();

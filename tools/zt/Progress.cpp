@@ -12,6 +12,7 @@ namespace {
 
 const unsigned int DEFAULT_WIDTH = 80;
 const std::size_t SMALLEST_BAR = 5;
+const unsigned int ROOM = 3;
 const char CLEAR_THE_REST[] = "\033[K";
 
 unsigned int terminalWidth()
@@ -69,12 +70,13 @@ void Progress::show(unsigned int percent)
     }
 }
 
-/// Leaves the last column free: a full line would wrap on some terminals.
+/// Leaves room for the "^C" of a terminal, which would begin another line.
 void Progress::draw(unsigned int percent)
 {
     const auto elapsed = std::chrono::steady_clock::now() - start;
-    const std::string line = progressBar(
-        percent, std::chrono::duration_cast<std::chrono::seconds>(elapsed), terminalWidth() - 1);
+    const std::string line =
+        progressBar(percent, std::chrono::duration_cast<std::chrono::seconds>(elapsed),
+                    std::max(terminalWidth(), ROOM) - ROOM);
     std::fputs(('\r' + line + CLEAR_THE_REST).c_str(), stdout);
     std::fflush(stdout);
     isDrawn = true;

@@ -9,6 +9,7 @@
 #include "zt/ZTSocketFactory.h"
 #include "zt/ZTSocketMessage.h"
 
+#include <algorithm>
 #include <arpa/inet.h>
 #include <cerrno>
 #include <cstring>
@@ -33,7 +34,7 @@ struct Options {
     bool json = false;
     std::uint16_t type = 200;
     bool flag = false;
-    std::vector<unsigned int> parameters{0, 0, 0};
+    std::vector<std::uint16_t> parameters{0, 0, 0};
     std::string text;
     double wait = 2;
 };
@@ -272,15 +273,30 @@ void sendVerb(const Options& options)
     TextMessage message(options.text);
     message.messageType = options.type;
     message.messageFlag = options.flag;
-    message.parameter1 = static_cast<std::uint16_t>(options.parameters[0]);
-    message.parameter2 = static_cast<std::uint16_t>(options.parameters[1]);
-    message.parameter3 = static_cast<std::uint16_t>(options.parameters[2]);
+    message.parameter1 = options.parameters[0];
+    message.parameter2 = options.parameters[1];
+    message.parameter3 = options.parameters[2];
     const int sent = socket->sendSocketData(&message);
     checkSystem(sent, "send to " + peer, "see that the server still runs");
     if (static_cast<unsigned int>(sent) < message.calculateBufferSize()) {
         throw Failure(FAILED, "only " + std::to_string(sent) + " bytes were sent to " + peer,
                       "see that the server reads what it gets, or give it longer with --wait");
     }
+}
+
+std::vector<std::uint16_t> parseParameters(const std::string& text)
+{
+    std::vector<std::uint16_t> numbers;
+    for (const std::string& part : CLI::detail::split(text, ',')) {
+        std::uint16_t number = 0;
+        if (CLI::detail::lexical_cast(part, number)) {
+            numbers.push_back(number);
+        }
+    }
+    if (numbers.size() != 3 || std::count(text.begin(), text.end(), ',') != 2) {
+        throw CLI::ValidationError("--parameters", '"' + text + "\" is not three numbers 0..65535");
+    }
+    return numbers;
 }
 
 std::string checkText(const std::string& text)
@@ -310,11 +326,11 @@ void addSocket(CLI::App& app)
         ->type_name("N")
         ->check(CLI::Range(0, UINT16_MAX).description(""));
     send->add_flag("--flag", options->flag, "Set its flag");
-    send->add_option("--parameters", options->parameters, "Its parameters; 0,0,0 by default")
-        ->type_name("A,B,C")
-        ->delimiter(',')
-        ->expected(3)
-        ->check(CLI::Range(0, UINT16_MAX).description(""));
+    send->add_option_function<std::string>(
+            "--parameters",
+            [options](const std::string& text) { options->parameters = parseParameters(text); },
+            "Its parameters; 0,0,0 by default")
+        ->type_name("A,B,C");
     addWaitOption(*send, options->wait);
     send->callback([options] { sendVerb(*options); });
 
