@@ -548,19 +548,32 @@ on_terminal()
     python3 "$here/../ztsim/terminal.py" "$@"
 }
 
+# bars COLUMNS COMMAND...: what it draws on a terminal of so many, each state of the bar on a line
+bars()
+{
+    on_terminal "" "$ztsim" -- sh -c "stty cols $1; \"\$@\"" sh "${@:2}" | sed $'s/\e\\[K/\\n/g'
+}
+
+# The lengths of the bars, newline included.
+lengths()
+{
+    grep -E '^ *[0-9]+ %' <<<"$1" | sed 's/./x/g' | sort -u | wc -c
+}
+
 zt_copy_draws_a_bar_on_a_terminal()
 {
     make_folders
     local output
-    output=$(on_terminal "" "$ztsim" -- zt copy "$scratch/source" "$scratch/target")
-    expect_eq $? 0
-    expect_like "$output" *$'\e[K100 % [[]==*==] 0:0[0-9]\e[K\ncopied 5 files, 10000 bytes\n*'
-    # There is room for the "^C". A terminal has 80 columns if nobody knows better.
-    expect_eq "$(sed $'s/\e\\[K/\\n/g' <<<"$output" | grep -E '^ *[0-9]+ %' | sed 's/./x/g' | sort -u | wc -c)" 78
-    output=$(on_terminal "" "$ztsim" -- sh -c "stty cols 40; zt copy '$scratch/source/a' '$scratch/b'")
-    expect_eq "$(sed $'s/\e\\[K/\\n/g' <<<"$output" | grep -E '^ *[0-9]+ %' | sed 's/./x/g' | sort -u | wc -c)" 38
-    output=$(on_terminal "" "$ztsim" -- sh -c "stty cols 12; zt copy '$scratch/source/a' '$scratch/c'")
-    expect_like "$output" *$'100 %\e[K\ncopied 1 file*'
+    output=$(bars 80 zt copy "$scratch/source" "$scratch/target")
+    expect_like "$output" $'  0 % [[]> * ] 0:00\n*% [[]==*> * ] 0:0?\n*100 % [[]==*==] 0:0?\n\ncopied 5 files, 10000 bytes\n*'
+    expect_eq "$(lengths "$output")" 78 # there is room for the "^C"
+    output=$(bars 40 zt copy "$scratch/source/a" "$scratch/b")
+    expect_like "$output" $'*100 % [[]==*==] 0:0?\n\ncopied 1 file, 2000 bytes'
+    expect_eq "$(lengths "$output")" 38
+    output=$(bars 12 zt copy "$scratch/source/a" "$scratch/c")
+    expect_like "$output" $'*100 %\n\ncopied 1 file, 2000 bytes'
+    output=$(bars 0 zt copy "$scratch/source/a" "$scratch/d") # nobody knows how many
+    expect_eq "$(lengths "$output")" 78
 }
 
 zt_copy_stops_at_ctrl_c()
