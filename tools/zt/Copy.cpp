@@ -114,6 +114,7 @@ int follow(ZT::ZTFileHandling& handling, CopyState& state)
     Progress progress;
     bool stopping = false;
     while (!state.finished) {
+        progress.show(state.percent);
         manager.waitForEndPoints(ZT::ZTTick::getTickCount() + REDRAW_MS, 0);
         if (StopSignals::received() != 0 && !stopping) {
             stopping = true;
@@ -121,8 +122,8 @@ int follow(ZT::ZTFileHandling& handling, CopyState& state)
             progress.end();
             complain("stopping after the file that is being copied; Ctrl-C again ends at once");
         }
-        progress.show(state.percent);
     }
+    progress.show(state.percent);
     progress.end();
     handling.join();
     return StopSignals::received();
