@@ -2,6 +2,7 @@
 #include "Failure.h"
 #include "Output.h"
 #include "Progress.h"
+#include "Reader.h"
 #include "StopSignals.h"
 #include "Verbs.h"
 #include "zt/ZTEndPointManager.h"
@@ -28,7 +29,7 @@ struct Options {
 };
 
 /// Hears the copy on its thread and wakes ours.
-class CopyState final : public ZT::ZTFileHandlingInterface, private ZT::ZTEndPointHandler {
+class CopyState final : public ZT::ZTFileHandlingInterface, private Reader {
 public:
     CopyState() { check(pipe.init(), "make a pipe", "see how many files are open"); }
 
@@ -64,9 +65,6 @@ private:
         char byte = 0;
         return pipe.readFromPipe(&byte, sizeof byte);
     }
-
-    int onEndPointReconnected(ZT::ZTEndPoint* /*endPoint*/) override { return 0; }
-    int onEndPointDisconnected(ZT::ZTEndPoint* /*endPoint*/) override { return 0; }
 
     ZT::ZTPipe pipe;
 };

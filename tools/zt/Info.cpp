@@ -6,6 +6,7 @@
 #include "Verbs.h"
 #include "zt/ZTSystem.h"
 
+#include <algorithm>
 #include <functional>
 #include <memory>
 #include <vector>
@@ -60,12 +61,13 @@ void infoVerb(const Options& options)
 {
     std::vector<Failure> failures;
     print(readFields(options, failures), options.json);
-    if (failures.size() > 1) {
-        tell(failures[1]);
+    if (failures.empty()) {
+        return;
     }
-    if (!failures.empty()) {
-        throw failures[0];
-    }
+    const Failure last = failures.back();
+    failures.pop_back();
+    std::for_each(failures.begin(), failures.end(), tell);
+    throw last;
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "Failure.h"
 #include "Output.h"
 #include "Payload.h"
+#include "Reader.h"
 #include "StopSignals.h"
 #include "TimeLimit.h"
 #include "Verbs.h"
@@ -102,7 +103,7 @@ void checkNothingIsLost(const fs::path& path)
 }
 
 /// Accepts clients and prints what they send.
-class Listener final : private ZT::ZTEndPointHandler {
+class Listener final : private Reader {
 public:
     explicit Listener(const Options& options) : options(options)
     {
@@ -132,9 +133,6 @@ private:
         }
         return 0;
     }
-
-    int onEndPointReconnected(ZT::ZTEndPoint* /*endPoint*/) override { return 0; }
-    int onEndPointDisconnected(ZT::ZTEndPoint* /*endPoint*/) override { return 0; }
 
     void accept()
     {

@@ -6,6 +6,7 @@
 #include "TimeLimit.h"
 #include "Verbs.h"
 #include "zt/ZTEvent.h"
+#include "ztutil/ZTTick.h"
 
 #include <functional>
 #include <memory>
@@ -110,7 +111,7 @@ void set(PowerDialogue& dialogue, const Item& item, const std::string& task, int
 
 void getAll(const std::vector<Item>& items, const Options& options)
 {
-    PowerDialogue dialogue;
+    PowerDialogue dialogue(options.wait);
     Json fields;
     for (const Item& item : items) {
         fields[item.name] = get(dialogue, item, options.wait);
@@ -120,7 +121,7 @@ void getAll(const std::vector<Item>& items, const Options& options)
 
 void getOne(const Item& item, const Options& options)
 {
-    PowerDialogue dialogue;
+    PowerDialogue dialogue(options.wait);
     printSingle({{item.name, get(dialogue, item, options.wait)}}, options.json);
 }
 
@@ -136,7 +137,7 @@ Number parseNumber(const char* name, const std::string& text)
 
 void getState(const Options& options)
 {
-    PowerDialogue dialogue;
+    PowerDialogue dialogue(options.wait);
     const std::int64_t state = get(dialogue, powerState(), options.wait);
     if (options.json) {
         printJson({{"state", state}});
@@ -151,7 +152,7 @@ void setState(const Options& options)
     if (state == ZT::STATE_SILENT_ON) {
         throw CLI::ValidationError("STATE", "silent-on can be reported, but not be asked for");
     }
-    PowerDialogue dialogue;
+    PowerDialogue dialogue(options.wait);
     const std::string task = "set the power state " + stateName(state);
     const int sent = dialogue.power().setPowerState(state);
     if (state == ZT::STATE_6) {
@@ -188,7 +189,7 @@ void timeoutVerb(const Options& options)
         return;
     }
     const auto value = parseNumber<std::uint32_t>("VALUE", *options.value);
-    PowerDialogue dialogue;
+    PowerDialogue dialogue(options.wait);
     set(dialogue, timeoutOf(state), "set the time-out of state " + stateName(state),
         dialogue.power().setTimeoutForState(state, value), value, options.wait);
 }
@@ -203,7 +204,7 @@ void propagationVerb(const Options& options)
     if (value > LONGEST_PROPAGATION_TIME) {
         throw CLI::ValidationError("TIME", *options.value + " is not in 0..30");
     }
-    PowerDialogue dialogue;
+    PowerDialogue dialogue(options.wait);
     set(dialogue, propagationTime(), "set the propagation time",
         dialogue.power().setPropagationTimeForState(ZT::STATE_2, value), value, options.wait);
 }
@@ -223,7 +224,7 @@ void setDevice(int device, const Options& options)
 {
     const auto state = parseNumber<std::int32_t>("STATE", *options.value);
     const Item item = stateOfDevice(device);
-    PowerDialogue dialogue;
+    PowerDialogue dialogue(options.wait);
     const std::string task = "set the state of " + item.name;
     const int sent = dialogue.power().setDeviceStateForLowPower(device, state);
     if (device == ZT::DEVICE_ENCODER_BL) {
@@ -307,7 +308,7 @@ std::string inWords(const PowerReport& report)
 void watchVerb(const Options& options)
 {
     StopSignals signals;
-    PowerDialogue dialogue;
+    PowerDialogue dialogue(options.wait);
     signals.subscribeTo(dialogue.manager());
     unsigned int heard = 0;
     const auto isEnough = [&] { return options.count != 0 && heard >= options.count; };
@@ -316,6 +317,11 @@ void watchVerb(const Options& options)
             ++heard;
             options.json ? printJson(describe(report)) : printLine(inWords(report));
         }
+    });
+    dialogue.setWitness([&](bool isThere) {
+        const char* const name = isThere ? "daemon-back" : "daemon-gone";
+        options.json ? printJson({{"event", name}, {"time", ZT::ZTTick::getTickCount()}})
+                     : printLine(name);
     });
     while (!isEnough() && StopSignals::received() == 0) {
         dialogue.listen();
@@ -372,7 +378,7 @@ void addPower(CLI::App& app)
         const auto options = std::make_shared<Options>();
         CLI::App* const added = addVerb(*power, verb, options);
         if (verb.run == watchVerb) {
-            added->add_option("--count", options->count, "End after so many events")
+            added->add_option("--count", options->count, "End after so many reports")
                 ->type_name("N");
         } else {
             addWaitOption(*added, options->wait);

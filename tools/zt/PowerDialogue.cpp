@@ -17,8 +17,9 @@ const unsigned int PAUSE_MS = 500;
 const char* const POWER_ADVICE =
     "see that the power-management daemon runs; it listens on /var/run/ztpmd_api";
 
-PowerDialogue::PowerDialogue()
+PowerDialogue::PowerDialogue(double seconds)
 {
+    const TimeLimit limit(seconds); // a daemon may listen and not accept
     check(interface.init(), "reach the power-management daemon", POWER_ADVICE);
     interface.setEventListener(this);
     check(interface.subscribeToEndpointManager(&endPoints), "listen to the daemon", "report this");
@@ -27,6 +28,11 @@ PowerDialogue::PowerDialogue()
 void PowerDialogue::setHearer(std::function<void(const PowerReport&)> newHearer)
 {
     hearer = std::move(newHearer);
+}
+
+void PowerDialogue::setWitness(std::function<void(bool isThere)> newWitness)
+{
+    interface.witness = std::move(newWitness);
 }
 
 void PowerDialogue::listen()
@@ -54,6 +60,27 @@ PowerReport PowerDialogue::await(const std::string& task, double seconds, const 
                       "see that the daemon is well, or give it longer with --wait SECONDS");
     }
     return *answer;
+}
+
+int PowerDialogue::Interface::onEndPointReadable(ZT::ZTEndPoint* endPoint,
+                                                 ZT::ZTEndPointManager* manager)
+{
+    return tell(ZTPowerManagementInterfaceR7::onEndPointReadable(endPoint, manager), *endPoint);
+}
+
+int PowerDialogue::Interface::onEndPointReconnected(ZT::ZTEndPoint* endPoint)
+{
+    return tell(ZTPowerManagementInterfaceR7::onEndPointReconnected(endPoint), *endPoint);
+}
+
+int PowerDialogue::Interface::tell(int result, const ZT::ZTEndPoint& endPoint)
+{
+    const bool isThere = endPoint.isConnected();
+    if (isThere != wasThere && witness) {
+        witness(isThere);
+    }
+    wasThere = isThere;
+    return result;
 }
 
 int PowerDialogue::onSignal(ZT::ZTSignal& signal)

@@ -1,6 +1,7 @@
 #include "Failure.h"
 #include "Output.h"
 #include "Payload.h"
+#include "Reader.h"
 #include "StopSignals.h"
 #include "TimeLimit.h"
 #include "Verbs.h"
@@ -161,7 +162,7 @@ void printRecord(char* record, const std::string& peer, bool asJson)
 }
 
 /// Accepts clients and prints what they send.
-class Listener final : private ZT::ZTEndPointHandler {
+class Listener final : private Reader {
 public:
     explicit Listener(const Options& options)
         : options(options), socket(ZT::ZTSocketFactory::createSocketClass())
@@ -208,9 +209,6 @@ private:
         }
         return 0;
     }
-
-    int onEndPointReconnected(ZT::ZTEndPoint* /*endPoint*/) override { return 0; }
-    int onEndPointDisconnected(ZT::ZTEndPoint* /*endPoint*/) override { return 0; }
 
     void accept()
     {

@@ -72,14 +72,4 @@ int StopSignals::onEndPointReadable(ZT::ZTEndPoint* /*endPoint*/,
     return pipe.readFromPipe(&byte, sizeof byte);
 }
 
-int StopSignals::onEndPointReconnected(ZT::ZTEndPoint* /*endPoint*/)
-{
-    return 0;
-}
-
-int StopSignals::onEndPointDisconnected(ZT::ZTEndPoint* /*endPoint*/)
-{
-    return 0;
-}
-
 } // namespace zt

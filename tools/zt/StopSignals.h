@@ -1,7 +1,7 @@
 #ifndef ZT_TOOL_STOPSIGNALS_H
 #define ZT_TOOL_STOPSIGNALS_H
 
-#include "zt/ZTEndPointHandler.h"
+#include "Reader.h"
 #include "zt/ZTPipe.h"
 
 namespace ZT {
@@ -15,7 +15,7 @@ namespace zt {
 ///
 /// A signal ends the wait of a manager that it is subscribed to, and every other wait of the thread
 /// that gets the signal.
-class StopSignals final : public ZT::ZTEndPointHandler {
+class StopSignals final : private Reader {
 public:
     StopSignals();
     ~StopSignals();
@@ -30,8 +30,6 @@ public:
 
 private:
     int onEndPointReadable(ZT::ZTEndPoint* endPoint, ZT::ZTEndPointManager* manager) override;
-    int onEndPointReconnected(ZT::ZTEndPoint* endPoint) override;
-    int onEndPointDisconnected(ZT::ZTEndPoint* endPoint) override;
 
     ZT::ZTPipe pipe; // so that a signal just before a wait ends it, too
 };

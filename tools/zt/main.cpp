@@ -4,6 +4,7 @@
 #include "zt/ZTEnvironmentVariable.h"
 #include "ztutil/ZTDebug.h"
 
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <exception>
@@ -13,6 +14,7 @@
 #include <sstream>
 #include <string>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -83,6 +85,18 @@ int exitFor(const CLI::App& app, const CLI::ParseError& error)
     return zt::WRONG_USAGE;
 }
 
+/// In the order in which CLI11 takes them. "run" hands on what stands behind it, so that CLI11 would
+/// take a "--" there for the end of that verb.
+std::vector<std::string> reversedArguments(int argc, char** argv)
+{
+    std::vector<std::string> arguments(argv + 1, argv + argc);
+    if (arguments.size() > 1 && arguments[0] == "run" && arguments[1] == "--") {
+        arguments.erase(arguments.begin() + 1);
+    }
+    std::reverse(arguments.begin(), arguments.end());
+    return arguments;
+}
+
 int run(int argc, char** argv)
 {
     int exitCode = zt::DONE;
@@ -101,7 +115,7 @@ int run(int argc, char** argv)
     zt::addProcess(app, exitCode);
     app.footer(FOOTER); // behind them, for it would be theirs, too
     try {
-        app.parse(argc, argv);
+        app.parse(reversedArguments(argc, argv));
     } catch (const CLI::ParseError& error) {
         return exitFor(app, error);
     }
