@@ -110,19 +110,24 @@ int follow(ZT::ZTFileHandling& handling, CopyState& state)
     state.subscribeTo(manager);
     signals.subscribeTo(manager);
     Progress progress;
-    bool stopping = false;
-    while (!state.finished) {
-        progress.show(state.percent);
+    const auto wait = [&manager] {
         manager.waitForEndPoints(ZT::ZTTick::getTickCount() + REDRAW_MS, 0);
-        if (StopSignals::received() != 0 && !stopping) {
-            stopping = true;
-            handling.stop();
-            progress.end();
-            complain("stopping after the file that is being copied; Ctrl-C again ends at once");
-        }
+    };
+    while (!state.finished && StopSignals::received() == 0) {
+        progress.show(state.percent);
+        wait();
     }
-    progress.show(state.percent);
+    if (state.finished) {
+        progress.show(state.percent);
+    }
     progress.end();
+    if (!state.finished) {
+        handling.stop();
+        complain("stopping after the file that is being copied; Ctrl-C again ends at once");
+    }
+    while (!state.finished) {
+        wait();
+    }
     handling.join();
     return StopSignals::received();
 }
