@@ -319,6 +319,9 @@ void watchVerb(const Options& options)
         }
     });
     dialogue.setWitness([&](bool isThere) {
+        if (isEnough() || StopSignals::received() != 0) { // which cuts a record off, too
+            return;
+        }
         const char* const name = isThere ? "daemon-back" : "daemon-gone";
         options.json ? printJson({{"event", name}, {"time", ZT::ZTTick::getTickCount()}})
                      : printLine(name);
