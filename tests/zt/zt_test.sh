@@ -73,6 +73,23 @@ zt_helps()
     expect_like "$help" "*[[]DEVICE] [[]STATE]*cam_output*--wait SECONDS*"
 }
 
+zt_takes_arguments_that_are_called_like_verbs()
+{
+    expect_eq "$(device 'cd '"$scratch"'; echo x >info; try zt ps copy; try zt run -- info; try zt run echo ps
+        try zt copy info power | tail -n 2; try zt ipc send ipc net' 2>&1 | sed -E 's/^sh: .*: /sh: /')" \
+        'copy does not run
+= 1
+sh: not found
+= 127
+ps
+= 0
+copied 1 file, 2 bytes
+= 0
+zt: cannot connect to ipc: result 14, not reachable
+zt: try: see that a server listens there
+= 4'
+}
+
 zt_fails_when_its_output_cannot_be_written()
 {
     expect_like "$(device 'zt power state 2>&1 >/dev/full; echo "= $?"')" \
@@ -293,7 +310,7 @@ client, _ = server.accept()
 client.send(bytes(20))
 open(\"'"$scratch/ready"'\", \"w\").close()
 client.recv(1)" & : <'"$scratch/ready"'
-        zt power watch & : <'"$scratch/ready"'
+        zt power watch >/dev/null & : <'"$scratch/ready"'
         while kill $! 2>/dev/null; do sleep 0.1; done
         wait $!; [ $? -eq 0 -o $? -eq 143 ] || echo "exit code $?"')" ""
 }

@@ -319,7 +319,7 @@ void watchVerb(const Options& options)
         }
     });
     dialogue.setWitness([&](bool isThere) {
-        if (isEnough() || StopSignals::received() != 0) { // which cuts a record off, too
+        if (isEnough()) {
             return;
         }
         const char* const name = isThere ? "daemon-back" : "daemon-gone";

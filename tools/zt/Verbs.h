@@ -20,7 +20,8 @@ void addProcess(CLI::App& app, int& exitCode);
 /// For what has verbs of its own: one of them is required.
 inline void requireVerb(CLI::App& app)
 {
-    app.callback([&app] { // CLI11 itself would ask for it before it tells of an unknown one
+    app.require_subcommand(0, 1); // or CLI11 takes an argument that is called like a verb for one
+    app.callback([&app] {         // CLI11 itself would ask for it before it tells of an unknown one
         if (app.get_subcommands().empty()) {
             throw CLI::RequiredError("A verb");
         }
