@@ -5,7 +5,7 @@
 
 #include <atomic>
 #include <chrono>
-#include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <sys/socket.h>
@@ -18,14 +18,15 @@
 /// share: one disturbs, the other one uses the daemon.
 class Disturbance {
 public:
-    Disturbance(const char* path, int signal) : path(path), signal(signal) {}
+    /// `command` takes the daemon away that listens at `path`.
+    Disturbance(const char* path, const char* command) : path(path), command(command) {}
 
     /// Takes the daemon away, and waits until it is back and has closed what was open before.
     void disturb()
     {
         const std::string before = socketChange();
         ++changes;
-        check(kill(1, signal) == 0, "the simulated device can be told");
+        check(std::system(command) == 0, "the simulated device can be told");
         while (socketChange() == before || !listens()) {
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
@@ -72,7 +73,7 @@ private:
     }
 
     const char* const path;
-    const int signal;
+    const char* const command;
     std::atomic<int> changes{0}; // odd while the daemon is away
 };
 

@@ -44,8 +44,8 @@ const char SERIAL_NUMBER[] = "SOAK-1"; // as the simulated device was given it
 const int MOST_PEERS = 4;
 
 struct Disturbances {
-    Disturbance power{"/var/run/ztpmd_api", SIGUSR1};
-    Disturbance health{"/var/run/zthmd_api", SIGUSR2};
+    Disturbance power{"/var/run/ztpmd_api", "ztsim ctl hang-up power"};
+    Disturbance health{"/var/run/zthmd_api", "ztsim ctl hang-up health"};
 };
 
 Disturbances& shareDisturbances()

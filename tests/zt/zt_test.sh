@@ -287,7 +287,7 @@ zt_power_watch_says_when_the_daemon_goes_away_and_comes_back()
         zt power watch --json >json & other=$!
         zt power watch >watched & await 5
         until grep -q :5} json; do zt power state 5; done
-        kill -USR1 1
+        ztsim ctl hang-up power
         until grep -q back watched && grep -q back json; do :; done
         zt power state 2
         until grep -q 2 watched && grep -q :2} json; do :; done
@@ -387,7 +387,7 @@ zt_eeprom_writes_one_field()
 {
     local output
     output=$("$ztsim" -v -- zt eeprom field-17 255 2>&1) || fail "exit code $?"
-    expect_like "$output" "*<- set field-17 255*"
+    expect_like "$output" "*<- health field-17 255*"
     refuse 'NAME: field-17 can only be written; see zt eeprom' eeprom field-17
     refuse 'NAME: product-type can only be read; see zt eeprom' eeprom product-type 1
     refuse 'NAME: there is no field "x"; see zt eeprom' eeprom x

@@ -108,15 +108,13 @@ ztsim_says_which_command_is_not_executable()
 ztsim_refuses_wrong_usage()
 {
     refuse() { expect_failure 125 "$1; see ztsim --help" "$ztsim" "${@:2}"; }
-    refuse "-- COMMAND is required"
-    refuse "-- COMMAND is required" --
     refuse "*true" true
     refuse "*--bogus" --bogus -- true
     refuse "--power-state: *6*" --power-state 6 -- true
     refuse "*--power-state*-1*" --power-state -1 -- true
     refuse "--propagation-time: *31*" --propagation-time 31 -- true
     refuse "--power-timeout: *power state 6" --power-timeout 6=1 -- true
-    refuse '--power-timeout: "1" is not an assignment' --power-timeout 1 -- true
+    refuse '--power-timeout: "1" is not of the form NAME=VALUE' --power-timeout 1 -- true
     refuse '--power-timeout: "x" is not a number' --power-timeout 1=x -- true
     refuse '--power-timeout: "1 " is not a number' --power-timeout "1=1 " -- true
     refuse '--power-timeout: "" is not a number' --power-timeout 1= -- true
@@ -124,30 +122,35 @@ ztsim_refuses_wrong_usage()
     refuse '--device: *"toaster"' --device toaster=1 -- true
     refuse '--device: "1.5" is not a number' --device touch=1.5 -- true
     refuse "*display=2" --device touch=1 display=2 -- true
-    refuse '--power-fault: *"mishap"' --power-fault mishap@1 -- true
+    refuse '--power-fault: there is no fault "mishap", but hang-up, *' --power-fault mishap@1 -- true
     refuse '--power-fault: "silence" is not of the form KIND@N' --power-fault silence -- true
     refuse '--power-fault: "silence@0"*' --power-fault silence@0 -- true
     refuse '--power-fault: "hang-up@1"*already' --power-fault silence@1 --power-fault hang-up@1 \
         -- true
     refuse "*--power-away*" --power-away soon -- true
     refuse '--health-field: there is no field "toaster"' --health-field toaster=1 -- true
-    refuse '--health-field: there is no field "field-17"' --health-field field-17=1 -- true
-    refuse '--health-field: "serial-number" is not an assignment' --health-field serial-number -- true
+    refuse '--health-field: "serial-number" is not of the form NAME=VALUE' --health-field serial-number -- true
     refuse '--health-field: number 256 is out of range' --health-field product-type=256 -- true
     refuse '--health-field: "-1" is not a number' --health-field product-type=-1 -- true
     refuse '--health-field: number 4294967296 is out of range' --health-field value-32=4294967296 \
         -- true
     refuse '--health-field: "123456789012345678901234567890123" has more than 32 bytes' \
         --health-field part-number=123456789012345678901234567890123 -- true
-    refuse '--health-file: cannot read /nonesuch' --health-file /nonesuch -- true
-    printf 'serial-number=1\ntoaster=1\n' >"$scratch/fields"
-    refuse '--health-file: there is no field "toaster"' --health-file "$scratch/fields" -- true
-    refuse '--health-fault: there is no fault "unknown-device"' --health-fault unknown-device@1 -- true
-    refuse '--power-fault: there is no fault "unterminated"' --power-fault unterminated@1 -- true
+    refuse '--identity: cannot open /nonesuch: No such file or directory' --identity /nonesuch -- true
+    printf '# ours\nserial-number=1\ntoaster=1\n' >"$scratch/fields"
+    refuse "--identity: $scratch/fields:3: there is no field \"toaster\"" --identity "$scratch/fields" -- true
+    printf '\nserial-number\n' >"$scratch/fields"
+    refuse "--identity: $scratch/fields:2: \"serial-number\" is not of the form NAME=VALUE" \
+        --identity "$scratch/fields" -- true
+    refuse '--health-fault: there is no fault "unknown-device", but hang-up, short-record, unknown-type, unterminated, silence' \
+        --health-fault unknown-device@1 -- true
+    refuse '--power-fault: there is no fault "unterminated", but *, silence' --power-fault unterminated@1 -- true
+    refuse '--script: cannot open /nonesuch: No such file or directory' --script /nonesuch -- true
+    refuse '--record: cannot open /nonesuch/record: No such file or directory' --record /nonesuch/record -- true
     refuse "--eeprom: *broken*" --eeprom broken -- true
     local option
     for option in --health-away=1 --health-fault=silence@1 --health-field=field-0=1 \
-        --health-file=/dev/null; do
+        --identity=/dev/null; do
         refuse "--no-health-daemon excludes ${option%%=*}" --no-health-daemon $option -- true
     done
     for option in --power-away=1 --power-fault=silence@1 --power-state=1 --power-timeout=1=1 \
@@ -160,10 +163,10 @@ ztsim_helps()
 {
     local help
     help=$("$ztsim" --help 2>&1) || fail "exit code $?"
-    for word in "Usage: ztsim*-- COMMAND" --power-state --power-timeout --device \
+    for word in "Usage: ztsim*-- COMMAND" "ztsim ctl" --script --record --power-state --power-timeout --device \
         --propagation-time --power-fault --power-away --no-power-daemon --verbose --version \
-        --health-field --health-file --health-fault --health-away --no-health-daemon --eeprom --no-eth0 \
-        serial-number hang-up short-record unknown-type unknown-device unterminated silence "kill -USR1 1" "kill -USR2 1" 125 126 127 128; do
+        --health-field --identity --health-fault --health-away --no-health-daemon --eeprom --no-eth0 \
+        serial-number hang-up short-record unknown-type unknown-device unterminated silence cam_output 125 126 127 128; do
         expect_like "$help" "*$word*"
     done
     [[ $help == *--inside* ]] && fail "shows its inside"
@@ -364,21 +367,22 @@ ztsim_keeps_the_directory_and_the_environment()
     mkdir "$scratch/a directory"
     cd "$scratch/a directory" || fail "cannot enter it"
     expect_eq "$("$ztsim" -- pwd)" "$PWD"
-    export ZTSIM_TEST=$'with\nnew line' PATH=$PATH:/usr/sbin:/sbin
+    export ZTSIM_TEST=$'with\nnew line' PATH=$PATH:/usr/sbin:/sbin:$(dirname "$ztsim")
     expect_eq "$("$ztsim" -- env -0 | sort -z | sed -z '/^_=/d' | base64)" \
         "$(env -0 | sort -z | sed -z '/^_=/d' | base64)"
 }
 
-ztsim_completes_the_path_by_the_folders_of_the_administrator()
+ztsim_completes_the_path_by_the_folders_of_the_administrator_and_its_own()
 {
-    local given
+    local given own
+    own=$(dirname "$ztsim")
     for given in /bin:/usr/bin /bin:/usr/bin:/sbin: /sbinx:/usr/bin/sbin:/bin:/usr/bin; do
         expect_eq "$(PATH=$given "$ztsim" -- sh -c 'echo $PATH')" \
-            "$given$([[ $given == *:/sbin:* ]] && echo :/usr/sbin || echo :/usr/sbin:/sbin)"
+            "$given$([[ $given == *:/sbin:* ]] && echo :/usr/sbin || echo :/usr/sbin:/sbin):$own"
     done
-    expect_eq "$(PATH=/sbin:/bin:/usr/sbin:/usr/bin "$ztsim" -- sh -c 'echo $PATH')" \
-        /sbin:/bin:/usr/sbin:/usr/bin
-    expect_eq "$(env -u PATH "$ztsim" -- /bin/sh -c 'echo $PATH')" /bin:/usr/bin:/usr/sbin:/sbin
+    expect_eq "$(PATH=/sbin:/bin:$own:/usr/sbin:/usr/bin "$ztsim" -- sh -c 'echo $PATH')" \
+        "/sbin:/bin:$own:/usr/sbin:/usr/bin"
+    expect_eq "$(env -u PATH "$ztsim" -- /bin/sh -c 'echo $PATH')" "/bin:/usr/bin:/usr/sbin:/sbin:$own"
 }
 
 ztsim_leaks_no_file_descriptor()
@@ -563,26 +567,26 @@ ztsim_logs_records_if_verbose()
     "$ztsim" -v --power-fault silence@3 -- \
         python3 "$here/power.py" '0,2?' '1,4,9?' 8 '3,rs232,0?' '4,touch,-1?' '8?' '9,5?' '13?' 12 \
         '14,2?' '15,2,30?' >/dev/null 2>"$scratch/err"
-    expect_eq "$(sed 's/^ztsim: power: //' "$scratch/err")" '<- get timeout state 2
+    expect_eq "$(sed 's/^ztsim: power: //' "$scratch/err")" '<- timeout 2
 -> timeout state 2 value 0
-<- set timeout state 4 value 9
+<- timeout 4 9
 -> timeout state 4 value 9
-<- get power state
+<- power
 fault silence
-<- get device "rs232"
+<- device rs232
 -> device "console" state 0
-<- set device "touch" state -1
+<- device touch -1
 -> device "touch" state -1
-<- get power state
+<- power
 -> power state 0
-<- set power state 5
+<- power 5
 -> new power state 5
-<- set power state 3 (type 13)
+<- power 3
 -> new power state 3
-<- set power state 6 (type 12)
-<- get propagation time state 2
+<- power 6
+<- propagation
 -> propagation time state 2 value 0
-<- set propagation time state 2 value 30
+<- propagation 30
 -> new propagation time state 2 value 30'
     expect_eq "$("$ztsim" -- python3 "$here/power.py" '8?' 2>&1)" 10
 }
@@ -592,24 +596,24 @@ ztsim_logs_health_records_if_verbose()
     "$ztsim" -v --health-field serial-number=12345678901234567890123456789012 \
         --health-fault unterminated@7 --health-fault short-record@8 -- \
         python3 "$here/health.py" 0 2 12 25,A 20 36 10 10 32,A 99 >/dev/null 2>"$scratch/err"
-    expect_eq "$(sed 's/^ztsim: health: //' "$scratch/err")" '<- get field-0
+    expect_eq "$(sed 's/^ztsim: health: //' "$scratch/err")" '<- health field-0
 -> field-0 0
-<- get product-type
+<- health product-type
 -> product-type 0
-<- get serial-number
+<- health serial-number
 -> serial-number "12345678901234567890123456789012"
-<- set value-20 65
+<- health value-20 65
 -> value-20 65
-<- get value-20
+<- health value-20
 -> value-20 65
-<- get value-32
+<- health value-32
 -> value-32 0
-<- get part-number
+<- health part-number
 fault unterminated
 -> part-number "xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx"
-<- get part-number
+<- health part-number
 fault short-record
-<- set field-17 65
+<- health field-17 65
 -> field-17 65
 <- type 99
 ignored type 99: no request has this type'
@@ -640,62 +644,373 @@ ztsim_misanswers_health_requests()
         "$(answer 99 41; answer 21 "")"
 }
 
-ztsim_daemons_hang_up_when_process_1_is_told_to()
+# ---------------------------------------------------------------------------- the shell
+
+ztsim_runs_a_shell_without_a_command()
 {
-    expect_eq "$("$ztsim" --power-away 0 --health-away 0 -- bash -c '
-        for signal in "USR1 ztpmd_api zthmd_api" "USR2 zthmd_api ztpmd_api"; do
-            set -- $signal
-            cd /var/run
-            gone=$(stat --format=%z $2) there=$(stat --format=%z $3)
-            kill -$1 1
-            until now=$(stat --format=%z $2 2>/dev/null) && [ "$now" != "$gone" ]; do :; done
-            [ "$(stat --format=%z $3)" == "$there" ] && echo "only $2"
-            python3 "$0/power.py" "8?"
-            python3 "$0/health.py" 20
-        done' "$here")" \
-        "$(for name in ztpmd_api zthmd_api; do echo "only $name"; echo 10; answer 21 ""; done)"
+    local script='echo $((6 * 7)) $(ls /var/run); exit 3'
+    expect_eq "$(SHELL=/bin/sh "$ztsim" <<<"$script" 2>&1; echo $?)" $'42 zthmd_api ztpmd_api\n3'
+    expect_eq "$(SHELL='' "$ztsim" --no-power-daemon <<<"$script" 2>&1; echo $?)" $'42 zthmd_api\n3'
+    expect_eq "$(env -u SHELL "$ztsim" -- <<<"$script" 2>&1; echo $?)" $'42 zthmd_api ztpmd_api\n3'
+    expect_failure 127 "cannot run /nonesuch: No such file or directory" env SHELL=/nonesuch "$ztsim"
 }
 
-ztsim_daemons_come_back_in_time_however_often_process_1_is_told()
+ztsim_says_on_a_terminal_that_the_shell_is_on_the_device()
 {
-    "$ztsim" --power-away 100 --health-away 100 -- bash -c '
-        for daemon in "USR1 ztpmd_api" "USR2 zthmd_api"; do
-            set -- $daemon
-            kill -$1 1
-            while [ -e /var/run/$2 ]; do :; done
-            until [ -e /var/run/$2 ]; do kill -$1 1; done
-        done'
+    local output
+    output=$(python3 "$here/terminal.py" $'expect $\ntype exit 4\\n\nexpect out4\ntype hello\\n\nexpect got:hello' \
+        sh -c "SHELL=/bin/sh PS1='\$ ' $ztsim; echo out\$?; read -r line; echo got:\$line")
+    expect_eq $? 0
+    expect_like "$output" $'ztsim: a shell on the simulated device; exit leaves it\n*'
+    output=$(python3 "$here/terminal.py" "" "$ztsim" -- echo hello)
+    expect_eq "$output" hello
+}
+
+# ---------------------------------------------------------------------------- ztsim ctl
+
+# What there is, said on the device.
+show='for what in power "timeout 3" propagation "device touch" "health serial-number" "health field-17"; do
+        echo "$what: $(ztsim ctl $what)"
+    done'
+
+ztsim_ctl_changes_the_device_from_within()
+{
+    expect_eq "$("$ztsim" -- bash -c '
+        ztsim ctl power 4; ztsim ctl timeout 3 4294967295; ztsim ctl propagation 30
+        ztsim ctl device touch -5; ztsim ctl health serial-number "A  1"; ztsim ctl health field-17 255
+        '"$show"'; ztsim ctl power 6; ztsim ctl power; ztsim ctl device rs232 8; ztsim ctl device console' 2>&1)" \
+        'power: 4
+timeout 3: 4294967295
+propagation: 30
+device touch: -5
+health serial-number: A  1
+health field-17: 255
+4
+8'
+}
+
+ztsim_ctl_changes_what_clients_see()
+{
+    expect_eq "$("$ztsim" -- bash -c '
+        ztsim ctl health serial-number; ztsim ctl health serial-number 1234; python3 "$0/health.py" 12
+        python3 "$0/power.py" "8?" "12?" >'"$scratch/types"' &
+        until [ -s '"$scratch/types"' ]; do :; done
+        ztsim ctl power 3; wait; cat '"$scratch/types" "$here" 2>&1)" $'\n'"$(answer 13 31323334)"$'\n10\n11'
+}
+
+ztsim_ctl_takes_daemons_away()
+{
+    expect_eq "$("$ztsim" --power-away 0 --health-away 0 -- bash -c '
+        cd /var/run
+        changes() { stat --format=%z ztpmd_api 2>/dev/null; stat --format=%z zthmd_api 2>/dev/null; }
+        for daemon in power health ""; do
+            before=$(changes)
+            ztsim ctl hang-up $daemon
+            now=$(changes)
+            until [ $(wc -l <<<"$now") -eq 2 ]; do now=$(changes); done
+            paste -d = <(echo "$before") <(echo "$now") | sed -E "s/^(.*)=\1\$/same/; t; s/.*/new/" | xargs
+        done
+        until python3 "$0/power.py" "8?"; do :; done
+        until python3 "$0/health.py" 20; do :; done' "$here" 2>/dev/null)" \
+        $'new same\nsame new\nnew new\n10\n'"$(answer 21 "")"
+}
+
+ztsim_ctl_takes_daemons_away_however_often()
+{
+    "$ztsim" --power-away 100 -- bash -c '
+        ztsim ctl hang-up power
+        [ ! -e /var/run/ztpmd_api ] || exit 1
+        until [ -e /var/run/ztpmd_api ]; do ztsim ctl hang-up power; done'
     expect_eq $? 0
 }
 
-ztsim_bears_to_be_told_what_daemons_it_has_not()
+ztsim_ctl_sets_off_faults()
 {
-    expect_exit 3 "$ztsim" --no-power-daemon --no-health-daemon -- sh -c '
-        kill -USR1 1; kill -USR2 1; exit 3'
+    expect_eq "$("$ztsim" --power-fault silence@3 -- bash -c '
+        ztsim ctl power-fault unknown-type; ztsim ctl health-fault unterminated
+        python3 "$0/power.py" "8?" "8?"; python3 "$0/health.py" 10 10
+        ztsim ctl power-fault unknown-type; python3 "$0/power.py" "8?"' "$here" 2>&1)" \
+        $'99\n10\n'"$(answer 11 "$(printf '78%.0s' {1..32})"; answer 11 "")"$'\n99'
 }
 
-ztsim_reads_health_fields_from_a_file()
+ztsim_ctl_refuses_wrong_usage()
+{
+    refuse() { expect_failure 125 "$1; see ztsim ctl --help" "$ztsim" ctl "${@:2}"; }
+    refuse 'there is no command "", but power, timeout, propagation, device, health, hang-up, power-fault and health-fault'
+    refuse 'there is no command "powr", but power, *' powr
+    refuse 'there is no command "--bogus", but power, *' --bogus
+    refuse "--pid: *" --pid
+    refuse "*--pid*" --pid x power
+    refuse "power: STATE: Value 7 not in range 0 to 6" power 7
+    refuse "power: *more" power 1 more
+    refuse "timeout: STATE is required" timeout
+    refuse "timeout: STATE: Value 6 not in range 0 to 5" timeout 6
+    refuse "timeout: *VALUE = 4294967296*" timeout 1 4294967296
+    refuse "propagation: TIME: Value 31 not in range 0 to 30" propagation 31
+    refuse 'device: NAME: there is no device "toaster"' device toaster
+    refuse "device: *STATE = x*" device touch x
+    refuse 'health: there is no field "toaster"' health toaster
+    refuse 'health: number 256 is out of range' health product-type 256
+    refuse 'hang-up: *network*' hang-up network
+    refuse 'power-fault: there is no fault "unterminated", but hang-up, short-record, unknown-type, unknown-device, silence' \
+        power-fault unterminated
+    refuse 'health-fault: KIND is required' health-fault
+}
+
+ztsim_ctl_helps()
+{
+    local help
+    help=$("$ztsim" ctl --help) || fail "exit code $?"
+    for word in "Usage: ztsim ctl [[]--pid PID] COMMAND" "power [[]STATE]" timeout propagation device health hang-up \
+        power-fault health-fault 125; do
+        expect_like "$help" "*$word*"
+    done
+}
+
+ztsim_ctl_says_what_is_not_there()
+{
+    expect_eq "$("$ztsim" --no-power-daemon --no-health-daemon -- bash -c '
+        for command in power "health field-0 1" "hang-up power" "power-fault silence" "hang-up"; do
+            ztsim ctl $command 2>&1; echo $?
+        done')" \
+        'ztsim: there is no power-management daemon
+125
+ztsim: there is no health-monitor daemon
+125
+ztsim: there is no power-management daemon
+125
+ztsim: there is no power-management daemon
+125
+0'
+    expect_like "$("$ztsim" -- bash -c 'ztsim ctl power 2>&1 >/dev/full; echo $?; ztsim ctl --pid 77 power 2>&1')" \
+        $'ztsim: cannot write the answer\n125\nztsim: no device of process 77 runs here'
+}
+
+# alone COMMAND...: where no other device can be reached
+alone()
+{
+    unshare --map-root-user --net "$@"
+}
+
+ztsim_ctl_reaches_the_only_device_from_outside()
+{
+    local output
+    expect_failure 125 "no device runs here: start ztsim in another terminal" alone "$ztsim" ctl power
+    output=$(alone bash -c '
+        coproc "$0" -- sh -c "echo ready; read -r line"
+        read -r line <&${COPROC[0]}
+        "$0" ctl power 2; "$0" ctl power; "$0" ctl --pid $COPROC_PID power
+        echo >&${COPROC[1]}; wait
+        "$0" ctl power' "$ztsim" 2>&1)
+    expect_eq "$output" $'2\n2\nztsim: no device runs here: start ztsim in another terminal'
+}
+
+ztsim_ctl_asks_which_of_several_devices_is_meant()
+{
+    local output
+    output=$(alone bash -c '
+        exec 3> >("$0" --power-state 1 -- sh -c "echo ready; read -r line" >'"$scratch/first"'); first=$!
+        exec 4> >("$0" --power-state 2 -- sh -c "echo ready; read -r line" >'"$scratch/second"'); second=$!
+        until [ -s '"$scratch/first"' ] && [ -s '"$scratch/second"' ]; do :; done
+        "$0" ctl power | sed "s/$first/FIRST/; s/$second/SECOND/"
+        "$0" ctl power 2>&1 | sed "s/$first/FIRST/; s/$second/SECOND/; s/: FIRST\(.*\); SECOND\(.*\)/: SECOND\2; FIRST\1/"
+        "$0" ctl --pid $first power; "$0" ctl --pid $second power
+        "$0" --no-eth0 -- ztsim ctl --pid 1 power 5
+        "$0" ctl --pid $second power' "$ztsim" 2>/dev/null)
+    expect_eq "$output" "ztsim: several devices run here, choose one with --pid: \
+SECOND: $ztsim --power-state 2 -- sh -c echo ready; read -r line; FIRST: $ztsim --power-state 1 -- sh -c echo ready; read -r line
+1
+2
+2"
+}
+
+ztsim_ctl_is_for_the_same_user_alone()
+{
+    if [ "$(id -u)" -ne 0 ]; then
+        echo "left out: becoming another user needs root"
+        exit 77
+    fi
+    expect_eq "$(unshare --net bash -c '
+        cp "$0" '"$scratch"'/ztsim; chmod 755 '"$scratch"' '"$scratch"'/ztsim
+        as_other() { setpriv --reuid=65534 --regid=65534 --clear-groups "$@"; }
+        coproc "$0" -- sh -c "echo ready; read -r line"
+        read -r line <&${COPROC[0]}
+        as_other '"$scratch"'/ztsim ctl power 2 2>&1
+        as_other /usr/bin/python3 -c "
+import re, socket
+name = re.search(\"@(ztsim/.*)\", open(\"/proc/net/unix\").read()).group(1)
+device = socket.socket(socket.AF_UNIX)
+device.connect(\"\\0\" + name)
+try:
+    device.sendall(b\"power\\0002\\0\")
+    device.shutdown(socket.SHUT_WR)
+    print(device.recv(10))
+except OSError:
+    print(b\"\")"
+        "$0" ctl power; echo >&${COPROC[1]}; wait
+        coproc as_other '"$scratch"'/ztsim -- sh -c "echo ready; read -r line"
+        read -r line <&${COPROC[0]}
+        as_other '"$scratch"'/ztsim ctl power 5; as_other '"$scratch"'/ztsim ctl power
+        "$0" ctl power 2>&1; echo >&${COPROC[1]}; wait' "$ztsim")" \
+        $'ztsim: no device runs here: start ztsim in another terminal\nb\'\'\n0
+5\nztsim: no device runs here: start ztsim in another terminal'
+}
+
+# ---------------------------------------------------------------------------- scripts and records
+
+ztsim_performs_a_script()
+{
+    printf '# of our device\n\n0 power 4\n0.05\ttimeout 3  9\n+0 propagation 7\n+0 device touch -2\n+0.02 health serial-number "A  1"\n+0 health field-17 3\n0.08 power 5\n' >"$scratch/script"
+    expect_eq "$("$ztsim" --script "$scratch/script" -- bash -c '
+        ztsim ctl health serial-number
+        until [ "$(ztsim ctl power)" = 5 ]; do :; done
+        '"$show" 2>&1 | sed '1s/A  1//')" \
+        $'\npower: 5\ntimeout 3: 9\npropagation: 7\ndevice touch: -2\nhealth serial-number: A  1\nhealth field-17: 3'
+    expect_eq "$("$ztsim" --script <(cat "$scratch/script") -- ztsim ctl power)" 4
+}
+
+ztsim_waits_with_each_line_of_a_script_for_its_time()
+{
+    # Process 1 is started before the script.
+    printf '0.4 power 1\n+0.4 propagation 1\n' >"$scratch/script"
+    expect_eq "$("$ztsim" --script "$scratch/script" -- python3 -c '
+import os, subprocess, time
+ticks = int(open("/proc/1/stat").read().rsplit(")", 1)[1].split()[19])
+start = ticks / os.sysconf("SC_CLK_TCK")
+for what, least in ("power", 0.4), ("propagation", 0.8):
+    while subprocess.check_output(["ztsim", "ctl", what]) != b"1\n":
+        pass
+    print(time.clock_gettime(time.CLOCK_BOOTTIME) - start >= least)')" $'True\nTrue'
+}
+
+ztsim_performs_faults_of_a_script()
+{
+    printf '0 power-fault unknown-type\n0 health-fault unknown-type\n' >"$scratch/script"
+    expect_eq "$("$ztsim" --script "$scratch/script" -- bash -c '
+        python3 "$0/power.py" "8?" "8?"; python3 "$0/health.py" 20 20' "$here" 2>&1)" \
+        $'99\n10\n'"$(answer 99 ""; answer 21 "")"
+    printf '0 hang-up\n' >"$scratch/script"
+    expect_eq "$("$ztsim" --script "$scratch/script" --power-away 60000 --health-away 60000 -- ls -A /var/run/)" ""
+}
+
+ztsim_refuses_wrong_lines_of_a_script()
+{
+    refuse() # LINE MESSAGE
+    {
+        printf '# 1\n%s\n' "$1" >"$scratch/script"
+        expect_failure 125 "$scratch/script:2: $2; see ztsim --help" "$ztsim" --script "$scratch/script" -- echo ran
+    }
+    refuse power '"power" is not of the form TIME COMMAND'
+    refuse 1 '"1" is not of the form TIME COMMAND'
+    refuse "power 2" '"power" is not a number'
+    refuse "+ power 2" '"" is not a number'
+    refuse "-1 power 2" "time -1 is not in 0..1000000"
+    refuse "nan power 2" "time nan is not in 0..1000000"
+    refuse "1e7 power 2" "time 1e7 is not in 0..1000000"
+    refuse "1 toast" 'there is no command "toast", but power, timeout, *'
+    refuse "1 power 7" "power: STATE: Value 7 not in range 0 to 6"
+    refuse "1 health serial-number 123456789012345678901234567890123" '*has more than 32 bytes'
+    printf '2 power 1\n1 power 2\n' >"$scratch/script"
+    expect_failure 125 "$scratch/script:2: time 1 is before that of the line before; *" \
+        "$ztsim" --script "$scratch/script" -- echo ran
+}
+
+ztsim_says_which_line_of_a_script_cannot_be_performed()
+{
+    printf '0 power 2\n0 health field-0 4\n' >"$scratch/script"
+    expect_eq "$("$ztsim" --no-power-daemon --script "$scratch/script" -- ztsim ctl health field-0 2>&1)" \
+        $'ztsim: script: 0 power 2: there is no power-management daemon\n4'
+}
+
+ztsim_logs_commands_if_verbose()
+{
+    printf '0 power 2\n' >"$scratch/script"
+    expect_eq "$("$ztsim" -v --script "$scratch/script" -- ztsim ctl device touch 7 2>&1)" \
+        $'ztsim: script: 0 power 2\nztsim: ctl: device touch 7'
+}
+
+# What was recorded, without the times.
+recorded()
+{
+    sed -E '1d; s/^(# )?[0-9]+\.[0-9]{3} /\1/' "$scratch/record"
+}
+
+ztsim_records_what_clients_say()
+{
+    "$ztsim" --record "$scratch/record" --power-fault silence@3 --health-fault unknown-type@3 -- bash -c '
+        python3 "$0/power.py" 0,2? 1,4,9? 8 3,rs232,0? 4,touch,-1? 8? 9,5? 13? 12 14,2? 15,2,30? 9,4 3,toaster,0 99 8?
+        python3 "$0/health.py" 12 25,A 20 99 32,A' "$here" >/dev/null 2>&1
+    expect_eq "$(recorded)" 'timeout 2
+timeout 4 9
+# power: silence
+device rs232
+device touch -1
+power
+power 5
+power 3
+power 6
+propagation
+propagation 30
+# power 4: state out of range
+# device toaster: no such device
+# type 99: no request has this type
+power
+health serial-number
+health value-20 65
+# health value-20: unknown-type
+# type 99: no request has this type
+health field-17 65'
+    expect_like "$(head -n 1 "$scratch/record")" "# *ztsim --script*"
+}
+
+ztsim_plays_what_it_has_recorded()
+{
+    "$ztsim" --record "$scratch/record" -- bash -c '
+        python3 "$0/power.py" 1,3,9? 15,2,7? 4,touch,-2? 9,5? 12 99 8?; python3 "$0/health.py" 32,A' "$here" >/dev/null 2>&1
+    sed 's/^[0-9.]* /0 /' "$scratch/record" >"$scratch/script"
+    expect_eq "$("$ztsim" --script "$scratch/script" -- bash -c 'until [ "$(ztsim ctl health field-17)" = 65 ]; do :; done
+        '"$show" 2>&1)" \
+        $'power: 5\ntimeout 3: 9\npropagation: 7\ndevice touch: -2\nhealth serial-number: \nhealth field-17: 65'
+}
+
+ztsim_records_at_the_time_it_happens()
+{
+    "$ztsim" --record "$scratch/record" -- bash -c 'python3 "$0/power.py" "8?"; sleep 0.5; python3 "$0/power.py" "8?"
+        cat '"$scratch/record" "$here" >"$scratch/seen"
+    expect_eq "$(grep -c 'power$' "$scratch/seen")" 2
+    expect_eq "$(awk '/power/ { times[++count] = $1 } END { print count, (times[2] - times[1] >= 0.5) }' "$scratch/record")" "2 1"
+}
+
+ztsim_says_when_it_cannot_record_any_more()
+{
+    expect_eq "$("$ztsim" --record /dev/full -- python3 "$here/power.py" '8?' '8?' 2>&1)" \
+        $'ztsim: cannot record any more: No space left on device\n10\n10'
+}
+
+ztsim_reads_the_identity_from_a_file()
 {
     printf '# of our device\n\nserial-number=1234\nproduct-type=5' >"$scratch/fields"
-    expect_eq "$("$ztsim" --health-file "$scratch/fields" -- python3 "$here/health.py" 12 2)" \
+    expect_eq "$("$ztsim" --identity "$scratch/fields" -- python3 "$here/health.py" 12 2)" \
         "$(answer 13 31323334; answer 3 05)"
-    expect_eq "$("$ztsim" --health-file <(cat "$scratch/fields") -- python3 "$here/health.py" 12)" \
+    expect_eq "$("$ztsim" --identity <(cat "$scratch/fields") -- python3 "$here/health.py" 12)" \
         "$(answer 13 31323334)"
-    expect_eq "$("$ztsim" --health-field product-type=6 --health-file "$scratch/fields" -- \
+    expect_eq "$("$ztsim" --health-field product-type=6 --identity "$scratch/fields" -- \
         python3 "$here/health.py" 2)" "$(answer 3 06)"
 }
 
 ztsim_logs_what_it_ignores()
 {
-    "$ztsim" -- python3 "$here/power.py" 0,6 9,4 15,2,31 3,toaster,0 \
-        3,sixteen_letters_,1684234849 2,1,5 99 '8?' \
+    "$ztsim" -- python3 "$here/power.py" 0,6 9,4 15,2,31 15,3,5 3,toaster,0 \
+        3,sixteen_letters_,1684234849 $'3,T"\\\n-\x7f,0' 2,1,5 99 '8?' \
         >/dev/null 2>"$scratch/err"
     expect_eq "$(cat "$scratch/err")" \
-        'ztsim: power: ignored get timeout state 6: state out of range
-ztsim: power: ignored set power state 4: state out of range
-ztsim: power: ignored set propagation time state 2 value 31: value out of range
-ztsim: power: ignored get device "toaster": no such device
-ztsim: power: ignored get device "sixteen_letters_": no such device
+        'ztsim: power: ignored timeout 6: state out of range
+ztsim: power: ignored power 4: state out of range
+ztsim: power: ignored propagation 31: value out of range
+ztsim: power: ignored propagation 5 of state 3: state out of range
+ztsim: power: ignored device toaster: no such device
+ztsim: power: ignored device sixteen_letters_: no such device
+ztsim: power: ignored device "T\x22\x5c\x0a-\x7f": no such device
 ztsim: power: ignored timeout state 1 value 5: no request has this type
 ztsim: power: ignored type 99: no request has this type'
 }
@@ -716,6 +1031,70 @@ for client in clients:
 subprocess.run([sys.executable, \"$here/power.py\", \"8?\"])'" 2>"$scratch/err")" 10
     expect_eq "$(sort -u "$scratch/err")" \
         "ztsim: power: no more clients for now: Too many open files"
+}
+
+# ---------------------------------------------------------------------------- what comes with it
+
+# complete WORD...: what bash offers for the last of them
+complete_words()
+{
+    bash -c '. "$0"; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _ztsim; echo "${COMPREPLY[*]}"' \
+        "$here/../../tools/ztsim/ztsim.bash" "$@"
+}
+
+# Each of its words on a line.
+lines() { tr ' ' '\n' <<<"$*" | sort; }
+
+# options HELP: those that it tells of
+options() { sed -nE 's/^  (-[hv],)?(--[a-z0-9-]+).*/\2/p' <<<"$1" | sort; }
+
+ztsim_completes_in_bash()
+{
+    expect_eq "$(lines "$(complete_words ztsim --)")" "$(lines "-- $(options "$("$ztsim" --help)" | xargs -d '\n')")"
+    expect_eq "$(complete_words ztsim c)" ctl
+    expect_eq "$(complete_words ztsim -v c)" ""
+    expect_eq "$(complete_words ztsim --power-fault s)" "short-record@ silence@"
+    expect_eq "$(complete_words ztsim --health-field serial)" serial-number=
+    expect_eq "$(complete_words ztsim --device cam)" cam_output=
+    expect_eq "$(complete_words ztsim --eeprom l)" locked
+    expect_eq "$(cd "$scratch" && touch file && complete_words ztsim --script fi)" file
+    expect_like " $(complete_words ztsim -v -- tru) " "* true *"
+    expect_eq "$(complete_words ztsim ctl --)" "--pid --help"
+    expect_eq "$(complete_words ztsim ctl po)" "power power-fault"
+    expect_eq "$(complete_words ztsim ctl --pid 5 hang-up h)" health
+    # The commands are those that ztsim knows, and so is each name.
+    local command name
+    for command in $(complete_words ztsim ctl ''); do
+        [[ $command == --* ]] || expect_like "$("$ztsim" ctl --help)" "*"$'\n'"  $command *"
+    done
+    for name in $(complete_words ztsim ctl device ''); do
+        echo "0 device $name 0"
+    done >"$scratch/script"
+    for name in $(complete_words ztsim ctl health ''); do
+        echo "0 health $name 0"
+    done >>"$scratch/script"
+    for name in $(complete_words ztsim ctl power-fault ''); do
+        echo "0 power-fault $name"
+    done >>"$scratch/script"
+    for name in $(complete_words ztsim ctl health-fault ''); do
+        echo "0 health-fault $name"
+    done >>"$scratch/script"
+    expect_eq "$(wc -l <"$scratch/script")" $((21 + 16 + 5 + 5))
+    expect_eq "$("$ztsim" --script "$scratch/script" -- echo ran 2>&1)" ran
+}
+
+ztsim_has_a_manual_page()
+{
+    local page=$here/../../tools/ztsim/ztsim.1 word
+    for word in $(options "$("$ztsim" --help)"); do
+        grep -qF -- "${word//-/\\-}" "$page" || fail "nothing about $word"
+    done
+    for word in $(complete_words ztsim ctl ''); do
+        grep -qF -- "${word//-/\\-}" "$page" || fail "nothing about $word"
+    done
+    if command -v groff >/dev/null; then
+        expect_eq "$(groff -man -Tascii -ww "$page" 2>&1 >/dev/null)" ""
+    fi
 }
 
 $2

@@ -13,8 +13,10 @@ using Stream = boost::asio::local::stream_protocol;
 
 } // namespace
 
-Daemon::Daemon(boost::asio::io_context& context, const Protocol& protocol, DaemonOptions given)
-    : protocol(protocol), options(std::move(given)), acceptor(context), timer(context)
+Daemon::Daemon(boost::asio::io_context& context, const Protocol& protocol, DaemonOptions given,
+               Recorder& recorder)
+    : protocol(protocol), options(std::move(given)), recorder(recorder), acceptor(context),
+      timer(context)
 {
     listen();
 }
@@ -83,10 +85,15 @@ void Daemon::received(Client& sender, const Bytes& record)
 {
     sayIfVerbose("<- " + describe(record));
     const auto fault = options.faults.find(++records);
-    if (fault == options.faults.end()) {
-        handle(sender, record);
-    } else {
+    if (fault != options.faults.end()) {
+        recorder.write(describe(record), nameOf(fault->second));
         suffer(fault->second, sender, record);
+        return;
+    }
+    const char* const refusal = handle(sender, record);
+    recorder.write(describe(record), refusal);
+    if (refusal != nullptr) {
+        say("ignored " + describe(record) + ": " + refusal);
     }
 }
 
@@ -105,6 +112,11 @@ void Daemon::suffer(Fault fault, Client& sender, const Bytes& record)
     default:
         send(sender, faultyAnswer(fault, record));
     }
+}
+
+void Daemon::sufferNext(Fault fault)
+{
+    options.faults[records + 1] = fault;
 }
 
 void Daemon::hangUp()
@@ -137,11 +149,6 @@ void Daemon::sendToAll(const Bytes& record)
     for (const auto& client : clients) {
         send(*client, record);
     }
-}
-
-void Daemon::ignore(const Bytes& record, const char* reason) const
-{
-    say("ignored " + describe(record) + ": " + reason);
 }
 
 void Daemon::say(const std::string& line) const

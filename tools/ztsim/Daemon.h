@@ -3,6 +3,7 @@
 
 #include "Client.h"
 #include "Fault.h"
+#include "Recorder.h"
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/local/stream_protocol.hpp>
@@ -34,6 +35,9 @@ public:
     /// in that time.
     void hangUp();
 
+    /// The fault befalls the next record.
+    void sufferNext(Fault fault);
+
 protected:
     struct Protocol {
         const char* name; ///< in the log
@@ -42,15 +46,16 @@ protected:
     };
 
     /// Listens from now on; clients are served by the context's run().
-    Daemon(boost::asio::io_context& context, const Protocol& protocol, DaemonOptions given);
+    Daemon(boost::asio::io_context& context, const Protocol& protocol, DaemonOptions given,
+           Recorder& recorder);
     ~Daemon() = default;
 
     void send(Client& client, const Bytes& record);
     void sendToAll(const Bytes& record);
-    void ignore(const Bytes& record, const char* reason) const;
 
 private:
-    virtual void handle(Client& sender, const Bytes& record) = 0;
+    /// Returns why the record was ignored, or null.
+    virtual const char* handle(Client& sender, const Bytes& record) = 0;
 
     /// What the sender of `record` gets from a fault that sends something.
     virtual Bytes faultyAnswer(Fault fault, const Bytes& record) const = 0;
@@ -68,7 +73,8 @@ private:
     void sayIfVerbose(const std::string& line) const;
 
     const Protocol protocol;
-    const DaemonOptions options;
+    DaemonOptions options;
+    Recorder& recorder;
     boost::asio::local::stream_protocol::acceptor acceptor;
     boost::asio::steady_timer timer; ///< to the return from a hang-up
     std::set<std::shared_ptr<Client>> clients;

@@ -1,6 +1,8 @@
 #include "Device.h"
 
+#include "ControlSocket.h"
 #include "Log.h"
+#include "TextFile.h"
 
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/read.hpp>
@@ -11,6 +13,7 @@
 #include <cstring>
 #include <exception>
 #include <fcntl.h>
+#include <filesystem>
 #include <spawn.h>
 #include <string>
 #include <sys/socket.h>
@@ -21,7 +24,10 @@ namespace ztsim {
 namespace {
 
 /// Spawns with default signal dispositions and no signal blocked; returns an errno value.
-int spawnFresh(char** command, pid_t& pid)
+///
+/// `interactive` gives the terminal to it, in a process group of its own: a shell hands that back
+/// in the end, which it could not if the group were one from outside.
+int spawnFresh(char** command, bool interactive, pid_t& pid)
 {
     sigset_t all;
     sigset_t none;
@@ -29,21 +35,30 @@ int spawnFresh(char** command, pid_t& pid)
     sigemptyset(&none);
     posix_spawnattr_t attributes;
     posix_spawnattr_init(&attributes);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    int flags = POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK;
+    if (interactive) {
+        flags |= POSIX_SPAWN_SETPGROUP;
+        posix_spawn_file_actions_addtcsetpgrp_np(&actions, STDIN_FILENO);
+    }
+    posix_spawnattr_setflags(&attributes, static_cast<short>(flags));
     posix_spawnattr_setsigdefault(&attributes, &all);
     posix_spawnattr_setsigmask(&attributes, &none);
-    const int error = posix_spawnp(&pid, *command, nullptr, &attributes, command, environ);
+    const int error = posix_spawnp(&pid, *command, &actions, &attributes, command, environ);
+    posix_spawn_file_actions_destroy(&actions);
     posix_spawnattr_destroy(&attributes);
     return error;
 }
 
 /// On the device all find the tools of the administrator, whose folders an ordinary user's PATH may
-/// lack.
+/// lack, and ztsim itself.
 void completePath()
 {
     const char* const given = std::getenv("PATH");
     std::string path = given == nullptr ? "/bin:/usr/bin" : given;
-    for (const std::string folder : {"/usr/sbin", "/sbin"}) {
+    const std::string own = std::filesystem::read_symlink("/proc/self/exe").parent_path();
+    for (const std::string& folder : {std::string("/usr/sbin"), std::string("/sbin"), own}) {
         if ((':' + path + ':').find(':' + folder + ':') == std::string::npos) {
             path += ':' + folder;
         }
@@ -51,14 +66,12 @@ void completePath()
     ::setenv("PATH", path.c_str(), 1);
 }
 
-/// Blocks the signals that are meant for us and returns a descriptor to read them from.
-int openOwnSignals()
+/// Blocks SIGCHLD and returns a descriptor to read it from.
+int openChildSignals()
 {
     sigset_t signals;
     sigemptyset(&signals);
-    for (const int signal : {SIGCHLD, SIGUSR1, SIGUSR2}) {
-        sigaddset(&signals, signal);
-    }
+    sigaddset(&signals, SIGCHLD);
     ::sigprocmask(SIG_BLOCK, &signals, nullptr);
     return ::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
 }
@@ -68,10 +81,10 @@ int exitCodeOf(int status)
     return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
 }
 
-int runDevice(const Options& options, int outside)
+int runDevice(const Options& options)
 {
     try {
-        return Device(options, outside).run();
+        return Device(options, *options.inside).run();
     } catch (const std::exception& error) {
         log(error.what());
         return FAILED;
@@ -80,26 +93,35 @@ int runDevice(const Options& options, int outside)
 
 } // namespace
 
-Device::Device(const Options& options, int outside)
-    : command(options.command), outside(context, {}, outside),
-      ownSignals(context, openOwnSignals()), eeprom(context, options.eeprom)
+Device::Device(const Options& options, const Inside& inside)
+    : options(options), outside(context, {}, inside.outside),
+      childSignals(context, openChildSignals()), recorder(inside.record),
+      control(context, daemons, options.verbose), script(context, daemons, options.verbose),
+      eeprom(context, options.eeprom)
 {
+    if (inside.script >= 0) {
+        script.read(options.script, readAll(inside.script));
+        ::close(inside.script);
+    }
     if (options.power) {
-        power.emplace(context, *options.power);
+        daemons.power.emplace(context, *options.power, recorder);
     }
     if (options.health) {
-        health.emplace(context, *options.health);
+        daemons.health.emplace(context, *options.health, recorder);
     }
     if (!options.noNetwork) {
         network.emplace();
     }
+    control.listenOn(inside.control);
+    control.listenOn(listenForControl());
 }
 
 int Device::run()
 {
+    script.start();
     if (start()) {
         passSignals();
-        awaitSignals();
+        reapChildren();
         context.run();
     }
     return exitCode;
@@ -108,9 +130,13 @@ int Device::run()
 bool Device::start()
 {
     completePath();
-    const int error = spawnFresh(command, pid);
+    const bool interactive = options.isShell && ::isatty(STDIN_FILENO) == 1;
+    if (interactive) {
+        log("a shell on the simulated device; exit leaves it");
+    }
+    const int error = spawnFresh(options.command, interactive, pid);
     if (error != 0) {
-        log(std::string("cannot run ") + *command + ": " + std::strerror(error));
+        log(std::string("cannot run ") + *options.command + ": " + std::strerror(error));
         exitCode = error == ENOENT ? 127 : 126;
     }
     return error == 0;
@@ -129,28 +155,6 @@ void Device::passSignals()
                             });
 }
 
-void Device::awaitSignals()
-{
-    ownSignals.async_read_some(boost::asio::buffer(&ownSignal, sizeof ownSignal),
-                               [this](const auto& error, std::size_t) {
-                                   if (!error) {
-                                       takeSignal();
-                                       awaitSignals();
-                                   }
-                               });
-}
-
-void Device::takeSignal()
-{
-    if (ownSignal.ssi_signo == SIGCHLD) {
-        reapChildren();
-    } else if (ownSignal.ssi_signo == SIGUSR1 && power) {
-        power->hangUp();
-    } else if (ownSignal.ssi_signo == SIGUSR2 && health) {
-        health->hangUp();
-    }
-}
-
 void Device::reapChildren()
 {
     int status = 0;
@@ -162,16 +166,22 @@ void Device::reapChildren()
             return;
         }
     }
+    childSignals.async_read_some(boost::asio::buffer(&childSignal, sizeof childSignal),
+                                 [this](const auto& error, std::size_t) {
+                                     if (!error) {
+                                         reapChildren();
+                                     }
+                                 });
 }
 
 int runInside(const Options& options)
 {
-    const auto [outside, errors] = *options.inside;
-    ::fcntl(outside, F_SETFD, FD_CLOEXEC);
-    ::dup2(errors, STDERR_FILENO);
-    ::close(errors);
-    const int reportFd = ::fcntl(outside, F_DUPFD_CLOEXEC, 0);
-    const auto code = static_cast<unsigned char>(runDevice(options, outside));
+    const Inside& inside = *options.inside;
+    ::fcntl(inside.outside, F_SETFD, FD_CLOEXEC);
+    ::dup2(inside.errors, STDERR_FILENO);
+    ::close(inside.errors);
+    const int reportFd = ::fcntl(inside.outside, F_DUPFD_CLOEXEC, 0);
+    const auto code = static_cast<unsigned char>(runDevice(options));
     ::send(reportFd, &code, sizeof code, MSG_NOSIGNAL);
     return code;
 }

@@ -1,8 +1,12 @@
 #ifndef ZTSIM_DEVICE_H
 #define ZTSIM_DEVICE_H
 
+#include "Control.h"
+#include "Daemons.h"
 #include "Network.h"
 #include "Options.h"
+#include "Recorder.h"
+#include "Script.h"
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/local/stream_protocol.hpp>
@@ -15,12 +19,11 @@
 namespace ztsim {
 
 /// The inside of the sandbox: the daemons and COMMAND. Being process 1 of its pid namespace, its
-/// end is the end of every process within. Processes within can send it SIGUSR1 and SIGUSR2, which
-/// make the daemons hang up.
+/// end is the end of every process within.
 class Device {
 public:
-    /// `outside` is a socket that brings the numbers of signals for COMMAND.
-    Device(const Options& options, int outside);
+    /// The socket to the outside brings the numbers of signals for COMMAND.
+    Device(const Options& options, const Inside& inside);
 
     /// Returns COMMAND's exit code.
     int run();
@@ -28,17 +31,17 @@ public:
 private:
     bool start();
     void passSignals();
-    void awaitSignals();
-    void takeSignal();
     void reapChildren();
 
-    char** const command;
+    const Options& options;
     boost::asio::io_context context;
     boost::asio::local::stream_protocol::socket outside;
-    boost::asio::posix::stream_descriptor ownSignals;
-    signalfd_siginfo ownSignal{};
-    std::optional<PowerDaemon> power;
-    std::optional<HealthDaemon> health;
+    boost::asio::posix::stream_descriptor childSignals;
+    signalfd_siginfo childSignal{};
+    Recorder recorder;
+    Daemons daemons;
+    Control control;
+    Script script;
     Eeprom eeprom;
     std::optional<Network> network;
     pid_t pid = -1;

@@ -5,19 +5,18 @@
 #include <stdexcept>
 
 namespace ztsim {
-namespace {
 
-Fault faultNamed(const std::string& text, const FaultKinds& kinds)
+Fault faultNamed(const std::string& name, const FaultKinds& kinds)
 {
+    std::string known;
     for (const Fault fault : kinds) {
-        if (text == nameOf(fault)) {
+        if (name == nameOf(fault)) {
             return fault;
         }
+        known += std::string(known.empty() ? "" : ", ") + nameOf(fault);
     }
-    throw std::invalid_argument("there is no fault \"" + text + "\"");
+    throw std::invalid_argument("there is no fault \"" + name + "\", but " + known);
 }
-
-} // namespace
 
 Faults parseFaults(const std::vector<std::string>& texts, const FaultKinds& kinds)
 {

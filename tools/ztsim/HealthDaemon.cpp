@@ -11,17 +11,20 @@ constexpr std::uint32_t UNKNOWN_TYPE = 99;
 
 } // namespace
 
-HealthDaemon::HealthDaemon(boost::asio::io_context& context, const HealthDaemonOptions& options)
-    : Daemon(context, {"health", PATH, sizeof(HealthRecord)}, options), monitor(options.monitor)
+HealthDaemon::HealthDaemon(boost::asio::io_context& context, const HealthDaemonOptions& options,
+                           Recorder& recorder)
+    : Daemon(context, {"health", PATH, sizeof(HealthRecord)}, options, recorder),
+      monitor(options.monitor)
 {}
 
-void HealthDaemon::handle(Client& sender, const Bytes& bytes)
+const char* HealthDaemon::handle(Client& sender, const Bytes& bytes)
 {
-    if (const auto answer = monitor.handle(recordOf<HealthRecord>(bytes))) {
-        send(sender, bytesOf(*answer));
-    } else {
-        ignore(bytes, "no request has this type");
+    const auto answer = monitor.handle(recordOf<HealthRecord>(bytes));
+    if (!answer) {
+        return "no request has this type";
     }
+    send(sender, bytesOf(*answer));
+    return nullptr;
 }
 
 Bytes HealthDaemon::faultyAnswer(Fault fault, const Bytes& bytes) const

@@ -16,10 +16,13 @@ struct HealthDaemonOptions : DaemonOptions {
 /// The health-monitor daemon: answers each request of any number of clients.
 class HealthDaemon final : public Daemon {
 public:
-    HealthDaemon(boost::asio::io_context& context, const HealthDaemonOptions& options);
+    HealthDaemon(boost::asio::io_context& context, const HealthDaemonOptions& options,
+                 Recorder& recorder);
+
+    HealthMonitor& values() { return monitor; }
 
 private:
-    void handle(Client& sender, const Bytes& bytes) override;
+    const char* handle(Client& sender, const Bytes& bytes) override;
     Bytes faultyAnswer(Fault fault, const Bytes& bytes) const override;
     std::string describe(const Bytes& bytes) const override;
 

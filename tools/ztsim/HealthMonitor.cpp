@@ -42,6 +42,16 @@ constexpr std::array<Field, 16> FIELDS{{
     {"value-32", Kind::Value, 36, 37, 38},
 }};
 
+const Field& fieldNamed(const std::string& name)
+{
+    const auto* const field = std::find_if(
+        FIELDS.begin(), FIELDS.end(), [&name](const Field& known) { return known.name == name; });
+    if (field == FIELDS.end()) {
+        throw std::invalid_argument("there is no field \"" + name + '"');
+    }
+    return *field;
+}
+
 void setText(HealthRecord& record, const std::string& text)
 {
     if (text.size() > sizeof record.text) {
@@ -61,7 +71,7 @@ void setPayload(HealthRecord& record, Kind kind, const HealthRecord& from)
     }
 }
 
-std::string describePayload(Kind kind, const HealthRecord& record)
+std::string payload(Kind kind, const HealthRecord& record)
 {
     switch (kind) {
     case Kind::Byte:
@@ -69,7 +79,7 @@ std::string describePayload(Kind kind, const HealthRecord& record)
     case Kind::Value:
         return std::to_string(record.value);
     default:
-        return '"' + std::string(record.text, strnlen(record.text, sizeof record.text)) + '"';
+        return {record.text, strnlen(record.text, sizeof record.text)};
     }
 }
 
@@ -86,15 +96,9 @@ HealthMonitor::HealthMonitor()
 
 void HealthMonitor::set(const std::string& name, const std::string& value)
 {
-    const auto* const field =
-        std::find_if(FIELDS.begin(), FIELDS.end(), [&name](const Field& known) {
-            return known.name == name && known.get != NONE;
-        });
-    if (field == FIELDS.end()) {
-        throw std::invalid_argument("there is no field \"" + name + "\"");
-    }
-    HealthRecord& answer = answers[field->answer];
-    switch (field->kind) {
+    const Field& field = fieldNamed(name);
+    HealthRecord& answer = answers[field.answer];
+    switch (field.kind) {
     case Kind::Byte:
         answer.byte = parseNumber<std::uint8_t>(value);
         break;
@@ -105,6 +109,12 @@ void HealthMonitor::set(const std::string& name, const std::string& value)
         setText(answer, value);
         break;
     }
+}
+
+std::string HealthMonitor::get(const std::string& name) const
+{
+    const Field& field = fieldNamed(name);
+    return payload(field.kind, answers.at(field.answer));
 }
 
 std::optional<HealthRecord> HealthMonitor::handle(const HealthRecord& request)
@@ -127,13 +137,14 @@ std::string describe(const HealthRecord& record)
 {
     for (const Field& field : FIELDS) {
         if (record.type == field.get) {
-            return std::string("get ") + field.name;
+            return std::string("health ") + field.name;
         }
         if (record.type == field.set) {
-            return std::string("set ") + field.name + ' ' + describePayload(field.kind, record);
+            return std::string("health ") + field.name + ' ' + payload(field.kind, record);
         }
         if (record.type == field.answer) {
-            return std::string(field.name) + ' ' + describePayload(field.kind, record);
+            const std::string quote = field.kind == Kind::Text ? "\"" : "";
+            return field.name + (' ' + quote) + payload(field.kind, record) + quote;
         }
     }
     return "type " + std::to_string(record.type);

@@ -20,8 +20,9 @@ class HealthMonitor {
 public:
     HealthMonitor();
 
-    /// Gives a field its initial value; throws std::invalid_argument.
+    /// Both throw std::invalid_argument.
     void set(const std::string& name, const std::string& value);
+    std::string get(const std::string& name) const;
 
     /// The answer, unless no request has the record's type.
     std::optional<HealthRecord> handle(const HealthRecord& request);
@@ -30,7 +31,8 @@ private:
     std::map<std::uint32_t, HealthRecord> answers; ///< by their types
 };
 
-/// In words, e.g. "get serial-number".
+/// A request as the command that says the same, e.g. "health serial-number", anything else in
+/// words.
 std::string describe(const HealthRecord& record);
 
 } // namespace ztsim

@@ -2,16 +2,20 @@
 
 #include "Log.h"
 #include "Number.h"
+#include "TextFile.h"
 
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
-#include <fstream>
+#include <cstring>
+#include <fcntl.h>
 #include <map>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <unistd.h>
 #include <utility>
 #include <vector>
 
@@ -22,7 +26,8 @@ constexpr const char* POWER_GROUP = "Power-management daemon";
 constexpr const char* HEALTH_GROUP = "Health-monitor daemon and EEPROM";
 
 constexpr const char* ABOUT =
-    "Runs COMMAND on a simulated device: in its own user, mount, pid and network namespace, as\n"
+    "Runs COMMAND, or else a shell, on a simulated device: in its own user, mount, pid and network "
+    "namespace, as\n"
     "root, with nothing in /var/run but the sockets of the device's daemons, nothing on /sys/bus\n"
     "but the EEPROM, /dev/eeprom2 beside the host's devices, and eth0 beside lo.";
 
@@ -36,19 +41,30 @@ constexpr const char* FOOTER =
     "  unknown-device  its sender gets state 1 of a device named \"toaster\"; power only\n"
     "  unterminated    its sender gets a text of 32 letters without the NUL; health only\n"
     "  silence         nothing\n"
-    "On the device, \"kill -USR1 1\" makes the power-management daemon hang up at once, and\n"
-    "\"kill -USR2 1\" the health-monitor daemon.\n"
+    "\n"
+    "\"ztsim ctl\" changes the device while it runs, from another terminal or on the device\n"
+    "itself; see ztsim ctl --help for its commands. A script has a line \"TIME COMMAND\" for "
+    "each:\n"
+    "TIME is in seconds since the start, or after a + since the line before. What --record\n"
+    "writes is such a script, of what the clients say to the daemons; what was not done is a\n"
+    "comment there. Played by --script, it brings the device into the same states at the same\n"
+    "times, and the clients that are there hear the same reports.\n"
     "\n"
     "NAME of a health field is one of\n"
-    "  product-type, product-variant, field-6, field-16, field-21   0..255\n"
+    "  product-type, product-variant, field-6, field-16, field-17, field-21   0..255\n"
     "  serial-number, part-number, field-8                          a text of up to 32 bytes\n"
     "  field-0, field-19, field-25                                  0..4294967295\n"
     "  value-20, value-26, value-29                                 0..255\n"
     "  value-32                                                     0..4294967295\n"
     "where field-N is what the EEPROM command N reads, and value-N what the health command N "
     "gets.\n"
-    "EEPROM command 23 reads value-20. In a file, empty lines and lines that begin with # are\n"
-    "skipped.\n"
+    "EEPROM command 23 reads value-20, and no command reads field-17. In files, empty lines\n"
+    "and lines that begin with # are skipped.\n"
+    "\n"
+    "NAME of a device is one of\n"
+    "  display display_bl keypad_bl encoder_bl rgb_led beeper keypad encoder touch console "
+    "output0\n"
+    "  output1 output2 cam_output video0 input0 input1 input2 input3 status_led1 status_led2\n"
     "\n"
     "The EEPROM's device is /dev/eeprom2, its unlock attribute /sys/bus/i2c/devices/1-0050/app. It "
     "is\n"
@@ -60,9 +76,9 @@ constexpr const char* FOOTER =
     "cable\n"
     "is the default gateway, 192.168.135.1: it answers, and offers no service. Nothing else can "
     "be\n"
-    "reached. The PATH is completed by /usr/sbin and /sbin, for ifconfig and route. What is "
-    "written\n"
-    "to drop_caches and compact_memory in /proc/sys/vm stays on the device.\n"
+    "reached. The PATH is completed by /usr/sbin and /sbin, for ifconfig and route, and by\n"
+    "the folder of ztsim. What is written to drop_caches and compact_memory in /proc/sys/vm stays "
+    "on the device.\n"
     "\n"
     "Signals sent to ztsim are passed on to COMMAND, except for those of job control. When "
     "COMMAND\n"
@@ -83,7 +99,8 @@ class Formatter : public CLI::Formatter {
 public:
     std::string make_usage(const CLI::App* /*app*/, std::string /*name*/) const override
     {
-        return "Usage: ztsim [OPTIONS] -- COMMAND [ARGS...]\n";
+        return "Usage: ztsim [OPTIONS] [-- COMMAND [ARGS...]]\n"
+               "       ztsim ctl [--pid PID] COMMAND\n";
     }
 
     std::string make_option_opts(const CLI::Option* option) const override
@@ -96,7 +113,7 @@ std::pair<std::string, std::string> splitAssignment(const std::string& text)
 {
     const auto at = text.find('=');
     if (at == std::string::npos) {
-        throw std::invalid_argument("\"" + text + "\" is not an assignment");
+        throw std::invalid_argument("\"" + text + "\" is not of the form NAME=VALUE");
     }
     return {text.substr(0, at), text.substr(at + 1)};
 }
@@ -127,20 +144,25 @@ void setHealthField(HealthMonitor& monitor, const std::string& text)
     monitor.set(name, value);
 }
 
-/// The lines of a file that hold something.
-std::vector<std::string> readLines(const std::string& path)
+int openFile(const std::string& option, const std::string& path, int flags)
 {
-    std::ifstream file(path);
-    if (!file) {
-        throw std::invalid_argument("cannot read " + path);
+    const int file = ::open(path.c_str(), flags, 0666); // NOLINT(android-cloexec-open): for inside
+    if (file < 0) {
+        throw CLI::ValidationError(option, "cannot open " + path + ": " + std::strerror(errno));
     }
-    std::vector<std::string> lines;
-    for (std::string line; std::getline(file, line);) {
-        if (!line.empty() && line.front() != '#') {
-            lines.push_back(line);
-        }
+    return file;
+}
+
+/// $SHELL, in the place of COMMAND.
+char** userShell()
+{
+    static char standard[] = "/bin/sh";
+    static char* command[] = {standard, nullptr};
+    char* const shell = std::getenv("SHELL");
+    if (shell != nullptr && *shell != '\0') {
+        command[0] = shell;
     }
-    return lines;
+    return command;
 }
 
 /// What a function that takes the texts of a repeatable option throws becomes a usage error.
@@ -177,18 +199,19 @@ public:
     int exit(const CLI::ParseError& error) const;
 
 private:
+    void addInside();
     void addPowerOptions();
     void addHealthOptions();
     void addFaultOptions(const std::string& daemon, const char* group, DaemonOptions& settings,
                          const FaultKinds& kinds);
-    void takeHealthFile(const std::string& path);
+    void addDialogueOptions();
+    void takeIdentity(const std::string& path);
 
     Options& options;
     PowerDaemonOptions power;
     HealthDaemonOptions health;
     bool noPower = false;
     bool noHealth = false;
-    bool verbose = false;
     CLI::App app{ABOUT, "ztsim"};
 };
 
@@ -197,14 +220,53 @@ CommandLine::CommandLine(Options& options) : options(options)
     app.formatter(std::make_shared<Formatter>());
     app.footer(FOOTER);
     app.set_version_flag("--version", "ztsim " ZTSIM_VERSION);
-    app.add_flag("-v,--verbose", verbose,
-                 "Log each record received and sent, and each fault, on stderr");
+    app.add_flag(
+        "-v,--verbose", options.verbose,
+        "Log each record received and sent, each fault, and each command of a script or of\n"
+        "ztsim ctl, on stderr");
     app.add_flag("--no-eth0", options.noNetwork, "There is no eth0");
-    app.add_option("--inside", options.inside)->group("");
+    addInside();
+    addDialogueOptions();
     addPowerOptions();
     addFaultOptions("power", POWER_GROUP, power, PowerDaemonOptions::FAULTS);
     addHealthOptions();
     addFaultOptions("health", HEALTH_GROUP, health, HealthDaemonOptions::FAULTS);
+}
+
+void CommandLine::addInside()
+{
+    app.add_option_function<std::vector<int>>(
+           "--inside",
+           [this](const auto& files) {
+               options.inside = Inside{files[0], files[1], files[2], files[3], files[4]};
+           })
+        ->expected(5)
+        ->group("");
+}
+
+/// The files are opened outside, where all of them can be seen.
+void CommandLine::addDialogueOptions()
+{
+    app.add_option_function<std::string>(
+           "--script",
+           [this](const auto& path) {
+               options.script = path;
+               if (!options.inside) {
+                   options.scriptFile = openFile("--script", path, O_RDONLY);
+               }
+           },
+           "What happens to the device at which time, see below")
+        ->type_name("FILE");
+    app.add_option_function<std::string>(
+           "--record",
+           [this](const auto& path) {
+               if (!options.inside) {
+                   options.recordFile =
+                       openFile("--record", path, O_WRONLY | O_CREAT | O_TRUNC | O_APPEND);
+               }
+           },
+           "Write what the clients say to the daemons into a file, as such a script")
+        ->type_name("FILE");
 }
 
 void CommandLine::addPowerOptions()
@@ -244,8 +306,9 @@ void CommandLine::addHealthOptions()
     CLI::Option* const none =
         app.add_flag("--no-health-daemon", noHealth, "Nothing listens on /var/run/zthmd_api");
     CLI::Option* const file = app.add_option_function<std::string>(
-        "--health-file", [this](const auto& path) { takeHealthFile(path); },
-        "Health fields, a line NAME=VALUE each; --health-field overrides them");
+        "--identity", [this](const auto& path) { takeIdentity(path); },
+        "The device's serial number and other health fields, a line NAME=VALUE each;\n"
+        "--health-field overrides them");
     CLI::Option* const field = addAssignments(
         app, "--health-field", [this](const auto& text) { setHealthField(health.monitor, text); },
         "Initial value of a health field, see below; 0 or empty by default; repeatable");
@@ -263,18 +326,21 @@ void CommandLine::addHealthOptions()
 }
 
 /// Read outside only: inside, the lines have become options.
-void CommandLine::takeHealthFile(const std::string& path)
+void CommandLine::takeIdentity(const std::string& path)
 {
     if (options.inside) {
         return;
     }
+    const int file = openFile("--identity", path, O_RDONLY);
+    const std::string text = readAll(file);
+    ::close(file);
     try {
-        options.fields = readLines(path);
-        for (const std::string& line : options.fields) {
+        forEachLine(path, text, [this](const std::string& line) {
             setHealthField(health.monitor, line);
-        }
+            options.fields.push_back(line);
+        });
     } catch (const std::invalid_argument& error) {
-        throw CLI::ValidationError("--health-file", error.what());
+        throw CLI::ValidationError("--identity", error.what());
     }
 }
 
@@ -302,12 +368,10 @@ void CommandLine::parse(int argc, char** argv)
     char** const marker =
         std::find_if(argv, end, [](std::string_view text) { return text == "--"; });
     app.parse(static_cast<int>(marker - argv), argv);
-    if (end - marker < 2) {
-        throw CLI::RequiredError("-- COMMAND");
-    }
-    options.command = marker + 1;
-    power.verbose = verbose;
-    health.verbose = verbose;
+    options.isShell = end - marker < 2;
+    options.command = options.isShell ? userShell() : marker + 1;
+    power.verbose = options.verbose;
+    health.verbose = options.verbose;
     options.power = noPower ? std::nullopt : std::optional(power);
     options.health = noHealth ? std::nullopt : std::optional(health);
 }

@@ -15,6 +15,15 @@ namespace ztsim {
 /// The exit code of ztsim's own failures.
 constexpr int FAILED = 125;
 
+/// The descriptors that the process within the device gets.
+struct Inside {
+    int outside; ///< its channel to the outside
+    int errors;  ///< the stderr that it is to have
+    int control; ///< where it listens for "ztsim ctl"
+    int script;  ///< the open files of --script and --record, or -1
+    int record;
+};
+
 struct Options {
     /// Unless they are not to run.
     std::optional<PowerDaemonOptions> power;
@@ -22,12 +31,15 @@ struct Options {
 
     Eeprom::State eeprom = Eeprom::State::Open;
     bool noNetwork = false;
+    bool verbose = false;
     std::vector<std::string> fields; ///< of the health monitor, NAME=VALUE, from a file
-    char** command = nullptr;        ///< ends with a null
+    std::string script;              ///< the name of its file
+    int scriptFile = -1;             ///< both are open in the outside
+    int recordFile = -1;
+    char** command = nullptr; ///< ends with a null
+    bool isShell = false;     ///< no command was given
 
-    /// Set in the process that runs within the device: its channel to the outside, and the stderr
-    /// it is to have.
-    std::optional<std::pair<int, int>> inside;
+    std::optional<Inside> inside; ///< set in the process within the device
 };
 
 /// Ends the process for --help, --version and usage errors.

@@ -1,5 +1,7 @@
 #include "PowerDaemon.h"
 
+#include <stdexcept>
+
 namespace ztsim {
 namespace {
 
@@ -10,20 +12,41 @@ constexpr const char* UNKNOWN_DEVICE = "toaster";
 
 } // namespace
 
-PowerDaemon::PowerDaemon(boost::asio::io_context& context, const PowerDaemonOptions& options)
-    : Daemon(context, {"power", PATH, sizeof(PowerRecord)}, options), manager(options.settings)
+PowerDaemon::PowerDaemon(boost::asio::io_context& context, const PowerDaemonOptions& options,
+                         Recorder& recorder)
+    : Daemon(context, {"power", PATH, sizeof(PowerRecord)}, options, recorder),
+      manager(options.settings)
 {}
 
-void PowerDaemon::handle(Client& sender, const Bytes& bytes)
+std::string PowerDaemon::perform(const PowerRecord& request)
+{
+    const PowerReply reply = manager.handle(request);
+    if (reply.refusal != nullptr) {
+        throw std::invalid_argument(reply.refusal);
+    }
+    if (reply.to == PowerReply::To::Sender) {
+        return reportedNumber(reply.record) + '\n';
+    }
+    sendToAll(bytesOf(reply.record));
+    return "";
+}
+
+void PowerDaemon::enterState(std::uint32_t state)
+{
+    if (state != PowerSettings::UNREPORTED_STATE) {
+        sendToAll(bytesOf(manager.enterState(state).record));
+    }
+}
+
+const char* PowerDaemon::handle(Client& sender, const Bytes& bytes)
 {
     const PowerReply reply = manager.handle(recordOf<PowerRecord>(bytes));
-    if (reply.refusal != nullptr) {
-        ignore(bytes, reply.refusal);
-    } else if (reply.to == PowerReply::To::Sender) {
+    if (reply.to == PowerReply::To::Sender) {
         send(sender, bytesOf(reply.record));
     } else if (reply.to == PowerReply::To::Everybody) {
         sendToAll(bytesOf(reply.record));
     }
+    return reply.refusal;
 }
 
 Bytes PowerDaemon::faultyAnswer(Fault fault, const Bytes& /*record*/) const

@@ -16,10 +16,19 @@ struct PowerDaemonOptions : DaemonOptions {
 /// The power-management daemon: serves the device's power management to any number of clients.
 class PowerDaemon final : public Daemon {
 public:
-    PowerDaemon(boost::asio::io_context& context, const PowerDaemonOptions& options);
+    PowerDaemon(boost::asio::io_context& context, const PowerDaemonOptions& options,
+                Recorder& recorder);
+
+    /// As if a client had sent it: the others are told, and the number that it would get is
+    /// returned. Throws std::invalid_argument for a request that is ignored.
+    std::string perform(const PowerRecord& request);
+
+    /// Changes by itself, also into a state that no client can ask for, and tells all clients;
+    /// state 6 changes nothing.
+    void enterState(std::uint32_t state);
 
 private:
-    void handle(Client& sender, const Bytes& bytes) override;
+    const char* handle(Client& sender, const Bytes& bytes) override;
     Bytes faultyAnswer(Fault fault, const Bytes& record) const override;
     std::string describe(const Bytes& bytes) const override;
 

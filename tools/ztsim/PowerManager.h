@@ -16,6 +16,7 @@ std::string reportedName(const std::string& device);
 /// What the power management of a device keeps.
 struct PowerSettings {
     static constexpr std::uint32_t MAX_PROPAGATION_TIME = 30;
+    static constexpr std::uint32_t UNREPORTED_STATE = 6;
 
     std::uint32_t state = 0;                 ///< the last one the daemon can report, 0 to 5
     std::array<std::uint32_t, 6> timeouts{}; ///< by power state
@@ -45,6 +46,7 @@ public:
     explicit PowerManager(PowerSettings settings);
 
     PowerReply handle(const PowerRecord& request);
+    PowerReply enterState(std::uint32_t state);
     PowerRecord powerState() const;
 
 private:
@@ -53,7 +55,6 @@ private:
     PowerReply getDevice(const std::string& name) const;
     PowerReply setDevice(const std::string& name, std::int32_t state);
     PowerReply setPowerState(std::uint32_t state);
-    PowerReply enterState(std::uint32_t state);
     PowerReply getPropagationTime(std::uint32_t state) const;
     PowerReply setPropagationTime(std::uint32_t state, std::uint32_t value);
 

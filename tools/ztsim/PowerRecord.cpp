@@ -1,6 +1,10 @@
 #include "PowerRecord.h"
 
+#include <algorithm>
+#include <cctype>
 #include <cstring>
+#include <iomanip>
+#include <sstream>
 
 namespace ztsim {
 namespace {
@@ -23,14 +27,39 @@ std::string stateAndValue(const PowerRecord& record)
     return state(record) + " value " + std::to_string(record.power.value);
 }
 
-std::string device(const PowerRecord& record)
+/// The daemon refuses another one.
+std::string stateUnless2(const PowerRecord& record)
 {
-    return " \"" + deviceName(record) + '"';
+    return record.power.state == 2 ? "" : " of" + state(record);
+}
+
+/// Between quotes, with escapes, unless it can be the name of a device.
+std::string word(const std::string& name)
+{
+    const auto isPlain = [](char letter) {
+        return std::islower(static_cast<unsigned char>(letter)) != 0 || letter == '_' ||
+               std::isdigit(static_cast<unsigned char>(letter)) != 0;
+    };
+    if (!name.empty() && std::all_of(name.begin(), name.end(), isPlain)) {
+        return name;
+    }
+    std::ostringstream quoted;
+    quoted << '"' << std::hex << std::setfill('0');
+    for (const char letter : name) {
+        const auto byte = static_cast<unsigned char>(letter);
+        if (byte < ' ' || byte >= 0x7f || letter == '"' || letter == '\\') {
+            quoted << "\\x" << std::setw(2) << static_cast<unsigned int>(byte);
+        } else {
+            quoted << letter;
+        }
+    }
+    quoted << '"';
+    return quoted.str();
 }
 
 std::string deviceAndState(const PowerRecord& record)
 {
-    return device(record) + " state " + std::to_string(record.deviceState);
+    return " \"" + deviceName(record) + "\" state " + std::to_string(record.deviceState);
 }
 
 } // namespace
@@ -56,37 +85,51 @@ std::string deviceName(const PowerRecord& record)
     return {record.deviceName, strnlen(record.deviceName, sizeof record.deviceName)};
 }
 
+std::string reportedNumber(const PowerRecord& report)
+{
+    switch (report.type) {
+    case ZT::ZTPMD_DEVICE_STATE:
+        return std::to_string(report.deviceState);
+    case ZT::ZTPMD_POWER_STATE_1:
+    case ZT::ZTPMD_POWER_STATE_2:
+        return std::to_string(report.power.state);
+    default:
+        return std::to_string(report.power.value);
+    }
+}
+
 std::string describe(const PowerRecord& record)
 {
     switch (record.type) {
     case ZT::ZTPMD_GET_TIMEOUT:
-        return "get timeout" + state(record);
+        return "timeout " + std::to_string(record.power.state);
     case ZT::ZTPMD_SET_TIMEOUT:
-        return "set timeout" + stateAndValue(record);
+        return "timeout " + std::to_string(record.power.state) + ' ' +
+               std::to_string(record.power.value);
     case ZT::ZTPMD_TIMEOUT:
         return "timeout" + stateAndValue(record);
     case ZT::ZTPMD_GET_DEVICE_STATE:
-        return "get device" + device(record);
+        return "device " + word(deviceName(record));
     case ZT::ZTPMD_SET_DEVICE_STATE:
-        return "set device" + deviceAndState(record);
+        return "device " + word(deviceName(record)) + ' ' + std::to_string(record.deviceState);
     case ZT::ZTPMD_DEVICE_STATE:
         return "device" + deviceAndState(record);
     case ZT::ZTPMD_GET_POWER_STATE:
-        return "get power state";
+        return "power";
     case ZT::ZTPMD_SET_POWER_STATE:
-        return "set power" + state(record);
+        return "power " + std::to_string(record.power.state);
     case ZT::ZTPMD_POWER_STATE_1:
         return "power" + state(record);
     case ZT::ZTPMD_POWER_STATE_2:
         return "new power" + state(record);
     case ZT::ZTPMD_SET_POWER_STATE_6:
-        return "set power state 6 (type 12)";
+        return "power 6";
     case ZT::ZTPMD_SET_POWER_STATE_3:
-        return "set power state 3 (type 13)";
+        return "power 3";
     case ZT::ZTPMD_GET_PROPAGATION_TIME:
-        return "get propagation time" + state(record);
+        return "propagation" + stateUnless2(record);
     case ZT::ZTPMD_SET_PROPAGATION_TIME:
-        return "set propagation time" + stateAndValue(record);
+        return "propagation " + std::to_string(record.power.value) + stateUnless2(record);
     case ZT::ZTPMD_PROPAGATION_TIME_1:
         return "propagation time" + stateAndValue(record);
     case ZT::ZTPMD_PROPAGATION_TIME_2:

@@ -19,7 +19,10 @@ PowerRecord deviceRecord(std::uint32_t type, const std::string& name, std::int32
 /// The name in a record, which need not end with a NUL.
 std::string deviceName(const PowerRecord& record);
 
-/// In words, e.g. "get timeout state 2".
+/// The number that a report is about: a power state, a time or a device's state.
+std::string reportedNumber(const PowerRecord& report);
+
+/// A request as the command that says the same, e.g. "timeout 2", anything else in words.
 std::string describe(const PowerRecord& record);
 
 } // namespace ztsim

@@ -1,6 +1,8 @@
 #include "Sandbox.h"
 
+#include "ControlSocket.h"
 #include "Log.h"
+#include "TextFile.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -46,6 +48,7 @@ struct Channels {
     int errors = -1; ///< brings what bubblewrap says on stderr
     int farErrors = -1;
     int ownErrors = -1; ///< the stderr for the inside
+    int control = -1;   ///< listens for "ztsim ctl"; for the inside
 
     Channels();
     void closeFarEnds() const;
@@ -61,6 +64,7 @@ Channels::Channels()
     errors = ends[0];
     farErrors = ends[1];
     ownErrors = check(::dup(STDERR_FILENO), "dup");
+    control = listenForControl();
     for (const int fd : {device, errors, farErrors}) {
         ::fcntl(fd, F_SETFD, FD_CLOEXEC);
     }
@@ -68,7 +72,7 @@ Channels::Channels()
 
 void Channels::closeFarEnds() const
 {
-    for (const int fd : {farDevice, farErrors, ownErrors}) {
+    for (const int fd : {farDevice, farErrors, ownErrors, control}) {
         ::close(fd);
     }
 }
@@ -131,8 +135,11 @@ std::vector<std::string> sandboxCommand(const Options& options, const Channels& 
                                      bus};
     addDeviceFiles(command);
     addKernelFiles(command);
-    command.insert(command.end(), {"--", self, "--inside", std::to_string(channels.farDevice),
-                                   std::to_string(channels.ownErrors)});
+    command.insert(command.end(), {"--", self, "--inside"});
+    for (const int fd : {channels.farDevice, channels.ownErrors, channels.control,
+                         options.scriptFile, options.recordFile}) {
+        command.push_back(std::to_string(fd));
+    }
     for (const std::string& field : options.fields) {
         command.push_back("--health-field=" + field);
     }
@@ -213,12 +220,7 @@ std::optional<int> receiveExitCode(int device)
 /// In one line.
 std::string readErrors(int fd)
 {
-    std::string text;
-    char chunk[512];
-    for (ssize_t size = ::read(fd, chunk, sizeof chunk); size > 0;
-         size = ::read(fd, chunk, sizeof chunk)) {
-        text.append(chunk, static_cast<std::size_t>(size));
-    }
+    std::string text = readAll(fd);
     while (!text.empty() && text.back() == '\n') {
         text.pop_back();
     }

@@ -1,3 +1,4 @@
+#include "ControlClient.h"
 #include "Device.h"
 #include "Log.h"
 #include "Options.h"
@@ -6,6 +7,7 @@
 #include <csignal>
 #include <exception>
 #include <fcntl.h>
+#include <string_view>
 #include <unistd.h>
 
 namespace {
@@ -27,6 +29,9 @@ int main(int argc, char** argv)
     openStandardStreams();
     std::signal(SIGPIPE, SIG_IGN);
     try {
+        if (argc > 1 && std::string_view(argv[1]) == "ctl") {
+            return ztsim::runControlClient(argc - 1, argv + 1);
+        }
         const ztsim::Options options = ztsim::parseOptions(argc, argv);
         return options.inside ? ztsim::runInside(options) : ztsim::runOutside(options, argc, argv);
     } catch (const std::exception& error) {

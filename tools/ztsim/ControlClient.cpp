@@ -1,0 +1,152 @@
+#include "ControlClient.h"
+
+#include "Command.h"
+#include "Control.h"
+#include "ControlSocket.h"
+#include "Log.h"
+#include "Options.h"
+
+#include <boost/asio/buffer.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/read.hpp>
+#include <boost/asio/write.hpp>
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <cstdio>
+#include <fstream>
+#include <iterator>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace ztsim {
+namespace {
+
+using Stream = boost::asio::local::stream_protocol;
+
+constexpr const char* ABOUT =
+    "Says a command to a running device: from another terminal of the same user, or on the device.";
+
+class Formatter : public CLI::Formatter {
+public:
+    std::string make_usage(const CLI::App* /*app*/, std::string /*name*/) const override
+    {
+        return "Usage: ztsim ctl [--pid PID] COMMAND\n";
+    }
+};
+
+std::string footer()
+{
+    return std::string("COMMAND is one of\n") + COMMANDS_HELP +
+           "A STATE, VALUE or TIME in brackets changes that, and the power-management daemon "
+           "tells\n"
+           "its clients; without it, what there is is printed. For NAMEs and KINDs see\n"
+           "ztsim --help.\n"
+           "\n"
+           "It reaches the device that it is on, or else the only one that this user runs, or\n"
+           "that of --pid.\n"
+           "\n"
+           "The exit code is 0, or 125 for a failure, which a line on standard error tells.\n"
+           "\n"
+           "Example: ztsim ctl power 3";
+}
+
+/// What the process was started with, for the user to know it by.
+std::string commandLineOf(pid_t pid)
+{
+    std::ifstream file("/proc/" + std::to_string(pid) + "/cmdline");
+    std::string line{std::istreambuf_iterator<char>(file), {}};
+    std::replace(line.begin(), line.end(), '\0', ' ');
+    line.erase(line.find_last_not_of(' ') + 1);
+    return line;
+}
+
+pid_t onlyDevice()
+{
+    const std::set<pid_t> devices = reachableDevices();
+    if (devices.empty()) {
+        throw std::runtime_error("no device runs here: start ztsim in another terminal");
+    }
+    if (devices.size() == 1) {
+        return *devices.begin();
+    }
+    std::string list;
+    for (const pid_t pid : devices) {
+        list += (list.empty() ? "" : "; ") + std::to_string(pid) + ": " + commandLineOf(pid);
+    }
+    throw std::runtime_error("several devices run here, choose one with --pid: " + list);
+}
+
+void connect(Stream::socket& device, pid_t pid)
+{
+    boost::system::error_code error;
+    device.connect(controlAddress(pid), error);
+    if (error || !isOfThisUser(device.native_handle())) {
+        throw std::runtime_error("no device of process " + std::to_string(pid) + " runs here");
+    }
+}
+
+std::string exchange(Stream::socket& device, const std::vector<std::string>& words)
+{
+    std::string text;
+    for (const std::string& word : words) {
+        text += word + '\0';
+    }
+    boost::system::error_code ended; // what has come tells
+    boost::asio::write(device, boost::asio::buffer(text), ended);
+    device.shutdown(Stream::socket::shutdown_send, ended);
+    std::string answer;
+    boost::asio::read(device, boost::asio::dynamic_buffer(answer), ended);
+    return answer;
+}
+
+int tell(pid_t pid, const std::vector<std::string>& words)
+{
+    boost::asio::io_context context;
+    Stream::socket device(context);
+    connect(device, pid);
+    const std::string answer = exchange(device, words);
+    if (answer.empty()) {
+        throw std::runtime_error("the device has ended");
+    }
+    const std::string text = answer.substr(1);
+    if (answer.front() != Control::DONE) {
+        throw std::runtime_error(text);
+    }
+    if (std::fputs(text.c_str(), stdout) < 0 || std::fflush(stdout) != 0) {
+        throw std::runtime_error("cannot write the answer");
+    }
+    return 0;
+}
+
+} // namespace
+
+int runControlClient(int argc, char** argv)
+{
+    CLI::App app(ABOUT, "ztsim ctl");
+    app.formatter(std::make_shared<Formatter>());
+    app.footer(footer());
+    app.prefix_command();
+    std::optional<pid_t> pid;
+    app.add_option("--pid", pid, "The process of the ztsim; the only one that runs by default")
+        ->type_name("PID");
+    try {
+        app.parse(argc, argv);
+        parseCommand(app.remaining()); // a wrong one is told without a device, too
+    } catch (const CLI::ParseError& error) {
+        if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
+            return app.exit(error);
+        }
+        log(std::string(error.what()) + "; see ztsim ctl --help");
+        return FAILED;
+    } catch (const std::invalid_argument& error) {
+        log(std::string(error.what()) + "; see ztsim ctl --help");
+        return FAILED;
+    }
+    return tell(pid ? *pid : onlyDevice(), app.remaining());
+}
+
+} // namespace ztsim

@@ -1,0 +1,43 @@
+#include "Recorder.h"
+
+#include "Log.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace ztsim {
+
+Recorder::Recorder(int file) : file(file), start(std::chrono::steady_clock::now())
+{
+    ::fcntl(file, F_SETFD, FD_CLOEXEC);
+    append("# What the clients said to the daemons, and when, in seconds; ztsim --script says it "
+           "again.\n");
+}
+
+Recorder::~Recorder()
+{
+    ::close(file);
+}
+
+void Recorder::write(const std::string& command, const char* mishap)
+{
+    const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
+    char time[32];
+    std::snprintf(time, sizeof time, "%.3f ", elapsed.count());
+    append(mishap == nullptr ? time + command + '\n'
+                             : "# " + (time + command) + ": " + mishap + '\n');
+}
+
+void Recorder::append(const std::string& line)
+{
+    if (file >= 0 && ::write(file, line.data(), line.size()) != static_cast<ssize_t>(line.size())) {
+        log(std::string("cannot record any more: ") + std::strerror(errno));
+        ::close(file);
+        file = -1;
+    }
+}
+
+} // namespace ztsim
