@@ -489,8 +489,12 @@ TEST_F(ListenerTest, DeactivatingWaitsForTheCallback)
     listen();
     peer->write(frameBytes("one") + frameBytes("two"));
     inside.await();
-    auto deactivated =
-        std::async(std::launch::async, [&] { endPoint->setMessageArrivalListenerActive(false); });
+    AtTheGate owner;
+    auto deactivated = std::async(std::launch::async, [&] {
+        owner.isCaller();
+        endPoint->setMessageArrivalListenerActive(false);
+    });
+    owner.await();
     EXPECT_EQ(deactivated.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
     release.happen();
     deactivated.get();
@@ -634,8 +638,12 @@ TEST_F(ListenerTest, ASecondDeactivationWaitsForAnActivation)
 {
     listen(1);
     endPoint->setMessageArrivalListenerActive(false);
-    auto second =
-        std::async(std::launch::async, [&] { endPoint->setMessageArrivalListenerActive(false); });
+    AtTheGate owner;
+    auto second = std::async(std::launch::async, [&] {
+        owner.isCaller();
+        endPoint->setMessageArrivalListenerActive(false);
+    });
+    owner.await();
     EXPECT_EQ(second.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
     endPoint->setMessageArrivalListenerActive(true);
     second.get();
