@@ -1,6 +1,7 @@
 #ifndef ZT_DESCRIPTORSET_H
 #define ZT_DESCRIPTORSET_H
 
+#include <algorithm>
 #include <climits>
 #include <cstddef>
 #include <sys/select.h>
@@ -17,9 +18,25 @@ public:
     DescriptorSet& operator=(const DescriptorSet&) = delete;
 
     /// A negative descriptor is left out.
-    void add(int descriptor);
+    void add(int descriptor)
+    {
+        if (descriptor < 0) {
+            return;
+        }
+        const auto bit = static_cast<std::size_t>(descriptor);
+        if (bit / WORD_BITS >= wordCount) {
+            growTo(bit / WORD_BITS + 1);
+        }
+        words[bit / WORD_BITS] |= Word{1} << bit % WORD_BITS;
+        highest = std::max(highest, descriptor);
+    }
 
-    bool contains(int descriptor) const;
+    bool contains(int descriptor) const
+    {
+        const auto bit = static_cast<std::size_t>(descriptor);
+        return descriptor >= 0 && bit / WORD_BITS < wordCount &&
+               (words[bit / WORD_BITS] >> bit % WORD_BITS & 1) != 0;
+    }
 
     /// Waits until one of the descriptors is readable and keeps those that are. A null `timeout`
     /// waits without limit. Returns what select() returns.
