@@ -170,7 +170,9 @@ int connectWithin(int descriptor, const std::string& path, long timeoutMs,
 std::vector<unsigned char> frameOf(const IPCMessage& message)
 {
     const auto* header = reinterpret_cast<const unsigned char*>(&message);
-    std::vector<unsigned char> frame(header, header + HEADER_SIZE);
+    std::vector<unsigned char> frame;
+    frame.reserve(HEADER_SIZE + message.dataLength);
+    frame.insert(frame.end(), header, header + HEADER_SIZE);
     frame.insert(frame.end(), message.data, message.data + message.dataLength);
     return frame;
 }
