@@ -49,13 +49,17 @@ std::uint32_t lengthOf(const char* record)
 // The room for the first `size` bytes of a record. It grows with what has come, for the length is
 // only what the peer says, and by steps, so that a record that trickles in is copied a few times
 // and not with every read. In the end it is the record's length, and the array can be handed out.
+// Bytes without a length are not continued in place.
 unsigned int roomFor(const char* record, unsigned int size)
 {
+    if (!hasLength(size)) {
+        return size;
+    }
     unsigned int room = 4096;
     while (room < size) {
         room *= 4;
     }
-    const std::uint32_t length = hasLength(size) ? lengthOf(record) : 0;
+    const std::uint32_t length = lengthOf(record);
     return length == 0 ? room : std::min(room, std::max(length, SMALLEST_RECORD_ARRAY));
 }
 
