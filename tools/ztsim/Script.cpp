@@ -4,6 +4,7 @@
 #include "Number.h"
 #include "TextFile.h"
 
+#include <cmath>
 #include <stdexcept>
 
 namespace ztsim {
@@ -17,7 +18,7 @@ std::chrono::steady_clock::duration parseTime(const std::string& text)
     if (!(seconds >= 0 && seconds <= LONGEST_TIME)) {
         throw std::invalid_argument("time " + text + " is not in 0..1000000");
     }
-    return std::chrono::milliseconds(static_cast<std::int64_t>(seconds * 1000 + 0.5));
+    return std::chrono::milliseconds(std::llround(seconds * 1000));
 }
 
 } // namespace
