@@ -85,8 +85,8 @@ int exitFor(const CLI::App& app, const CLI::ParseError& error)
     return zt::WRONG_USAGE;
 }
 
-/// In the order in which CLI11 takes them. "run" hands on what stands behind it, so that CLI11 would
-/// take a "--" there for the end of that verb.
+/// In the order in which CLI11 takes them. "run" hands on what stands behind it, so that CLI11
+/// would take a "--" there for the end of that verb.
 std::vector<std::string> reversedArguments(int argc, char** argv)
 {
     std::vector<std::string> arguments(argv + 1, argv + argc);

@@ -143,8 +143,8 @@ std::string describe(const HealthRecord& record)
             return std::string("health ") + field.name + ' ' + payload(field.kind, record);
         }
         if (record.type == field.answer) {
-            const std::string quote = field.kind == Kind::Text ? "\"" : "";
-            return field.name + (' ' + quote) + payload(field.kind, record) + quote;
+            const std::string value = payload(field.kind, record);
+            return field.name + (' ' + (field.kind == Kind::Text ? '"' + value + '"' : value));
         }
     }
     return "type " + std::to_string(record.type);
