@@ -61,13 +61,10 @@ void infoVerb(const Options& options)
 {
     std::vector<Failure> failures;
     print(readFields(options, failures), options.json);
-    if (failures.empty()) {
-        return;
+    if (!failures.empty()) {
+        std::for_each(failures.begin(), failures.end() - 1, tell);
+        throw Failure(failures.back());
     }
-    const Failure last = failures.back();
-    failures.pop_back();
-    std::for_each(failures.begin(), failures.end(), tell);
-    throw last;
 }
 
 } // namespace
