@@ -26,22 +26,22 @@ bool isWhole(const ZT::ZTNetworkConfig& settings)
 }
 
 /// What is not to change is as it was.
-ZT::ZTNetworkConfig complete(ZT::ZTNetworkConfig wanted, NetInterface& interface)
+ZT::ZTNetworkConfig complete(const ZT::ZTNetworkConfig& wanted, NetInterface& interface)
 {
     if (isWhole(wanted)) {
         return wanted;
     }
-    const ZT::ZTNetworkConfig before = interface.read();
+    ZT::ZTNetworkConfig settings = interface.read();
     for (const auto member : {&ZT::ZTNetworkConfig::ipAddress, &ZT::ZTNetworkConfig::netmask,
                               &ZT::ZTNetworkConfig::gateway}) {
-        if ((wanted.*member).empty()) {
-            wanted.*member = before.*member;
+        if (!(wanted.*member).empty()) {
+            settings.*member = wanted.*member;
         }
     }
-    if (!isWhole(wanted)) {
+    if (!isWhole(settings)) {
         throw Failure(FAILED, "there is no gateway that could stay", "give one with --gateway");
     }
-    return wanted;
+    return settings;
 }
 
 void setVerb(const Options& options)

@@ -73,8 +73,12 @@ void print(const Json& fields, bool asJson)
     }
     for (const auto& field : fields.items()) {
         const std::string text = textOf(field.value());
-        const std::string blanks(text.empty() ? 0 : width + 2 - field.key().size(), ' ');
-        printLine(field.key() + blanks + text);
+        std::string line = field.key();
+        if (!text.empty()) {
+            line.resize(width + 2, ' ');
+            line += text;
+        }
+        printLine(line);
     }
 }
 
