@@ -4,26 +4,8 @@
 
 ztsim=$1
 here=$(dirname "$(readlink -f "$0")")
-scratch=$(mktemp -d)
-trap 'rm -rf "$scratch"' EXIT
+. "$here/../support/claims.sh"
 PATH=$(dirname "$2"):$PATH
-failures=0
-
-fail()
-{
-    echo "line ${BASH_LINENO[1]}: $*"
-    failures=$((failures + 1))
-}
-
-expect_eq()
-{
-    [ "$1" == "$2" ] || fail "got \"$1\" instead of \"$2\""
-}
-
-expect_like()
-{
-    [[ $1 == $2 ]] || fail "got \"$1\", which is not like \"$2\""
-}
 
 # device [OPTION...] SCRIPT: runs the script there; in it "try" runs a command with all that it says on
 # stdout, and its exit code as a line behind that.

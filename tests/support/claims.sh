@@ -1,0 +1,21 @@
+# For a script whose functions are tests: what it sources first.
+
+scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
+failures=0
+
+fail()
+{
+    echo "line ${BASH_LINENO[1]}: $*"
+    failures=$((failures + 1))
+}
+
+expect_eq()
+{
+    [ "$1" == "$2" ] || fail "got \"$1\" instead of \"$2\""
+}
+
+expect_like()
+{
+    [[ $1 == $2 ]] || fail "got \"$1\", which is not like \"$2\""
+}
