@@ -79,12 +79,13 @@ for preset in release armhf; do
     install "$preset"
 done
 check_here "$scratch/release"
-"$scratch/release/bin/ztsim" -- true
+"$scratch/release/bin/ztsim" -- "$scratch/release/bin/zt" power state >/dev/null
 check_device "$scratch/armhf"
+"${emulator[@]}" "$scratch/armhf/bin/zt" --version >/dev/null
 
 script/package
 # They are not for the archive of Debian, where a first upload closes a bug that asks for it.
-lintian --fail-on error,warning --suppress-tags initial-upload-closes-no-bugs,no-manual-page build/{release,armhf}/packages/*.deb
+lintian --fail-on error,warning --suppress-tags initial-upload-closes-no-bugs build/{release,armhf}/packages/*.deb
 unpack release
 unpack armhf
 check_here "$scratch/release/usr"
