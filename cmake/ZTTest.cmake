@@ -12,7 +12,7 @@ function(zt_test name)
     set(properties TIMEOUT 120)
     add_executable(${name} ${arg_SOURCES})
     zt_target(${name})
-    target_compile_options(${name} PRIVATE $<$<CONFIG:Release>:-O1>) # faster to build; what is tested is not
+    zt_built_fast(${name})
     zt_exporting(${name})
     target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
     target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} GTest::gmock GTest::gtest_main)
