@@ -117,7 +117,7 @@ public:
     void listen()
     {
         while (!isEnough() && StopSignals::received() == 0) {
-            manager.waitForEndPoints(0, 2);
+            listenForAMoment(manager);
         }
     }
 

@@ -1,18 +1,13 @@
 #include "PowerDialogue.h"
 
 #include "Failure.h"
+#include "Reader.h"
 #include "TimeLimit.h"
 #include "zt/ZTSignal.h"
-#include "ztutil/ZTTick.h"
 
 #include <utility>
 
 namespace zt {
-namespace {
-
-const unsigned int PAUSE_MS = 500;
-
-} // namespace
 
 const char* const POWER_ADVICE =
     "see that the power-management daemon runs; it listens on /var/run/ztpmd_api";
@@ -37,7 +32,7 @@ void PowerDialogue::setWitness(std::function<void(bool isThere)> newWitness)
 
 void PowerDialogue::listen()
 {
-    endPoints.waitForEndPoints(ZT::ZTTick::getTickCount() + PAUSE_MS, 0);
+    listenForAMoment(endPoints);
 }
 
 PowerReport PowerDialogue::await(const std::string& task, double seconds, const Predicate& isAnswer)

@@ -2,6 +2,8 @@
 #define ZT_TOOL_READER_H
 
 #include "zt/ZTEndPointHandler.h"
+#include "zt/ZTEndPointManager.h"
+#include "ztutil/ZTTick.h"
 
 namespace zt {
 
@@ -14,6 +16,14 @@ private:
 protected:
     ~Reader() = default;
 };
+
+/// Lets handlers hear what comes, for half a second at most. The caller then looks whether it is to
+/// stop: ThreadSanitizer holds signals back that come around a wait, and they do not end it.
+inline void listenForAMoment(ZT::ZTEndPointManager& manager)
+{
+    const unsigned int MOMENT_MS = 500;
+    manager.waitForEndPoints(ZT::ZTTick::getTickCount() + MOMENT_MS, 0);
+}
 
 } // namespace zt
 
