@@ -17,11 +17,12 @@ protected:
     ~Reader() = default;
 };
 
-/// Lets handlers hear what comes, for half a second at most. The caller then looks whether it is to
+const unsigned int MOMENT_MS = 500;
+
+/// Lets handlers hear what comes, for a moment at most. The caller then looks whether it is to
 /// stop: ThreadSanitizer holds signals back that come around a wait, and they do not end it.
 inline void listenForAMoment(ZT::ZTEndPointManager& manager)
 {
-    const unsigned int MOMENT_MS = 500;
     manager.waitForEndPoints(ZT::ZTTick::getTickCount() + MOMENT_MS, 0);
 }
 
