@@ -35,6 +35,7 @@ public:
         std::string time = "infinity";
         char* arguments[] = {program.data(), time.data(), nullptr};
         EXPECT_EQ(posix_spawn(&pid, path.c_str(), nullptr, nullptr, arguments, environ), 0);
+        awaitStart(path);
     }
 
     ~Sleeper() { end(); }
@@ -52,6 +53,14 @@ public:
     }
 
 private:
+    // An emulator's posix_spawn() may return before the child is another program.
+    void awaitStart(const std::string& path) const
+    {
+        const std::string commandLine = "/proc/" + std::to_string(pid) + "/cmdline";
+        while (readAll(commandLine).rfind(path, 0) != 0) {
+        }
+    }
+
     const TemporaryFolder folder;
     pid_t pid = 0;
 };
