@@ -16,6 +16,7 @@ namespace ZT {
 class ListenerGate;
 class OpenDescriptor;
 class ZTThread;
+struct FrameOutcome;
 
 /// A connection over a local stream socket that carries IPCMessage records. A client calls
 /// initialize() with a name of its own and connectTo() with the server's; a ZTIPCServer hands out
@@ -170,19 +171,18 @@ private:
     using Socket = std::shared_ptr<const OpenDescriptor>;
 
     Socket getSocket() const;
-    void setSocket(Socket newSocket);
+    void setSocket(Socket newSocket, bool newConnected);
     void setConnected(const Socket& used, bool newConnected);
-    void loseConnection(Socket& used, const char* message);
+    void loseConnection(Socket& used);
+    void setAddress(std::string& address, const std::string& newAddress);
 
-    int sendFrame(Socket& used, const IPCMessage& message);
     int receive(IPCMessage* message, long timeoutMs, const ListenerGate* passed);
-    int receiveFrame(Socket& used, IPCMessage& message, int flags);
-    int failToReceive(Socket& used, ssize_t size, const char* closed, const char* incomplete);
+    int conclude(Socket& used, const FrameOutcome& outcome);
 
     int startListening(ZTIPCMessageArrivalListener* newListener);
     void stopListening();
     void deliverMessages();
-    std::shared_ptr<ListenerGate> getGate() const;
+    void wakeListener();
 
     std::atomic<int> descriptor;
     std::string ownAddress;
@@ -191,13 +191,12 @@ private:
     std::atomic<long> receiveTimeout;
     std::atomic<long> sendTimeout;
     std::atomic<bool> connected;
-    bool nameUnlinked;
+    std::atomic<bool> nameUnlinked;
     std::atomic<ZTIPCMessageArrivalListener*> listener;
     std::unique_ptr<ZTThread> thread;
     std::shared_ptr<ListenerGate> gate;
 
-    mutable std::mutex
-        mutex; // for the socket with its descriptor and state, the thread and its gate
+    mutable std::mutex mutex; // for the addresses, and the socket with its descriptor and state
     Socket socket;
 };
 

@@ -3,6 +3,7 @@
 
 #include "zt/ZTEndPoint.h"
 
+#include <cstdint>
 #include <sys/socket.h>
 #include <sys/un.h>
 
@@ -54,9 +55,15 @@ public:
     /// release(), then init(); returns the result of init().
     int reconnect() override;
 
+    /// Whether it was connected after the beginning of the wait whose outcome an endpoint manager
+    /// is handing out on this thread: what that found readable was the connection before, and
+    /// reading would wait.
+    bool isNewerThanWait() const;
+
 private:
     bool awaitWritable();
 
+    std::uint16_t lastWait; // when it was connected, as WaitNumber counts; fills a gap
     int descriptor;
     sockaddr_un address;
 };

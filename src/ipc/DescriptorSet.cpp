@@ -2,14 +2,26 @@
 
 namespace ZT {
 
-int DescriptorSet::selectReadable(timeval* timeout)
+namespace {
+
+int selectWithin(int count, fd_set* readable, fd_set* writable, long timeoutMs)
 {
-    return select(highest + 1, asSystemSet(), nullptr, nullptr, timeout);
+    timeval time{};
+    time.tv_sec = timeoutMs / 1000;
+    time.tv_usec = timeoutMs % 1000 * 1000;
+    return select(count, readable, writable, nullptr, timeoutMs < 0 ? nullptr : &time);
 }
 
-int DescriptorSet::selectWritable(timeval* timeout)
+} // namespace
+
+int DescriptorSet::awaitReadable(long timeoutMs)
 {
-    return select(highest + 1, nullptr, asSystemSet(), nullptr, timeout);
+    return selectWithin(highest + 1, asSystemSet(), nullptr, timeoutMs);
+}
+
+int DescriptorSet::awaitWritable(long timeoutMs)
+{
+    return selectWithin(highest + 1, nullptr, asSystemSet(), timeoutMs);
 }
 
 void DescriptorSet::growTo(std::size_t size)

@@ -38,12 +38,12 @@ public:
                (words[bit / WORD_BITS] >> bit % WORD_BITS & 1) != 0;
     }
 
-    /// Waits until one of the descriptors is readable and keeps those that are. A null `timeout`
+    /// Waits until one of the descriptors is readable and keeps those that are. A negative time-out
     /// waits without limit. Returns what select() returns.
-    int selectReadable(timeval* timeout);
+    int awaitReadable(long timeoutMs);
 
     /// The same for writing.
-    int selectWritable(timeval* timeout);
+    int awaitWritable(long timeoutMs);
 
 private:
     using Word = unsigned long; // the bits in the order in which the system expects them

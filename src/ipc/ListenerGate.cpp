@@ -1,16 +1,27 @@
 #include "ipc/ListenerGate.h"
 
-#include <sys/eventfd.h>
+#include <unistd.h>
 
 namespace ZT {
 
+namespace {
+
+using Lock = std::unique_lock<ZTMutex>;
+
+} // namespace
+
 ListenerGate::ListenerGate(ZTIPCMessageArrivalListener* listener)
-    : wake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)), listener(listener)
+    : process(getpid()), mutex(ZTMutex::create()), listener(listener)
 {}
+
+bool ListenerGate::isOfThisProcess() const
+{
+    return process == getpid();
+}
 
 bool ListenerGate::enter()
 {
-    std::unique_lock<std::mutex> lock(mutex);
+    Lock lock(*mutex);
     changed.wait(lock, [this] { return stopped || (!closed && closing == 0 && !isInside()); });
     if (stopped) {
         return false;
@@ -21,14 +32,14 @@ bool ListenerGate::enter()
 
 void ListenerGate::leave()
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const Lock lock(*mutex);
     inside = std::thread::id();
     changed.notify_all();
 }
 
 bool ListenerGate::isStopped() const
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const Lock lock(*mutex);
     return stopped;
 }
 
@@ -40,42 +51,62 @@ void ListenerGate::deliver(IPCMessage* message)
 
 void ListenerGate::open()
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const Lock lock(*mutex);
     closed = false;
     changed.notify_all();
 }
 
 void ListenerGate::close()
 {
-    std::unique_lock<std::mutex> lock(mutex);
+    Lock lock(*mutex);
     const bool fromInside = inside == std::this_thread::get_id();
     ++closing;
+    if (!fromInside) {
+        wait.wake();
+    }
     changed.wait(lock, [&] { return stopped || fromInside || (!closed && !isInside()); });
     --closing;
     closed = true;
 }
 
-void ListenerGate::stop()
+ListenerGate::Change ListenerGate::setListener(ZTIPCMessageArrivalListener* newListener,
+                                               ShownListener& shown)
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    std::unique_lock<std::mutex> notRunning(calling, std::defer_lock);
+    if (!isCallerInside()) {
+        notRunning.lock();
+    }
+    const Lock lock(*mutex);
+    if (awaited) {
+        return Change::Refused;
+    }
+    if (stopped && !isInside()) {
+        return Change::TooLate;
+    }
+    if (stopped) {
+        stopped = false;
+        closed = false;
+    }
+    listener = newListener;
+    shown = newListener;
+    return Change::Made;
+}
+
+bool ListenerGate::stop(ShownListener& shown)
+{
+    const Lock lock(*mutex);
+    shown = nullptr;
     stopped = true;
+    awaited = awaited || inside != std::this_thread::get_id();
     changed.notify_all();
-    eventfd_write(wake.number, 1);
+    wait.wake();
+    return inside != std::this_thread::get_id();
 }
 
 bool ListenerGate::isCallerInside() const
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const Lock lock(*mutex);
     return inside == std::this_thread::get_id();
-}
-
-void ListenerGate::setListener(ZTIPCMessageArrivalListener* newListener)
-{
-    std::unique_lock<std::mutex> lock(calling, std::defer_lock);
-    if (!isCallerInside()) {
-        lock.lock();
-    }
-    listener = newListener;
 }
 
 } // namespace ZT

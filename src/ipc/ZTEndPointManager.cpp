@@ -1,6 +1,7 @@
 #include "zt/ZTEndPointManager.h"
 
 #include "ipc/DescriptorSet.h"
+#include "ipc/WaitNumber.h"
 #include "zt/ZTEndPoint.h"
 #include "zt/ZTEndPointHandler.h"
 
@@ -20,18 +21,19 @@ const unsigned int MODE_WITHOUT_LIMIT = 2;
 const std::uint32_t CHECK_INTERVAL_MS = 2000;
 const std::uint32_t LONGEST_WAIT_MS = 10000;
 
+const long NO_LIMIT = -1;
+
 // All ticks are 32 bits wide and wrap. A deadline that has passed is a large number of ms away.
-timeval timeToWait(std::uint32_t deadline, unsigned int mode)
+long timeToWait(std::uint32_t deadline, unsigned int mode)
 {
-    timeval time{};
-    if (mode == MODE_UNTIL_DEADLINE) {
-        const std::uint32_t remaining = deadline - ZTTick::getTickCount();
-        if (remaining <= LONGEST_WAIT_MS) {
-            time.tv_sec = remaining / 1000;
-            time.tv_usec = static_cast<suseconds_t>(remaining % 1000) * 1000;
-        }
+    if (mode == MODE_WITHOUT_LIMIT) {
+        return NO_LIMIT;
     }
-    return time;
+    if (mode != MODE_UNTIL_DEADLINE) {
+        return 0;
+    }
+    const std::uint32_t remaining = deadline - ZTTick::getTickCount();
+    return remaining <= LONGEST_WAIT_MS ? static_cast<long>(remaining) : 0;
 }
 
 } // namespace
@@ -99,6 +101,7 @@ int ZTEndPointManager::waitForEndPoints(unsigned int deadline, unsigned int mode
         lastCheck = deadline;
     }
 
+    const WaitNumber wait;
     DescriptorSet descriptors;
     for (const Registration* registration : registrations) {
         if (registration->endPoint->isConnected()) {
@@ -106,8 +109,7 @@ int ZTEndPointManager::waitForEndPoints(unsigned int deadline, unsigned int mode
         }
     }
 
-    timeval time = timeToWait(deadline, mode);
-    const int ready = descriptors.selectReadable(mode == MODE_WITHOUT_LIMIT ? nullptr : &time);
+    const int ready = descriptors.awaitReadable(timeToWait(deadline, mode));
     if (ready < 0) {
         return 10;
     }

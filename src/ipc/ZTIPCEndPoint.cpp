@@ -1,25 +1,18 @@
 #include "zt/ZTIPCEndPoint.h"
 
 #include "ipc/DescriptorSet.h"
+#include "ipc/Frame.h"
+#include "ipc/IPCDiagnostics.h"
 #include "ipc/ListenerGate.h"
+#include "ipc/LocalAddress.h"
 #include "ipc/OpenDescriptor.h"
 #include "zt/ZTThread.h"
 
-#include "ztutil/ZTDebug.h"
-
 #include <boost/thread/thread.hpp>
 
-#include <algorithm>
-#include <cerrno>
-#include <cstddef>
-#include <cstdlib>
-#include <cstring>
 #include <fcntl.h>
-#include <poll.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <utility>
-#include <vector>
 
 namespace ZT {
 
@@ -27,16 +20,6 @@ namespace {
 
 const int NO_DESCRIPTOR = -1;
 const long PROBE_MS = 100;
-
-// A frame's header is the beginning of an IPCMessage, up to the low byte of its length.
-const std::size_t HEADER_SIZE = 9;
-const std::size_t LONGEST_LISTENED_FRAME = HEADER_SIZE + 255;
-static_assert(offsetof(IPCMessage, dataLength) == HEADER_SIZE - 1 &&
-                  __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__,
-              "the header can be received in place");
-
-// How often a listener thread looks whether the rest of a frame has come.
-const int REST_INTERVAL_MS = 10;
 
 // What the listener thread expects a message to be.
 const std::uint32_t LISTENED_HEADER1 = 255;
@@ -55,6 +38,10 @@ struct ListenedMessage : IPCMessage {
     ListenedMessage& operator=(const ListenedMessage&) = delete;
 };
 
+struct LocalSocket : OpenDescriptor {
+    LocalSocket() : OpenDescriptor(socket(AF_UNIX, SOCK_STREAM, 0)) {}
+};
+
 class Pass {
 public:
     explicit Pass(ListenerGate& gate) : gate(gate) {}
@@ -67,157 +54,9 @@ private:
     ListenerGate& gate;
 };
 
-void print(const char* message)
-{
-    ZTDebug::debugPrintError(1, ZTIPCEndPoint::debugSection, "%s", message);
-}
-
-void printConnectFailure(const std::string& message, int error, const std::string& peerAddress)
-{
-// The peer has always been printed as a number. What reads these lines expects one.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat"
-    ZTDebug::debugPrintError(1, ZTIPCEndPoint::debugSection, "%s %s %s %d", message.c_str(),
-                             std::strerror(error), " peer: ", peerAddress.c_str());
-#pragma GCC diagnostic pop
-}
-
-timeval toTimeval(long milliseconds)
-{
-    timeval time{};
-    time.tv_sec = milliseconds / 1000;
-    time.tv_usec = milliseconds % 1000 * 1000;
-    return time;
-}
-
-// Returns what select() returns; `descriptors` are then those that are ready.
-
-int awaitReadable(DescriptorSet& descriptors, long timeoutMs)
-{
-    timeval time = toTimeval(timeoutMs);
-    return descriptors.selectReadable(timeoutMs < 0 ? nullptr : &time);
-}
-
-int awaitWritable(DescriptorSet& descriptors, long timeoutMs)
-{
-    timeval time = toTimeval(timeoutMs);
-    return descriptors.selectWritable(timeoutMs < 0 ? nullptr : &time);
-}
-
-void setSocketOption(int descriptor, int option, std::uint32_t value)
+void setSocketOption(int descriptor, int option, int value)
 {
     setsockopt(descriptor, SOL_SOCKET, option, &value, sizeof value);
-}
-
-void removeFilesThatBeginWith(const std::string& path)
-{
-    [[maybe_unused]] const int status = std::system(("rm -f " + path + "*").c_str());
-}
-
-// False, with errno, for a path that does not fit.
-bool fillAddress(sockaddr_un& address, const std::string& path)
-{
-    address = {};
-    address.sun_family = AF_UNIX;
-    if (path.size() > sizeof address.sun_path) {
-        errno = ENAMETOOLONG;
-        return false;
-    }
-    std::strncpy(address.sun_path, path.c_str(), path.size());
-    return true;
-}
-
-bool bindTo(int descriptor, const std::string& path)
-{
-    sockaddr_un address;
-    unlink(path.c_str());
-    return fillAddress(address, path) &&
-           bind(descriptor, reinterpret_cast<sockaddr*>(&address),
-                static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + path.size())) == 0;
-}
-
-bool connectToPath(int descriptor, const std::string& path)
-{
-    sockaddr_un address;
-    errno = 0;
-    return fillAddress(address, path) &&
-           connect(descriptor, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
-}
-
-// 0 if it is connected at once, 1 if that took a wait; 14 or 17 after a line that begins with
-// `operation`.
-int connectWithin(int descriptor, const std::string& path, long timeoutMs,
-                  const std::string& operation)
-{
-    if (connectToPath(descriptor, path)) {
-        return 0;
-    }
-    const int error = errno;
-    if (error != EINPROGRESS) {
-        printConnectFailure(operation + " failed: ", error, path);
-        return 14;
-    }
-    DescriptorSet descriptors;
-    descriptors.add(descriptor);
-    const int ready = awaitWritable(descriptors, timeoutMs);
-    if (ready > 0) {
-        return ready;
-    }
-    print((operation + (ready == 0 ? " times out" : " failed")).c_str());
-    return ready == 0 ? 17 : 14;
-}
-
-std::vector<unsigned char> frameOf(const IPCMessage& message)
-{
-    const auto* header = reinterpret_cast<const unsigned char*>(&message);
-    std::vector<unsigned char> frame;
-    frame.reserve(HEADER_SIZE + message.dataLength);
-    frame.insert(frame.end(), header, header + HEADER_SIZE);
-    frame.insert(frame.end(), message.data, message.data + message.dataLength);
-    return frame;
-}
-
-// Whether receiving the frame at the front of a blocking socket would wait for the rest of it.
-bool wouldWaitForRest(int descriptor)
-{
-    unsigned char frame[LONGEST_LISTENED_FRAME];
-    const ssize_t there = recv(descriptor, frame, sizeof frame, MSG_PEEK | MSG_DONTWAIT);
-    const auto size = static_cast<std::size_t>(std::max<ssize_t>(there, 0));
-    return size > 0 && (size < HEADER_SIZE || size < HEADER_SIZE + frame[HEADER_SIZE - 1]) &&
-           (fcntl(descriptor, F_GETFL) & O_NONBLOCK) == 0;
-}
-
-// Waits until receiving a frame does not wait, be it that all of it is there or that the rest will
-// never come. False if `wake` becomes readable before. Senders send a frame as one piece, so to
-// look from time to time is good enough for those that do not.
-bool awaitWholeFrame(int descriptor, int wake)
-{
-    while (wouldWaitForRest(descriptor)) {
-        pollfd events[] = {{wake, POLLIN, 0}, {descriptor, POLLRDHUP, 0}};
-        poll(events, 2, REST_INTERVAL_MS);
-        if (events[0].revents != 0) {
-            return false;
-        }
-        if (events[1].revents != 0) {
-            return true;
-        }
-    }
-    return true;
-}
-
-// Makes room for dataLength bytes where there is room for `capacity`.
-void prepareData(IPCMessage& message, std::uint32_t capacity)
-{
-    if (message.data == nullptr && message.dataLength == 0) {
-        return;
-    }
-    if (message.data != nullptr && capacity >= message.dataLength) {
-        std::memset(message.data, 0, capacity);
-        return;
-    }
-    delete[] message.data;
-    message.data = nullptr;
-    message.data = new unsigned char[message.dataLength]();
 }
 
 } // namespace
@@ -229,37 +68,40 @@ ZTIPCEndPoint::ZTIPCEndPoint(bool autoReconnect)
 
 ZTIPCEndPoint::~ZTIPCEndPoint()
 {
+    if (gate != nullptr && !gate->isOfThisProcess()) {
+        static_cast<void>(thread.release()); // it is the parent's, and so may be any lock
+        return;
+    }
     deinitialize();
 }
 
 int ZTIPCEndPoint::initialize(const std::string& address, bool keepSocketFile)
 {
     if (descriptor >= 0) {
-        print("initialize() failed. EndPoint already initialized.");
+        printIPCFailure("initialize() failed. EndPoint already initialized.");
         return 3;
     }
     if (address.empty()) {
-        print("initialize() failed. endPointAddressLength is <= 0.");
+        printIPCFailure("initialize() failed. endPointAddressLength is <= 0.");
         return 20;
     }
-    const int created = ::socket(AF_UNIX, SOCK_STREAM, 0);
-    ownAddress = address;
+    Socket created = std::make_shared<const LocalSocket>();
+    setAddress(ownAddress, address);
     if (keepSocketFile) {
         removeFilesThatBeginWith(address);
     }
     nameUnlinked = !keepSocketFile;
-    if (created < 0) {
+    if (created->number < 0) {
         return 3;
     }
-    auto newSocket = std::make_shared<const OpenDescriptor>(created);
-    if (!bindTo(created, address)) {
-        print("initialize() bind failed.");
+    if (!bindTo(created->number, address)) {
+        printIPCFailure("initialize() bind failed.");
         return 3;
     }
     if (!keepSocketFile) {
         unlink(address.c_str());
     }
-    setSocket(std::move(newSocket));
+    setSocket(std::move(created), false);
     return 0;
 }
 
@@ -269,23 +111,22 @@ int ZTIPCEndPoint::initialize(int newDescriptor, const std::string& address,
     if (newDescriptor < 0 || address.empty() || newPeerAddress.empty()) {
         return 20;
     }
-    ownAddress = address;
-    peerAddress = newPeerAddress;
-    if (newDescriptor != descriptor) {
-        setSocket(std::make_shared<const OpenDescriptor>(newDescriptor));
-    }
-    connected = true;
+    Socket taken = newDescriptor == descriptor
+                       ? getSocket()
+                       : std::make_shared<const OpenDescriptor>(newDescriptor);
+    setAddress(ownAddress, address);
+    setAddress(peerAddress, newPeerAddress);
+    setSocket(std::move(taken), true);
     return 0;
 }
 
 void ZTIPCEndPoint::deinitialize()
 {
     stopListening();
-    connected = false;
-    setSocket(nullptr);
+    setSocket(nullptr, false);
     nameUnlinked = false;
-    ownAddress.clear();
-    peerAddress.clear();
+    setAddress(ownAddress, std::string());
+    setAddress(peerAddress, std::string());
     connectTimeout = 0;
     receiveTimeout = 0;
     sendTimeout = 0;
@@ -295,19 +136,19 @@ int ZTIPCEndPoint::connectTo(const std::string& newPeerAddress)
 {
     const Socket used = getSocket();
     if (used == nullptr) {
-        print("connectTo() failed. Invalid endPointID.");
+        printIPCFailure("connectTo() failed. Invalid endPointID.");
         connected = false;
         return 14;
     }
     if (newPeerAddress.empty()) {
-        print("connectTo() failed. peerEndPointAddressLength is == 0.");
+        printIPCFailure("connectTo() failed. peerEndPointAddressLength is == 0.");
         return 14;
     }
-    peerAddress = newPeerAddress;
+    setAddress(peerAddress, newPeerAddress);
     if (connectTimeout >= 0) {
         fcntl(used->number, F_SETFL, fcntl(used->number, F_GETFL) | O_NONBLOCK);
     }
-    const int result = connectWithin(used->number, peerAddress, connectTimeout, "connectTo()");
+    const int result = connectWithin(used->number, newPeerAddress, connectTimeout, "connectTo()");
     setConnected(used, result == 0 || result == 1);
     return result;
 }
@@ -315,18 +156,18 @@ int ZTIPCEndPoint::connectTo(const std::string& newPeerAddress)
 int ZTIPCEndPoint::reconnect()
 {
     if (descriptor < 0) {
-        const int result = initialize(ownAddress, false);
+        const int result = initialize(getEndPointAddress(), false);
         if (result != 0) {
             return result;
         }
     }
-    return connectTo(peerAddress);
+    return connectTo(getPeerEndPointAddress());
 }
 
 int ZTIPCEndPoint::isSocketAvailable(const std::string& path)
 {
     if (path.empty()) {
-        print("isSocketAvailable() failed. peerEndPointAddressLength is == 0.");
+        printIPCFailure("isSocketAvailable() failed. peerEndPointAddressLength is == 0.");
         return 20;
     }
     const int probe = ::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0);
@@ -342,58 +183,34 @@ int ZTIPCEndPoint::sendMessage(IPCMessage* message)
 {
     Socket used = getSocket();
     if (used == nullptr) {
-        print("sendMessage() failed. Invalid linkID.");
+        printIPCFailure("sendMessage() failed. Invalid linkID.");
         return 7;
     }
     if (!connected) {
-        print("sendMessage() failed. Endpoint not connected.");
+        printIPCFailure("sendMessage() failed. Endpoint not connected.");
         return 7;
     }
     if (message == nullptr) {
-        print("sendMessage() failed. message is nullptr.");
+        printIPCFailure("sendMessage() failed. message is nullptr.");
         return 20;
     }
     if (message->dataLength == 0) {
-        print("sendMessage() failed. message->dataLength is 0.");
+        printIPCFailure("sendMessage() failed. message->dataLength is 0.");
         return 20;
     }
     if (message->data == nullptr) {
-        print("sendMessage() failed. message->data is nullptr.");
+        printIPCFailure("sendMessage() failed. message->data is nullptr.");
         return 20;
     }
 
-    setSocketOption(used->number, SO_SNDLOWAT, HEADER_SIZE + message->dataLength);
+    setSocketOption(used->number, SO_SNDLOWAT, frameSizeAsOption(message->dataLength));
     DescriptorSet writable;
     writable.add(used->number);
-    const int ready = awaitWritable(writable, sendTimeout);
+    const int ready = writable.awaitWritable(sendTimeout);
     if (ready <= 0) {
         return ready == 0 ? 17 : 7;
     }
-    return writable.contains(used->number) ? sendFrame(used, *message) : 0;
-}
-
-int ZTIPCEndPoint::sendFrame(Socket& used, const IPCMessage& message)
-{
-    const std::vector<unsigned char> frame = frameOf(message);
-    errno = 0;
-    const ssize_t sent = send(used->number, frame.data(), frame.size(), MSG_NOSIGNAL);
-    if (sent < 0 && errno == EPIPE) {
-        loseConnection(used, "sendMessage() The other end of the connection is closed. (EPIPE)");
-        return 7;
-    }
-    if (sent < 0) {
-        print("sendMessage() Message could not be sent. Unknown error");
-        return 7;
-    }
-    if (sent == 0) {
-        loseConnection(used, "sendMessage() The other end of the connection is closed. (0 bytesS)");
-        return 7;
-    }
-    if (static_cast<std::size_t>(sent) < frame.size()) {
-        print("sendMessage() Incomplete message sent.");
-        return 7;
-    }
-    return 0;
+    return writable.contains(used->number) ? conclude(used, sendFrame(used->number, *message)) : 0;
 }
 
 int ZTIPCEndPoint::receiveMessage(IPCMessage* message, long timeoutMs)
@@ -406,80 +223,60 @@ int ZTIPCEndPoint::receiveMessage(IPCMessage* message)
     return receiveMessage(message, receiveTimeout);
 }
 
-// With a gate it is the listener thread that receives: it can be stopped while it waits, and leaves
+// With a gate it is the listener thread that receives: it can be woken while it waits, and leaves
 // what has not arrived whole in the socket.
 int ZTIPCEndPoint::receive(IPCMessage* message, long timeoutMs, const ListenerGate* passed)
 {
     Socket used = getSocket();
     if (used == nullptr) {
-        print("receiveMessage() failed. Invalid linkID.");
+        printIPCFailure("receiveMessage() failed. Invalid linkID.");
         return 8;
     }
     if (!connected) {
-        print("receiveMessage() failed. Endpoint not connected.");
+        printIPCFailure("receiveMessage() failed. Endpoint not connected.");
         return 8;
     }
     if (message == nullptr) {
-        print("receiveMessage() failed. message is nullptr.");
+        printIPCFailure("receiveMessage() failed. message is nullptr.");
         return 20;
     }
 
-    setSocketOption(used->number, SO_RCVLOWAT, message->dataLength + HEADER_SIZE);
+    setSocketOption(used->number, SO_RCVLOWAT, frameSizeAsOption(message->dataLength));
     DescriptorSet readable;
     readable.add(used->number);
     if (passed != nullptr) {
-        readable.add(passed->wakeDescriptor());
+        readable.add(passed->wait.wakeDescriptor());
     }
-    const int ready = awaitReadable(readable, timeoutMs);
+    const int ready = readable.awaitReadable(timeoutMs);
     if (ready == 0) {
-        print("receiveMessage() Receive timeout expired.");
+        printIPCFailure("receiveMessage() Receive timeout expired.");
         return 17;
     }
     if (ready < 0) {
         return 8;
     }
-    if (passed != nullptr && (readable.contains(passed->wakeDescriptor()) ||
-                              !awaitWholeFrame(used->number, passed->wakeDescriptor()))) {
+    if (passed != nullptr && passed->wait.takeWake(readable)) {
         return 17;
     }
     if (!readable.contains(used->number)) {
         return 0;
     }
-    return receiveFrame(used, *message, passed == nullptr ? 0 : MSG_DONTWAIT);
+    if (passed != nullptr && !passed->wait.awaitWholeFrame(used->number)) {
+        return 17;
+    }
+    const int flags = passed == nullptr ? 0 : MSG_DONTWAIT;
+    return conclude(used, receiveFrame(used->number, *message, flags));
 }
 
-int ZTIPCEndPoint::receiveFrame(Socket& used, IPCMessage& message, int flags)
+int ZTIPCEndPoint::conclude(Socket& used, const FrameOutcome& outcome)
 {
-    const std::uint32_t capacity = message.dataLength;
-    const ssize_t header = recv(used->number, &message, HEADER_SIZE, flags);
-    if (header < static_cast<ssize_t>(HEADER_SIZE)) {
-        return failToReceive(used, header,
-                             "receiveMessage() Connection refused peerThe other end of the "
-                             "connection is closed. (0 bytesH)",
-                             "receiveMessage() Incomplete message header received.");
+    if (outcome.isLost) {
+        loseConnection(used);
     }
-    prepareData(message, capacity);
-    if (message.dataLength == 0) {
-        return 0;
+    if (outcome.message != nullptr) {
+        printIPCFailure(outcome.message);
     }
-    const ssize_t size = recv(used->number, message.data, message.dataLength, flags);
-    if (size < 0 || static_cast<std::size_t>(size) < message.dataLength) {
-        return failToReceive(
-            used, size, "receiveMessage() The other end of the connection is closed. (0 bytesR)",
-            "receiveMessage() Incomplete message data bytes received.");
-    }
-    return 0;
-}
-
-int ZTIPCEndPoint::failToReceive(Socket& used, ssize_t size, const char* closed,
-                                 const char* incomplete)
-{
-    if (size == 0) {
-        loseConnection(used, closed);
-    } else {
-        print(size < 0 ? "receiveMessage() failed due to unknown error." : incomplete);
-    }
-    return 8;
+    return outcome.result;
 }
 
 void ZTIPCEndPoint::setConnectTimeout(long milliseconds)
@@ -499,11 +296,13 @@ void ZTIPCEndPoint::setSendTimeout(long milliseconds)
 
 std::string ZTIPCEndPoint::getEndPointAddress() const
 {
+    const std::lock_guard<std::mutex> lock(mutex);
     return ownAddress;
 }
 
 std::string ZTIPCEndPoint::getPeerEndPointAddress() const
 {
+    const std::lock_guard<std::mutex> lock(mutex);
     return peerAddress;
 }
 
@@ -528,13 +327,14 @@ int ZTIPCEndPoint::setMessageArrivalListener(ZTIPCMessageArrivalListener* newLis
         stopListening();
         return 0;
     }
-    const std::shared_ptr<ListenerGate> used = getGate();
-    if (used == nullptr) {
-        return startListening(newListener);
+    if (gate != nullptr) {
+        const ListenerGate::Change change = gate->setListener(newListener, listener);
+        if (change != ListenerGate::Change::TooLate) {
+            return change == ListenerGate::Change::Made ? 0 : 10;
+        }
+        stopListening();
     }
-    listener = newListener;
-    used->setListener(newListener);
-    return 0;
+    return startListening(newListener);
 }
 
 ZTIPCMessageArrivalListener* ZTIPCEndPoint::getMessageArrivalListener() const
@@ -544,7 +344,7 @@ ZTIPCMessageArrivalListener* ZTIPCEndPoint::getMessageArrivalListener() const
 
 void ZTIPCEndPoint::setMessageArrivalListenerActive(bool active)
 {
-    const std::shared_ptr<ListenerGate> used = getGate();
+    const std::shared_ptr<ListenerGate> used = gate;
     if (used == nullptr) {
         return;
     }
@@ -557,56 +357,46 @@ void ZTIPCEndPoint::setMessageArrivalListenerActive(bool active)
 
 int ZTIPCEndPoint::startListening(ZTIPCMessageArrivalListener* newListener)
 {
+    std::unique_ptr<ZTThread> newThread(ZTThread::create("MsgArrivalLstnr"));
     const auto newGate = std::make_shared<ListenerGate>(newListener);
-    if (newGate->wakeDescriptor() < 0) {
+    if (!newGate->wait.isPossible()) {
         return 10;
     }
-    std::unique_ptr<ZTThread> newThread(ZTThread::create("MsgArrivalLstnr"));
-    {
-        const std::lock_guard<std::mutex> lock(mutex);
-        gate = newGate;
-        listener = newListener;
-    }
+    gate = newGate;
+    listener = newListener;
     int result = 0;
     try {
         result = newThread->startThread(messageArrivalListenerThreadFunc, this);
     } catch (...) {
-        stopListening();
+        gate.reset();
+        listener = nullptr;
         throw;
     }
     newThread->setPriority(0, 0);
-    {
-        const std::lock_guard<std::mutex> lock(mutex);
-        thread = std::move(newThread);
-    }
+    thread = std::move(newThread);
     newGate->open();
     return result;
 }
 
+// A callback that stops its own thread leaves it to the owner to wait for that, so gate and thread
+// are there as long as a callback runs: they change only while there is no thread.
 void ZTIPCEndPoint::stopListening()
 {
-    std::shared_ptr<ListenerGate> stopped;
-    std::unique_ptr<ZTThread> ending;
-    {
-        const std::lock_guard<std::mutex> lock(mutex);
-        stopped = std::move(gate);
-        ending = std::move(thread);
-        listener = nullptr;
-    }
-    if (stopped == nullptr) {
+    if (gate == nullptr || !gate->stop(listener)) {
         return;
     }
-    stopped->stop();
-    if (ending != nullptr && !stopped->isCallerInside()) {
+    {
         const boost::this_thread::disable_interruption whileJoining;
-        ending->join();
+        thread->join();
     }
+    thread.reset();
+    gate.reset();
 }
 
 void ZTIPCEndPoint::messageArrivalListenerThreadFunc(void* endpoint)
 {
     if (endpoint == nullptr) {
-        print("messageArrivalListenerThreadFunc() args is nullptr");
+        printIPCFailure("messageArrivalListenerThreadFunc() args is nullptr");
         return;
     }
     static_cast<ZTIPCEndPoint*>(endpoint)->deliverMessages();
@@ -614,7 +404,7 @@ void ZTIPCEndPoint::messageArrivalListenerThreadFunc(void* endpoint)
 
 void ZTIPCEndPoint::deliverMessages()
 {
-    const std::shared_ptr<ListenerGate> passed = getGate();
+    const std::shared_ptr<ListenerGate> passed = gate;
     if (passed == nullptr || !passed->enter()) {
         return;
     }
@@ -630,23 +420,21 @@ void ZTIPCEndPoint::deliverMessages()
     }
 }
 
-std::shared_ptr<ListenerGate> ZTIPCEndPoint::getGate() const
-{
-    const std::lock_guard<std::mutex> lock(mutex);
-    return gate;
-}
-
 ZTIPCEndPoint::Socket ZTIPCEndPoint::getSocket() const
 {
     const std::lock_guard<std::mutex> lock(mutex);
     return socket;
 }
 
-void ZTIPCEndPoint::setSocket(Socket newSocket)
+void ZTIPCEndPoint::setSocket(Socket newSocket, bool newConnected)
 {
-    const std::lock_guard<std::mutex> lock(mutex);
-    socket.swap(newSocket);
-    descriptor = socket == nullptr ? NO_DESCRIPTOR : socket->number;
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        socket.swap(newSocket);
+        descriptor = socket == nullptr ? NO_DESCRIPTOR : socket->number;
+        connected = newConnected;
+    }
+    wakeListener();
 }
 
 void ZTIPCEndPoint::setConnected(const Socket& used, bool newConnected)
@@ -658,7 +446,7 @@ void ZTIPCEndPoint::setConnected(const Socket& used, bool newConnected)
 }
 
 // Somebody else may have lost it already, and even connected anew.
-void ZTIPCEndPoint::loseConnection(Socket& used, const char* message)
+void ZTIPCEndPoint::loseConnection(Socket& used)
 {
     {
         const std::lock_guard<std::mutex> lock(mutex);
@@ -669,7 +457,21 @@ void ZTIPCEndPoint::loseConnection(Socket& used, const char* message)
         }
     }
     used.reset();
-    print(message);
+    wakeListener();
+}
+
+// Its thread may wait on a connection that is no longer the endpoint's.
+void ZTIPCEndPoint::wakeListener()
+{
+    if (gate != nullptr) {
+        gate->wait.wake();
+    }
+}
+
+void ZTIPCEndPoint::setAddress(std::string& address, const std::string& newAddress)
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    address = newAddress;
 }
 
 } // namespace ZT

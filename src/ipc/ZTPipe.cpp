@@ -128,8 +128,7 @@ bool ZTPipe::isReadable() const
 {
     DescriptorSet descriptors;
     descriptors.add(readDescriptor);
-    timeval noWait{};
-    return descriptors.selectReadable(&noWait) >= 1 && descriptors.contains(readDescriptor);
+    return descriptors.awaitReadable(0) >= 1 && descriptors.contains(readDescriptor);
 }
 
 int ZTPipe::getNoOfBytesAvailable() const

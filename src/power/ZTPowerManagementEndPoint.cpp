@@ -1,5 +1,6 @@
 #include "zt/ZTPowerManagementEndPoint.h"
 
+#include "ipc/WaitNumber.h"
 #include "zt/ztpmd_msg.h"
 
 #include <cstring>
@@ -19,7 +20,7 @@ const int ATTEMPT_MS = 50;
 } // namespace
 
 ZTPowerManagementEndPoint::ZTPowerManagementEndPoint()
-    : ZTEndPoint(true), descriptor(NO_DESCRIPTOR), address{}
+    : ZTEndPoint(true), lastWait(0), descriptor(NO_DESCRIPTOR), address{}
 {}
 
 ZTPowerManagementEndPoint::~ZTPowerManagementEndPoint() = default;
@@ -27,6 +28,7 @@ ZTPowerManagementEndPoint::~ZTPowerManagementEndPoint() = default;
 int ZTPowerManagementEndPoint::init()
 {
     release();
+    lastWait = WaitNumber::latest();
     descriptor = socket(AF_UNIX, SOCK_STREAM, 0);
     if (descriptor < 0) {
         return 4;
@@ -92,6 +94,11 @@ int ZTPowerManagementEndPoint::getWriteEndPointID() const
 bool ZTPowerManagementEndPoint::isConnected() const
 {
     return descriptor >= 0;
+}
+
+bool ZTPowerManagementEndPoint::isNewerThanWait() const
+{
+    return WaitNumber::isSinceCurrent(lastWait);
 }
 
 int ZTPowerManagementEndPoint::reconnect()

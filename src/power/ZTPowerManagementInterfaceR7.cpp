@@ -282,6 +282,9 @@ int ZTPowerManagementInterfaceR7::onEndPointReadable(ZTEndPoint* endPoint,
     if (!isOwn(*endPoint)) {
         return connection.getReadEndPointID();
     }
+    if (connection.isNewerThanWait()) {
+        return 0; // the next wait tells whether there is a record
+    }
     ztpmd_msg_t message{};
     if (read(connection.getReadEndPointID(), &message, sizeof message) != sizeof message) {
         connection.release();

@@ -9,9 +9,11 @@
 
 #include <boost/thread/exceptions.hpp>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <climits>
 #include <condition_variable>
 #include <fcntl.h>
 #include <filesystem>
@@ -23,6 +25,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <sys/epoll.h>
 #include <system_error>
 #include <thread>
 #include <unistd.h>
@@ -111,6 +114,44 @@ private:
             }
             return interposed::pthread_cond_wait.real(arguments...);
         }};
+};
+
+// That a thread waits for the rest of a frame.
+class WaitsForRest {
+public:
+    int count()
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        return begun;
+    }
+
+    /// Waits until there have been more.
+    void awaitMoreThan(int before)
+    {
+        std::unique_lock<std::mutex> lock(mutex);
+        changed.wait(lock, [&] { return begun > before; });
+    }
+
+    /// Of all of them, in ms.
+    int shortestTimeout = INT_MAX;
+
+private:
+    int begin(int poller, epoll_event* events, int size, int timeout)
+    {
+        {
+            const std::lock_guard<std::mutex> lock(mutex);
+            ++begun;
+            shortestTimeout = std::min(shortestTimeout, timeout);
+            changed.notify_all();
+        }
+        return interposed::epoll_wait.real(poller, events, size, timeout);
+    }
+
+    std::mutex mutex;
+    std::condition_variable changed;
+    int begun = 0;
+    const Interpose<int(int, epoll_event*, int, int)> waiting{
+        interposed::epoll_wait, [this](auto... arguments) { return begin(arguments...); }};
 };
 
 class ListenerTest : public testing::Test {
@@ -296,10 +337,16 @@ TEST_F(ListenerTest, AThreadThatTheSystemRefusesThrowsAndLeavesNoListener)
 
 TEST_F(ListenerTest, WithoutADescriptorToWakeItByReturns10AndLeavesNoListener)
 {
+    const auto before = entriesOf("/proc/self/fd");
     {
         const Interpose refused(interposed::eventfd, [](auto...) { return -1; });
         EXPECT_EQ(endPoint->setMessageArrivalListener(&listener), 10);
     }
+    {
+        const Interpose refused(interposed::epoll_create1, [](auto...) { return -1; });
+        EXPECT_EQ(endPoint->setMessageArrivalListener(&listener), 10);
+    }
+    EXPECT_EQ(entriesOf("/proc/self/fd"), before);
     EXPECT_EQ(endPoint->getMessageArrivalListener(), nullptr);
     EXPECT_EQ(threads(), 0);
     listen();
@@ -363,7 +410,7 @@ TEST_F(ListenerTest, ASignalWhileItWaitsForTheRestOfAFrameLosesNothing)
 {
     Event twice;
     std::atomic<int> waits{0};
-    const Interpose waiting(interposed::poll, [&](auto...) {
+    const Interpose waiting(interposed::epoll_wait, [&](auto...) {
         if (++waits == 2) {
             twice.happen();
         }
@@ -378,22 +425,45 @@ TEST_F(ListenerTest, ASignalWhileItWaitsForTheRestOfAFrameLosesNothing)
     endPoint->setMessageArrivalListener(nullptr);
 }
 
-TEST_F(ListenerTest, ANonBlockingSocketDoesNotWaitForTheRestOfAFrame)
+TEST_F(ListenerTest, ANonBlockingSocketTooGetsItsFramesWhole)
 {
-    const Interpose waiting(interposed::poll, [](auto...) {
-        ADD_FAILURE();
-        return 0;
-    });
     fcntl(descriptor, F_SETFL, O_NONBLOCK);
     listen();
-    peer->write(frameBytes("hello").substr(0, 4));
-    std::vector<Line> lines;
-    while (lines.empty()) {
-        lines = diagnostics.take();
+    const std::string frame = frameBytes("hello");
+    WaitsForRest rest;
+    for (const std::size_t size : {4, 8, 12}) {
+        const std::size_t before = listener.arrived().size();
+        const int waits = rest.count();
+        peer->write(frame.substr(0, size));
+        rest.awaitMoreThan(waits);
+        peer->write(frame.substr(size));
+        EXPECT_EQ(listener.await(before + 1).back(), "hello");
     }
     endPoint->setMessageArrivalListener(nullptr);
-    EXPECT_THAT(lines,
-                ElementsAre(failure("receiveMessage() Incomplete message header received.")));
+}
+
+TEST_F(ListenerTest, NothingWakesItWhileItWaitsForTheRestOfAFrame)
+{
+    listen(1);
+    const std::string frame = frameBytes("hello");
+    WaitsForRest rest;
+    for (std::size_t sent = 1; sent < frame.size(); ++sent) {
+        const int waits = rest.count();
+        peer->write(frame.substr(sent - 1, 1));
+        rest.awaitMoreThan(waits);
+    }
+    peer->write(frame.substr(frame.size() - 1));
+    listener.await(1);
+    EXPECT_EQ(rest.shortestTimeout, -1);
+    endPoint->setMessageArrivalListener(nullptr);
+    EXPECT_THAT(diagnostics.take(), Each(failure(EXPIRED)));
+}
+
+TEST_F(ListenerTest, AFrameWithoutDataIsDeliveredBeforeMoreComes)
+{
+    listen();
+    peer->write(frameBytes(""));
+    EXPECT_THAT(listener.await(1), ElementsAre(""));
 }
 
 TEST_F(ListenerTest, AHangUpWhileTheOwnerSendsLeavesTheDescriptorsNumberTaken)
@@ -733,11 +803,11 @@ protected:
             break;
         case State::HasHalfAHeader:
             send(4);
-            waitingForRest.await();
+            rest.awaitMoreThan(1);
             break;
         case State::HasHalfTheData:
             send(12);
-            waitingForRest.await();
+            rest.awaitMoreThan(1);
             break;
         case State::IsInTheCallback:
             peer->write(frameBytes("first"));
@@ -786,7 +856,7 @@ protected:
     }
 
     Event waiting;
-    Event waitingForRest;
+    WaitsForRest rest;
     Event inCallback;
     Event release;
     std::string frame = frameBytes("hello");
@@ -796,10 +866,6 @@ protected:
             waiting.happen();
             return interposed::select.real(arguments...);
         }};
-    const Interpose<int(pollfd*, nfds_t, int)> poll{interposed::poll, [this](auto... arguments) {
-                                                        waitingForRest.happen();
-                                                        return interposed::poll.real(arguments...);
-                                                    }};
 };
 
 } // namespace

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <sys/epoll.h>
 #include <sys/eventfd.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
@@ -41,6 +42,9 @@ INTERPOSE(int, closedir, (DIR* stream), , stream)
 INTERPOSE(int, connect, (int fd, const sockaddr* to, socklen_t size), , fd, to, size)
 INTERPOSE(unsigned long, crc32, (unsigned long seed, const unsigned char* bytes, unsigned int size), ,
           seed, bytes, size)
+INTERPOSE(int, epoll_create1, (int flags), noexcept, flags)
+INTERPOSE(int, epoll_wait, (int poller, epoll_event* events, int count, int timeout), , poller, events, count,
+          timeout)
 INTERPOSE(int, eventfd, (unsigned int start, int flags), noexcept, start, flags)
 INTERPOSE(int, fclose, (std::FILE* file), , file)
 INTERPOSE(std::FILE*, fopen64, (const char* path, const char* mode), , path, mode)

@@ -85,6 +85,7 @@ private:
 template <class Signature, class Substitute>
 Interpose(InterposedCall<Signature>&, Substitute) -> Interpose<Signature>;
 
+struct epoll_event;
 struct sysinfo;
 struct utsname;
 
@@ -97,6 +98,8 @@ extern InterposedCall<int(int)> close;
 extern InterposedCall<int(DIR*)> closedir;
 extern InterposedCall<int(int, const sockaddr*, socklen_t)> connect;
 extern InterposedCall<unsigned long(unsigned long, const unsigned char*, unsigned int)> crc32;
+extern InterposedCall<int(int)> epoll_create1;
+extern InterposedCall<int(int, epoll_event*, int, int)> epoll_wait;
 extern InterposedCall<int(unsigned int, int)> eventfd;
 extern InterposedCall<int(std::FILE*)> fclose;
 extern InterposedCall<std::FILE*(const char*, const char*)> fopen64;

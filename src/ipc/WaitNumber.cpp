@@ -1,0 +1,35 @@
+#include "ipc/WaitNumber.h"
+
+#include <atomic>
+
+namespace ZT {
+
+namespace {
+
+std::atomic<std::uint16_t> last{0};
+thread_local const WaitNumber* current = nullptr;
+
+} // namespace
+
+WaitNumber::WaitNumber() : outer(current), own(++last)
+{
+    current = this;
+}
+
+WaitNumber::~WaitNumber()
+{
+    current = outer;
+}
+
+std::uint16_t WaitNumber::latest()
+{
+    return last;
+}
+
+bool WaitNumber::isSinceCurrent(std::uint16_t number)
+{
+    return current != nullptr && static_cast<std::uint16_t>(number - current->own) <=
+                                     static_cast<std::uint16_t>(last - current->own);
+}
+
+} // namespace ZT
