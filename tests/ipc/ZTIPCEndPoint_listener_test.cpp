@@ -2,10 +2,9 @@
 
 #include "zt/ZTIPCEndPoint.h"
 
-#include "support/Diagnostics.h"
+#include "ipc/ListenerTest.h"
 #include "support/Event.h"
 #include "support/Interpose.h"
-#include "support/LocalPeer.h"
 
 #include <boost/thread/exceptions.hpp>
 
@@ -16,9 +15,6 @@
 #include <climits>
 #include <condition_variable>
 #include <fcntl.h>
-#include <filesystem>
-#include <fstream>
-#include <functional>
 #include <future>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -26,7 +22,7 @@
 #include <mutex>
 #include <string>
 #include <sys/epoll.h>
-#include <system_error>
+#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -38,63 +34,6 @@ using testing::UnorderedElementsAre;
 using ZT::ZTIPCEndPoint;
 
 namespace {
-
-const char EXPIRED[] = "receiveMessage() Receive timeout expired.";
-const char HUNG_UP[] = "receiveMessage() Connection refused peerThe other end of the connection is "
-                       "closed. (0 bytesH)";
-
-Line failure(const std::string& text)
-{
-    return {1, "zt_ipc_endpoint", text};
-}
-
-auto entriesOf(const char* folder)
-{
-    const std::filesystem::directory_iterator all(folder);
-    return std::distance(begin(all), end(all));
-}
-
-// Listener threads that run; a sanitizer may have threads of its own.
-int threads()
-{
-    int count = 0;
-    std::error_code vanished;
-    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task", vanished)) {
-        std::string name;
-        std::getline(std::ifstream(task.path() / "comm"), name);
-        count += name == "MsgArrivalLstnr" ? 1 : 0;
-    }
-    return count;
-}
-
-class NotingListener : public ZT::ZTIPCMessageArrivalListener {
-public:
-    void onMessageArrival(IPCMessage* message) override
-    {
-        const std::string text(reinterpret_cast<char*>(message->data), message->dataLength);
-        action(message);
-        const std::lock_guard<std::mutex> lock(mutex);
-        texts.push_back(text);
-        changed.notify_all();
-    }
-
-    /// Waits until so many messages have arrived, and returns what has.
-    std::vector<std::string> await(std::size_t count)
-    {
-        std::unique_lock<std::mutex> lock(mutex);
-        changed.wait(lock, [&] { return texts.size() >= count; });
-        return texts;
-    }
-
-    std::vector<std::string> arrived() { return await(0); }
-
-    std::function<void(IPCMessage*)> action = [](IPCMessage*) {};
-
-private:
-    std::mutex mutex;
-    std::condition_variable changed;
-    std::vector<std::string> texts;
-};
 
 // That a thread waits at the gate.
 class AtTheGate {
@@ -152,41 +91,6 @@ private:
     int begun = 0;
     const Interpose<int(int, epoll_event*, int, int)> waiting{
         interposed::epoll_wait, [this](auto... arguments) { return begin(arguments...); }};
-};
-
-class ListenerTest : public testing::Test {
-protected:
-    void TearDown() override
-    {
-        endPoint.reset();
-        EXPECT_THAT(diagnostics.take(), IsEmpty());
-    }
-
-    void listen(long timeout = -1)
-    {
-        endPoint->setReceiveTimeout(timeout);
-        ASSERT_EQ(endPoint->setMessageArrivalListener(&listener), 0);
-    }
-
-    void awaitEndOfThread() const
-    {
-        while (threads() != 0) {
-            std::this_thread::yield();
-        }
-    }
-
-    std::string receive()
-    {
-        OwnedMessage message;
-        EXPECT_EQ(endPoint->receiveMessage(&message, -1), 0);
-        return message.text();
-    }
-
-    Diagnostics diagnostics;
-    NotingListener listener;
-    std::unique_ptr<ZTIPCEndPoint> endPoint = std::make_unique<ZTIPCEndPoint>(false);
-    std::unique_ptr<LocalPeer> peer = std::make_unique<LocalPeer>(*endPoint);
-    const int descriptor = endPoint->getReadEndPointID();
 };
 
 } // namespace
@@ -322,13 +226,13 @@ TEST_F(ListenerTest, ReplacingStartsNoSecondThread)
 
 TEST_F(ListenerTest, AThreadThatTheSystemRefusesThrowsAndLeavesNoListener)
 {
-    const auto before = entriesOf("/proc/self/fd");
+    const auto before = openDescriptors();
     {
         const Interpose refused(interposed::pthread_create, [](auto...) { return EAGAIN; });
         EXPECT_THROW(endPoint->setMessageArrivalListener(&listener), boost::thread_resource_error);
     }
     EXPECT_EQ(endPoint->getMessageArrivalListener(), nullptr);
-    EXPECT_EQ(entriesOf("/proc/self/fd"), before);
+    EXPECT_EQ(openDescriptors(), before);
     endPoint->setMessageArrivalListenerActive(false);
     listen();
     peer->write(frameBytes("hello"));
@@ -337,7 +241,7 @@ TEST_F(ListenerTest, AThreadThatTheSystemRefusesThrowsAndLeavesNoListener)
 
 TEST_F(ListenerTest, WithoutADescriptorToWakeItByReturns10AndLeavesNoListener)
 {
-    const auto before = entriesOf("/proc/self/fd");
+    const auto before = openDescriptors();
     {
         const Interpose refused(interposed::eventfd, [](auto...) { return -1; });
         EXPECT_EQ(endPoint->setMessageArrivalListener(&listener), 10);
@@ -346,7 +250,7 @@ TEST_F(ListenerTest, WithoutADescriptorToWakeItByReturns10AndLeavesNoListener)
         const Interpose refused(interposed::epoll_create1, [](auto...) { return -1; });
         EXPECT_EQ(endPoint->setMessageArrivalListener(&listener), 10);
     }
-    EXPECT_EQ(entriesOf("/proc/self/fd"), before);
+    EXPECT_EQ(openDescriptors(), before);
     EXPECT_EQ(endPoint->getMessageArrivalListener(), nullptr);
     EXPECT_EQ(threads(), 0);
     listen();
@@ -785,6 +689,7 @@ protected:
     void SetUp() override
     {
         listener.action = [this](IPCMessage*) {
+            waitsBeforeCallback = waits.load();
             if (GetParam() == State::StandsAtTheGate) {
                 endPoint->setMessageArrivalListenerActive(false);
             } else {
@@ -856,13 +761,16 @@ protected:
     }
 
     Event waiting;
+    std::atomic<int> waits{0}; // of select()
+    std::atomic<int> waitsBeforeCallback{0};
     WaitsForRest rest;
     Event inCallback;
     Event release;
     std::string frame = frameBytes("hello");
-    const decltype(entriesOf("")) descriptorsBefore = entriesOf("/proc/self/fd");
+    const decltype(openDescriptors()) descriptorsBefore = openDescriptors();
     const Interpose<int(int, fd_set*, fd_set*, fd_set*, timeval*)> select{
         interposed::select, [this](auto... arguments) {
+            ++waits;
             waiting.happen();
             return interposed::select.real(arguments...);
         }};
@@ -875,7 +783,7 @@ TEST_P(WhileTheThread, RemovingEndsItAndLeavesTheConnectionToTheOwner)
     await([this] { EXPECT_EQ(endPoint->setMessageArrivalListener(nullptr), 0); });
     EXPECT_EQ(listener.arrived(), arrivedBefore());
     EXPECT_EQ(endPoint->getMessageArrivalListener(), nullptr);
-    EXPECT_EQ(entriesOf("/proc/self/fd"), descriptorsBefore);
+    EXPECT_EQ(openDescriptors(), descriptorsBefore);
     awaitEndOfThread();
     send();
     EXPECT_EQ(receive(), "hello");
@@ -899,7 +807,7 @@ TEST_P(WhileTheThread, DeinitializingEndsItAndCloses)
     await([this] { endPoint->deinitialize(); });
     EXPECT_EQ(listener.arrived(), arrivedBefore());
     EXPECT_EQ(endPoint->getMessageArrivalListener(), nullptr);
-    EXPECT_EQ(entriesOf("/proc/self/fd"), descriptorsBefore - 1);
+    EXPECT_EQ(openDescriptors(), descriptorsBefore - 1);
     EXPECT_EQ(peer->read(1), "");
     awaitEndOfThread();
 }
@@ -908,7 +816,7 @@ TEST_P(WhileTheThread, DestroyingEndsItAndCloses)
 {
     await([this] { endPoint.reset(); });
     EXPECT_EQ(listener.arrived(), arrivedBefore());
-    EXPECT_EQ(entriesOf("/proc/self/fd"), descriptorsBefore - 1);
+    EXPECT_EQ(openDescriptors(), descriptorsBefore - 1);
     EXPECT_EQ(peer->read(1), "");
     awaitEndOfThread();
 }
@@ -942,6 +850,68 @@ TEST_P(WhileTheThread, AMessageThatIsCompletedIsDelivered)
     release.happen();
     send();
     EXPECT_EQ(listener.await(arrivedBefore().size() + 1).back(), "hello");
+    endPoint->setMessageArrivalListener(nullptr);
+}
+
+TEST_P(WhileTheThread, DeactivatingDoesNotWaitForThePeerAndLeavesTheRestToTheOwner)
+{
+    if (GetParam() != State::StandsAtTheGate) { // where it is inactive already
+        await([this] { endPoint->setMessageArrivalListenerActive(false); });
+    }
+    send();
+    EXPECT_EQ(receive(), "hello");
+    EXPECT_EQ(listener.arrived(), arrivedBefore());
+}
+
+TEST_P(WhileTheThread, SendingToAPeerThatReadsNoMoreLosesTheConnectionAndEndsIt)
+{
+    peer->readNoMore();
+    OwnedMessage message(std::string("hello"));
+    release.happen();
+    EXPECT_EQ(endPoint->sendMessage(&message), 7);
+    EXPECT_FALSE(endPoint->isConnected());
+    EXPECT_EQ(endPoint->getReadEndPointID(), -1);
+    diagnostics.take();
+    endPoint->setMessageArrivalListenerActive(true);
+    awaitEndOfThread();
+    EXPECT_EQ(fcntl(descriptor, F_GETFD), -1);
+    EXPECT_EQ(listener.arrived(), arrivedBefore());
+    if (GetParam() == State::StandsAtTheGate) {
+        diagnostics.take(); // it may have come there before or after
+    }
+}
+
+TEST_P(WhileTheThread, AnotherConnectionIsListenedTo)
+{
+    release.happen();
+    const LocalPeer next(*endPoint);
+    endPoint->setMessageArrivalListenerActive(true);
+    next.write(frameBytes("next"));
+    EXPECT_EQ(listener.await(arrivedBefore().size() + 1).back(), "next");
+    EXPECT_EQ(peer->read(1), "");
+    endPoint->deinitialize();
+}
+
+TEST_P(WhileTheThread, AForkedChildDestroysItsCopyWithoutWaitingAndTheParentListensOn)
+{
+    const pid_t child = fork();
+    if (child == 0) {
+        alarm(60);
+        endPoint.reset();
+        _exit(0);
+    }
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    const int waitsBefore = waits;
+    release.happen();
+    endPoint->setMessageArrivalListenerActive(true);
+    send();
+    EXPECT_EQ(listener.await(arrivedBefore().size() + 1).back(), "hello");
+    if (GetParam() == State::WaitsWithoutLimit || GetParam() == State::HasHalfAHeader ||
+        GetParam() == State::HasHalfTheData) {
+        EXPECT_EQ(waitsBeforeCallback, waitsBefore) << "the child has woken it";
+    }
     endPoint->setMessageArrivalListener(nullptr);
 }
 
