@@ -111,12 +111,11 @@ int ZTIPCEndPoint::initialize(int newDescriptor, const std::string& address,
     if (newDescriptor < 0 || address.empty() || newPeerAddress.empty()) {
         return 20;
     }
-    Socket taken = newDescriptor == descriptor
-                       ? getSocket()
-                       : std::make_shared<const OpenDescriptor>(newDescriptor);
     setAddress(ownAddress, address);
     setAddress(peerAddress, newPeerAddress);
-    setSocket(std::move(taken), true);
+    setSocket(newDescriptor == descriptor ? getSocket()
+                                          : std::make_shared<const OpenDescriptor>(newDescriptor),
+              true);
     return 0;
 }
 

@@ -4,8 +4,10 @@
 
 #include <cstring>
 #include <memory>
+#include <new>
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <unistd.h>
 
 namespace ZT {
 
@@ -55,9 +57,14 @@ ZTIPCEndPoint* ZTIPCServer::acceptConnection()
         print("acceptConnection() failed");
         return nullptr;
     }
-    // A name may fill its field and then has no end of its own.
-    const std::string name(client.sun_path, strnlen(client.sun_path, sizeof client.sun_path));
-    accepted->initialize(descriptor, serverEndPoint.getEndPointAddress(), name);
+    try {
+        // A name may fill its field and then has no end of its own.
+        const std::string name(client.sun_path, strnlen(client.sun_path, sizeof client.sun_path));
+        accepted->initialize(descriptor, serverEndPoint.getEndPointAddress(), name);
+    } catch (const std::bad_alloc&) {
+        close(descriptor);
+        throw;
+    }
     return accepted.release();
 }
 

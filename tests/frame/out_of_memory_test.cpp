@@ -18,12 +18,14 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
 #include <functional>
 #include <gtest/gtest.h>
 #include <memory>
 #include <new>
 #include <string>
+#include <unistd.h>
 
 namespace {
 
@@ -202,4 +204,88 @@ TEST(OutOfMemory, AClientWaitsUntilThereIsMemoryToAcceptIt)
     EXPECT_EQ(openDescriptors(), before);
     const std::unique_ptr<ZT::ZTIPCEndPoint> accepted(server.acceptConnection());
     EXPECT_NE(accepted, nullptr);
+}
+
+TEST(OutOfMemory, AClientThatIsAcceptedWithoutMemoryIsHungUpOn)
+{
+    const TemporaryFolder folder;
+    ZT::ZTIPCServer server;
+    ASSERT_EQ(server.initialize(folder / "server"), 0);
+    std::unique_ptr<ZT::ZTIPCEndPoint> accepted;
+    int failures = 0;
+    while (accepted == nullptr) {
+        ZT::ZTIPCEndPoint client(false);
+        ASSERT_EQ(client.initialize(folder / "client", false), 0);
+        ASSERT_EQ(client.connectTo(folder / "server"), 0);
+        const auto before = openDescriptors();
+        allowed = ++failures;
+        try {
+            accepted.reset(server.acceptConnection());
+            allowed = UNLIMITED;
+        } catch (const std::bad_alloc&) {
+            allowed = UNLIMITED;
+            EXPECT_EQ(openDescriptors(), before);
+            OwnedMessage message;
+            EXPECT_EQ(client.receiveMessage(&message, -1), 8);
+        }
+    }
+    EXPECT_GT(failures, 2);
+}
+
+TEST(OutOfMemory, AnEndPointThatCannotBeInitializedTakesNothingOver)
+{
+    const TemporaryFolder folder;
+    const std::string longName = folder / "a name that takes memory of its own";
+    const auto before = openDescriptors();
+    EXPECT_GT(failEachAllocation([&] {
+                  ZT::ZTIPCEndPoint endPoint(false);
+                  EXPECT_EQ(endPoint.initialize(longName, false), 0);
+              }),
+              1);
+    EXPECT_EQ(openDescriptors(), before);
+    EXPECT_GT(failEachAllocation([&] {
+                  ZT::ZTIPCEndPoint endPoint(false);
+                  const int own = dup(STDIN_FILENO);
+                  try {
+                      EXPECT_EQ(endPoint.initialize(own, longName, longName), 0);
+                  } catch (const std::bad_alloc&) {
+                      EXPECT_EQ(close(own), 0);
+                      throw;
+                  }
+              }),
+              2);
+    EXPECT_EQ(openDescriptors(), before);
+}
+
+TEST(OutOfMemory, AMessageWhoseDataFindsNoMemoryHasNone)
+{
+    ZT::ZTIPCEndPoint endPoint(false);
+    const LocalPeer peer(endPoint);
+    peer.write(frameBytes("hello"));
+    OwnedMessage message(2U);
+    allowed = 0;
+    EXPECT_THROW(endPoint.receiveMessage(&message, -1), std::bad_alloc);
+    allowed = UNLIMITED;
+    EXPECT_EQ(message.data, nullptr);
+    EXPECT_TRUE(endPoint.isConnected());
+    endPoint.deinitialize(); // before its peer goes
+}
+
+TEST(OutOfMemory, AMessageThatFindsNoMemoryForItsFrameIsNotSent)
+{
+    ZT::ZTIPCEndPoint endPoint(false);
+    const LocalPeer peer(endPoint);
+    OwnedMessage message(std::string("hello"));
+    allowed = 0;
+    EXPECT_THROW(endPoint.sendMessage(&message), std::bad_alloc);
+    allowed = UNLIMITED;
+    EXPECT_EQ(peer.unread(), 0U);
+    EXPECT_TRUE(endPoint.isConnected());
+    if (sizeof(std::size_t) == 4) {
+        for (const std::uint32_t tooLong : {0x80000000, 0xFFFFFFF6, 0xFFFFFFF7, 0xFFFFFFFF}) {
+            message.dataLength = tooLong;
+            EXPECT_THROW(endPoint.sendMessage(&message), std::bad_alloc);
+        }
+    }
+    endPoint.deinitialize(); // before its peer goes
 }

@@ -824,6 +824,25 @@ TEST_F(ConnectedTest, SendingSetsTheLowWaterMarkToTheFrame)
     EXPECT_THAT(set, ElementsAre(descriptor, SOL_SOCKET, SO_SNDLOWAT, 4, 9 + 5));
 }
 
+TEST_F(ConnectedTest, TheSendMarkOfTheLongestMessagesIsTheLargestThereIs)
+{
+    std::vector<int> marks;
+    const Interpose setting(interposed::setsockopt, [&](int, int, int, const void* value, auto...) {
+        marks.push_back(*static_cast<const int*>(value));
+        return 0;
+    });
+    const ScriptedSelect selecting(0);
+    for (const std::uint32_t length :
+         {0x7FFFFFF5U, 0x7FFFFFF6U, 0x7FFFFFF7U, 0xFFFFFFF7U, 0xFFFFFFFFU}) {
+        message.dataLength = length;
+        EXPECT_EQ(endPoint.sendMessage(&message), 17);
+        EXPECT_EQ(endPoint.receiveMessage(&message, 0), 17);
+    }
+    EXPECT_THAT(marks, ElementsAre(0x7FFFFFFE, 0x7FFFFFFE, 0x7FFFFFFF, 0x7FFFFFFF, 0x7FFFFFFF,
+                                   0x7FFFFFFF, 0x7FFFFFFF, 0x7FFFFFFF, 0x7FFFFFFF, 0x7FFFFFFF));
+    diagnostics.take();
+}
+
 TEST_F(ConnectedTest, SendingWaitsForTheSocketAsLongAsTheTimeoutSays)
 {
     const ScriptedSelect selecting(0);

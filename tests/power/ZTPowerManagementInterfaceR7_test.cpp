@@ -5,15 +5,20 @@
 #include "support/FixedTick.h"
 #include "support/Interpose.h"
 #include "zt/ZTEndPointManager.h"
+#include "zt/ZTPipe.h"
 #include "zt/ZTSignal.h"
 #include "zt/ZTSignalListener.h"
+#include "ztutil/ZTTick.h"
 
+#include <array>
 #include <cerrno>
 #include <functional>
+#include <future>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 using testing::ElementsAre;
@@ -742,4 +747,103 @@ TEST_F(InterfaceTest, SurvivesAStormOfReconnections)
         EXPECT_EQ(manager.waitForEndPoints(0, POLL), 0);
     }
     EXPECT_EQ(listener.signals.size(), 500U);
+}
+
+// A connection that is made while a manager hands out what it has found
+
+namespace {
+
+// Some pipes that are readable; the first of them that is handled acts.
+class Pipes : public ZTEndPointHandler {
+public:
+    Pipes(ZTEndPointManager& manager, std::function<void()> action) : action(std::move(action))
+    {
+        for (ZTPipe& pipe : pipes) {
+            pipe.init();
+            manager.addEndPoint(&pipe, this);
+            pipe.writeIntoPipe("x", 1);
+        }
+    }
+
+    virtual ~Pipes() = default;
+
+    int onEndPointReadable(ZTEndPoint* endPoint, ZTEndPointManager* manager) override
+    {
+        manager->removeEndPoint(endPoint);
+        std::exchange(action, [] {})();
+        return 0;
+    }
+    int onEndPointReconnected(ZTEndPoint* /*endPoint*/) override { return 0; }
+    int onEndPointDisconnected(ZTEndPoint* /*endPoint*/) override { return 0; }
+
+private:
+    std::function<void()> action;
+    std::array<ZTPipe, 8> pipes;
+};
+
+class ReconnectingTest : public InterfaceTest {
+protected:
+    // The daemon has hung up, and a handler acts before the connection's own is called. A manager's
+    // order is its own, so that may take more than one try.
+    void actInAHandler(const std::function<void(ZTEndPointManager&)>& action)
+    {
+        for (bool acted = false; !acted;) {
+            EXPECT_EQ(power->init(), 0);
+            power->setEventListener(&listener);
+            while (daemon.hasClient()) {
+                daemon.accept();
+            }
+            client.reset();
+            ZTEndPointManager waiting;
+            const Pipes pipes(waiting, [&] {
+                if (diagnostics.take().empty()) {
+                    acted = true;
+                    action(waiting);
+                }
+            });
+            EXPECT_EQ(power->subscribeToEndpointManager(&waiting), 0);
+            EXPECT_EQ(waiting.waitForEndPoints(0, POLL), 0);
+            diagnostics.take();
+        }
+    }
+};
+
+} // namespace
+
+TEST_F(ReconnectingTest, ItIsNotReadBeforeAWaitHasFoundItReadable)
+{
+    const int before = ownDescriptor();
+    actInAHandler([this](ZTEndPointManager&) { EXPECT_EQ(power->getPowerState(), 0); });
+    EXPECT_EQ(ownDescriptor(), before) << "which the wait has found readable";
+    client = daemon.accept();
+    expectSent(RecordBytes(8));
+    client->send(RecordBytes(10).put(8, 1));
+    EXPECT_EQ(manager.waitForEndPoints(0, POLL), 0);
+    EXPECT_EQ(listener.signals.size(), 1U);
+}
+
+TEST_F(ReconnectingTest, ItIsReadByAWaitInTheHandlerAndNotAgainByTheOuterOne)
+{
+    actInAHandler([this](ZTEndPointManager& waiting) {
+        EXPECT_EQ(power->getPowerState(), 0);
+        client = daemon.accept();
+        client->send(RecordBytes(10).put(8, 1));
+        EXPECT_EQ(waiting.waitForEndPoints(0, POLL), 0);
+    });
+    EXPECT_EQ(listener.signals.size(), 1U);
+}
+
+TEST_F(ReconnectingTest, ItIsReadByTheWaitThatHasMadeItInItsLookForLostEndPoints)
+{
+    client.reset();
+    EXPECT_EQ(manager.waitForEndPoints(0, POLL), 0);
+    auto answered = std::async(std::launch::async, [this] {
+        daemon.accept();
+        client = daemon.accept();
+        client->send(RecordBytes(10).put(8, 1));
+    });
+    EXPECT_EQ(manager.waitForEndPoints(ZTTick::getTickCount() + 10000, 0), 0);
+    answered.get();
+    EXPECT_EQ(listener.signals.size(), 1U);
+    EXPECT_THAT(diagnostics.take(), ElementsAre(line("Socket was not opened!")));
 }
