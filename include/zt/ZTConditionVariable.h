@@ -36,10 +36,9 @@ public:
     /// and can be the next `timeout`. 20 at once if `lock` is null; then, and when an exception
     /// leaves, `remaining` keeps its value.
     ///
-    /// The deadline is on the wall clock. Setting that back during the wait lengthens it and may
-    /// make `remaining` larger than `timeout`, which prints a line on standard error. Setting it
-    /// forward ends the wait early, but not where Boost waits on the monotonic clock, as its newer
-    /// releases do.
+    /// The deadline is on the wall clock. Setting that forward during the wait ends it early.
+    /// Setting it back lengthens the wait; a notification may then leave `remaining` larger than
+    /// `timeout`, which prints a line on standard error.
     virtual int timed_wait(ZTLock* lock, unsigned int timeout, unsigned int& remaining) = 0;
 
     /// A new condition variable, never null, which the caller deletes.

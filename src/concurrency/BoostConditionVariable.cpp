@@ -57,7 +57,7 @@ int BoostConditionVariable::timed_wait(ZTLock* lock, unsigned int timeout, unsig
         return 20;
     }
     const boost::system_time deadline = wallClockDeadline(timeout);
-    const bool woken = condition.timed_wait(boostLockOf(*lock), deadline);
+    const bool woken = condition.waitUntil(boostLockOf(*lock), deadline);
     remaining = woken ? timeUntil(deadline) : 0;
     if (remaining > timeout) {
         std::cerr << "Error: Time is going backwards!!" << std::endl;

@@ -1,9 +1,8 @@
 #ifndef ZT_BOOSTCONDITIONVARIABLE_H
 #define ZT_BOOSTCONDITIONVARIABLE_H
 
+#include "concurrency/WallClockCondition.h"
 #include "zt/ZTConditionVariable.h"
-
-#include <boost/thread/condition_variable.hpp>
 
 namespace ZT {
 
@@ -18,7 +17,7 @@ public:
     int timed_wait(ZTLock* lock, unsigned int timeout, unsigned int& remaining) override;
 
 private:
-    boost::condition_variable condition;
+    WallClockCondition condition;
 };
 
 } // namespace ZT

@@ -91,6 +91,10 @@ protected:
 
 TEST(ZTConditionVariable, CreateThrowsWhenTheSystemRefuses)
 {
+    {
+        const Interpose refused(interposed::pthread_mutex_init, [](auto...) { return EAGAIN; });
+        EXPECT_THROW(ZTConditionVariable::create(), boost::thread_resource_error);
+    }
     const Interpose refused(interposed::pthread_cond_init, [](auto...) { return EAGAIN; });
     EXPECT_THROW(ZTConditionVariable::create(), boost::thread_resource_error);
 }
@@ -255,6 +259,46 @@ TEST_F(ZTConditionVariableTest, TheLongestTimeoutIsNotCutShort)
     EXPECT_EQ(condition->timed_wait(lock.get(), 4294967295U, remaining), 0);
     EXPECT_EQ(remaining, 0U);
     EXPECT_EQ(clocks.slept() / milliseconds(1), 4294967295);
+}
+
+TEST_F(ZTConditionVariableTest, ATimedWaitIsOneWaitAndNoLoop)
+{
+    FakeClocks clocks(SOME_TIME);
+    clocks.wakeAfter(milliseconds(300));
+    EXPECT_EQ(remainingOf1000(), 700U);
+    EXPECT_EQ(clocks.waits(), 1);
+    EXPECT_EQ(remainingOf1000(), 0U);
+    EXPECT_EQ(clocks.waits(), 2);
+}
+
+TEST_F(ZTConditionVariableTest, SettingTheWallClockForwardEndsTheWaitEarly)
+{
+    FakeClocks clocks(SOME_TIME);
+    clocks.stepDuringWait(milliseconds(999));
+    EXPECT_EQ(remainingOf1000(), 0U);
+    EXPECT_EQ(clocks.slept(), milliseconds(1));
+}
+
+TEST_F(ZTConditionVariableTest, SettingTheWallClockBackLengthensTheWaitAndLeavesNothingOfIt)
+{
+    FakeClocks clocks(SOME_TIME);
+    const CapturedStream cerr(std::cerr);
+    clocks.stepDuringWait(-seconds(2));
+    EXPECT_EQ(remainingOf1000(), 0U);
+    EXPECT_EQ(clocks.slept(), seconds(3));
+    EXPECT_EQ(cerr.text(), "");
+}
+
+TEST_F(ZTConditionVariableTest, NothingRemainsWhenTheSystemSaysThatTheTimeIsUpWhateverTheClockSays)
+{
+    for (const seconds step : {-seconds(2), seconds(0)}) {
+        FakeClocks clocks(SOME_TIME);
+        const CapturedStream cerr(std::cerr);
+        clocks.stepDuringWait(step);
+        clocks.failWith(ETIMEDOUT);
+        EXPECT_EQ(remainingOf1000(), 0U);
+        EXPECT_EQ(cerr.text(), "");
+    }
 }
 
 TEST_F(ZTConditionVariableTest, NothingRemainsWhenTheWallClockStepsPastTheDeadline)

@@ -24,6 +24,9 @@ public:
 
     Time slept() const { return Time(monotonic); }
 
+    /// How many timed waits there were.
+    int waits() const { return waitCount; }
+
     /// Somebody sets the wall clock by so much during the next wait.
     void stepDuringWait(Time by) { step = by.count(); }
 
@@ -55,6 +58,8 @@ private:
 
     int wait(const timespec* deadline)
     {
+        ++waitCount;
+        wall += std::exchange(step, 0);
         if (error != 0) {
             return std::exchange(error, 0);
         }
@@ -64,7 +69,6 @@ private:
         const std::int64_t passed =
             woken ? *wake : std::max<std::int64_t>(nanoseconds(*deadline) - clock, 0);
         wake.reset();
-        wall += std::exchange(step, 0);
         pass(passed);
         return woken ? 0 : ETIMEDOUT;
     }
@@ -75,6 +79,7 @@ private:
     std::optional<std::int64_t> wake;
     std::int64_t perReading = 0;
     int error = 0;
+    int waitCount = 0;
     const Interpose<int(clockid_t, timespec*)> reading{
         interposed::clock_gettime, [this](clockid_t clock, timespec* time) {
             pass(perReading);
