@@ -2,9 +2,9 @@
 
 #include "concurrency/BoostThread.h"
 #include "concurrency/WallClock.h"
+#include "concurrency/WallClockCondition.h"
 
 #include <boost/date_time/posix_time/conversion.hpp>
-#include <boost/thread/thread.hpp>
 
 #include <pthread.h>
 
@@ -34,7 +34,13 @@ unsigned long ZTThread::getCurrentThreadID()
 
 int ZTThread::sleep(unsigned int milliseconds)
 {
-    boost::this_thread::sleep(milliseconds == 0 ? endOfTime() : wallClockDeadline(milliseconds));
+    const boost::system_time end = milliseconds == 0 ? endOfTime() : wallClockDeadline(milliseconds);
+    // As Boost sleeps itself, but with one wait that follows the wall clock.
+    boost::mutex mutex;
+    WallClockCondition::Lock lock(mutex);
+    WallClockCondition nothing;
+    while (nothing.waitUntil(lock, end)) {
+    }
     return 0;
 }
 

@@ -6,9 +6,12 @@
 #include "support/FakeClocks.h"
 #include "support/Interpose.h"
 #include "support/Layout.h"
+#include "support/StartedThread.h"
 #include "zt/ZTAutoLock.h"
 #include "zt/ZTMutex.h"
 
+#include <atomic>
+#include <boost/thread/exceptions.hpp>
 #include <boost/thread/thread.hpp>
 #include <cerrno>
 #include <chrono>
@@ -99,6 +102,13 @@ int errorOf(const std::function<void()>& call)
 }
 
 void nothing(void*) {}
+
+// Calls it in this thread, which Boost did not start, and in one that startThread() started.
+void inBothKindsOfThread(const std::function<void()>& call)
+{
+    call();
+    StartedThread(call).join();
+}
 
 // The object's first field.
 boost::thread* startedThread(const ZTThread& thread)
@@ -444,7 +454,8 @@ TEST(ZTThread, SendSignalReachesTheThreadAndReturns0)
     sigset_t signals;
     sigemptyset(&signals);
     sigaddset(&signals, SIGUSR1);
-    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    sigset_t before;
+    pthread_sigmask(SIG_BLOCK, &signals, &before);
 
     const auto thread = newThread();
     int received = 0;
@@ -453,6 +464,7 @@ TEST(ZTThread, SendSignalReachesTheThreadAndReturns0)
     EXPECT_EQ(thread->sendSignal(SIGUSR1), 0);
     thread->join();
     EXPECT_EQ(received, SIGUSR1);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
 TEST(ZTThread, SendSignalReturnsTheSystemsError)
@@ -552,9 +564,11 @@ TEST(ZTThread, LocksAreNoInterruptionPoints)
 
 TEST(ZTThread, Sleep0EndsAtItsFarDeadlineToTheNanosecond)
 {
-    const FakeClocks clocks({2077252339, 100200300});
-    EXPECT_EQ(ZTThread::sleep(0), 0);
-    EXPECT_EQ(clocks.now(), FakeClocks::nanoseconds({2077252342, 775807000}));
+    inBothKindsOfThread([] {
+        const FakeClocks clocks({2077252339, 100200300});
+        EXPECT_EQ(ZTThread::sleep(0), 0);
+        EXPECT_EQ(clocks.now(), FakeClocks::nanoseconds({2077252342, 775807000}));
+    });
 }
 
 TEST(ZTThread, Sleep0ReturnsAtOnceAfterItsFarDeadline)
@@ -564,11 +578,21 @@ TEST(ZTThread, Sleep0ReturnsAtOnceAfterItsFarDeadline)
     EXPECT_EQ(clocks.now(), FakeClocks::nanoseconds({2077252342, 775807000}));
 }
 
+TEST(ZTThread, Sleep0DoesNotReadTheClock)
+{
+    FakeClocks clocks({2077252339, 775807000});
+    clocks.passWithEachReading(std::chrono::milliseconds(1));
+    EXPECT_EQ(ZTThread::sleep(0), 0);
+    EXPECT_EQ(clocks.slept(), std::chrono::seconds(3));
+}
+
 TEST(ZTThread, SleepEndsOnTheWallClockToTheMicrosecond)
 {
-    const FakeClocks clocks({1500000000, 999999123});
-    EXPECT_EQ(ZTThread::sleep(7295), 0);
-    EXPECT_EQ(clocks.now(), FakeClocks::nanoseconds({1500000008, 294999000}));
+    inBothKindsOfThread([] {
+        const FakeClocks clocks({1500000000, 999999123});
+        EXPECT_EQ(ZTThread::sleep(7295), 0);
+        EXPECT_EQ(clocks.now(), FakeClocks::nanoseconds({1500000008, 294999000}));
+    });
 }
 
 TEST(ZTThread, ALongSleepIsNotCutTo32BitsOfMicroseconds)
@@ -576,6 +600,81 @@ TEST(ZTThread, ALongSleepIsNotCutTo32BitsOfMicroseconds)
     const FakeClocks clocks({1500000000, 0});
     EXPECT_EQ(ZTThread::sleep(4300000), 0);
     EXPECT_EQ(clocks.now(), FakeClocks::nanoseconds({1500004300, 0}));
+    EXPECT_EQ(ZTThread::sleep(4294967295U), 0);
+    EXPECT_EQ(clocks.now(), FakeClocks::nanoseconds({1504299267, 295000000}));
+}
+
+TEST(ZTThread, ASleepIsOneWait)
+{
+    inBothKindsOfThread([] {
+        const FakeClocks clocks({1500000000, 0});
+        EXPECT_EQ(ZTThread::sleep(60000), 0);
+        EXPECT_EQ(clocks.waits(), 1);
+    });
+}
+
+TEST(ZTThread, AWakeUpThatNobodyAskedForDoesNotEndASleep)
+{
+    inBothKindsOfThread([] {
+        FakeClocks clocks({1500000000, 0});
+        clocks.wakeAfter(std::chrono::milliseconds(10));
+        EXPECT_EQ(ZTThread::sleep(60000), 0);
+        EXPECT_EQ(clocks.slept(), std::chrono::seconds(60));
+    });
+}
+
+TEST(ZTThread, NoSignalEndsASleep)
+{
+    static std::atomic<int> signals;
+    struct sigaction action {};
+    action.sa_handler = [](int) { ++signals; };
+    ASSERT_EQ(sigaction(SIGUSR1, &action, nullptr), 0);
+    inBothKindsOfThread([] {
+        std::atomic<bool> ended{false};
+        std::thread signaller([&ended, sleeper = pthread_self()] {
+            while (!ended) {
+                pthread_kill(sleeper, SIGUSR1);
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            }
+        });
+        do {
+            signals = 0;
+            const auto start = std::chrono::system_clock::now();
+            EXPECT_EQ(ZTThread::sleep(200), 0);
+            EXPECT_GE(std::chrono::system_clock::now() - start, std::chrono::milliseconds(199));
+        } while (signals < 20);
+        ended = true;
+        signaller.join();
+    });
+}
+
+TEST(ZTThread, ASleepThatTheSystemRefusesThrows)
+{
+    inBothKindsOfThread([] {
+        FakeClocks clocks({1500000000, 0});
+        clocks.failWith(EINVAL);
+        EXPECT_THROW(ZTThread::sleep(1000), boost::condition_error);
+    });
+}
+
+TEST(ZTThread, SettingTheWallClockForwardShortensASleep)
+{
+    inBothKindsOfThread([] {
+        FakeClocks clocks({1500000000, 0});
+        clocks.stepDuringWait(std::chrono::milliseconds(59999));
+        EXPECT_EQ(ZTThread::sleep(60000), 0);
+        EXPECT_EQ(clocks.slept(), std::chrono::milliseconds(1));
+    });
+}
+
+TEST(ZTThread, SettingTheWallClockBackLengthensASleep)
+{
+    inBothKindsOfThread([] {
+        FakeClocks clocks({1500000000, 0});
+        clocks.stepDuringWait(-std::chrono::seconds(30));
+        EXPECT_EQ(ZTThread::sleep(1000), 0);
+        EXPECT_EQ(clocks.slept(), std::chrono::seconds(31));
+    });
 }
 
 TEST(ZTThread, TimedJoinEndsOnTheWallClockToTheMicrosecond)
@@ -587,20 +686,20 @@ TEST(ZTThread, TimedJoinEndsOnTheWallClockToTheMicrosecond)
     EXPECT_EQ(clocks.now(), FakeClocks::nanoseconds({1500000008, 294999000}));
 }
 
-TEST(ZTThread, SettingTheWallClockForwardShortensTheWaits)
+TEST(ZTThread, TimedJoinLooksAtTheWallClockEvery100msOrWaitsOnIt)
 {
     WaitingThread thread;
     thread.native();
     FakeClocks clocks({1500000000, 0});
+    EXPECT_EQ(thread->timed_join(60000), 1);
+    EXPECT_LE(clocks.waits(), 600);
     clocks.stepDuringWait(std::chrono::hours(1));
-    EXPECT_EQ(thread->timed_join(1800000), 1);
-    EXPECT_LT(clocks.slept(), std::chrono::seconds(2));
-    clocks.stepDuringWait(std::chrono::hours(1));
-    EXPECT_EQ(ZTThread::sleep(1800000), 0);
-    EXPECT_LT(clocks.slept(), std::chrono::seconds(2));
+    const auto before = clocks.slept();
+    EXPECT_EQ(thread->timed_join(60000), 1);
+    EXPECT_LE(clocks.slept() - before, std::chrono::milliseconds(100));
 }
 
-TEST(ZTThread, SettingTheWallClockBackLengthensTheWaits)
+TEST(ZTThread, SettingTheWallClockBackLengthensATimedJoin)
 {
     WaitingThread thread;
     thread.native();
