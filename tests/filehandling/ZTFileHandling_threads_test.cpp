@@ -336,14 +336,16 @@ TEST_F(ZTFileHandlingThreadsTest, ARunThatAnotherSetsBackClosesEachFolderThatItO
         }
     });
     OpenFolders folders;
+    Event firstIsKnown;
     Event firstMayGo;
     listener.onProgress = [&] {
         firstThread = pthread_self();
+        firstIsKnown.happen();
         firstMayGo.await();
     };
     ZTFileHandling first;
     EXPECT_EQ(first.copyDir(source, target, true, &listener), 0);
-    listener.progressed.await();
+    firstIsKnown.await();
 
     CopyListener secondListener;
     ZTFileHandling second;
