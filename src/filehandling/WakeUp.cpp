@@ -15,9 +15,11 @@ std::unique_ptr<WakeUp::Lock> WakeUp::makeLock()
 
 bool WakeUp::wait(Lock& lock, const std::atomic<bool>& flag, unsigned int milliseconds)
 {
+    const boost::system_time deadline = wallClockDeadline(milliseconds);
     lock.lock();
-    const bool raised = condition.timed_wait(lock, wallClockDeadline(milliseconds),
-                                             [&flag] { return flag.load(); });
+    while (!flag && condition.waitUntil(lock, deadline)) {
+    }
+    const bool raised = flag;
     lock.unlock();
     return raised;
 }

@@ -1,9 +1,7 @@
 #ifndef ZT_WAKEUP_H
 #define ZT_WAKEUP_H
 
-#include <boost/thread/condition_variable.hpp>
-#include <boost/thread/lock_types.hpp>
-#include <boost/thread/mutex.hpp>
+#include "concurrency/WallClockCondition.h"
 
 #include <atomic>
 #include <memory>
@@ -13,21 +11,21 @@ namespace ZT {
 /// Lets a worker wait a while, unless somebody raises a flag.
 class WakeUp {
 public:
-    using Lock = boost::unique_lock<boost::mutex>;
+    using Lock = WallClockCondition::Lock;
 
     /// What the worker waits with. It is not locked, for a mutex is unlocked by the thread that has
     /// locked it; but it has been, so that a mutex that cannot be locked throws here and not in the
     /// worker.
     std::unique_ptr<Lock> makeLock();
 
-    /// Returns whether the flag is raised, at once if it is, otherwise after `milliseconds` at the
-    /// latest. A wake-up without the flag does not count.
+    /// Returns whether the flag is raised, at once if it is, otherwise after `milliseconds` of the
+    /// wall clock at the latest. A wake-up without the flag does not count.
     bool wait(Lock& lock, const std::atomic<bool>& flag, unsigned int milliseconds);
 
     void raise(std::atomic<bool>& flag);
 
 private:
-    boost::condition_variable condition;
+    WallClockCondition condition;
     boost::mutex mutex;
 };
 

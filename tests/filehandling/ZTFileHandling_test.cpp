@@ -244,6 +244,7 @@ TEST_F(ZTFileHandlingTest, AFileTakesThreeSteps)
     EXPECT_THAT(copyFile(source + "/a", target + "/b", true),
                 ElementsAre("progress 100", "progress 100", "finished 0"));
     EXPECT_THAT(when, ElementsAre(2, 3, 3));
+    EXPECT_EQ(clocks.waits(), 3);
     EXPECT_EQ(readAll(target + "/b"), std::string(1024, 'x'));
     EXPECT_THAT(namesIn(source), ElementsAre("a"));
 }
@@ -701,14 +702,16 @@ TEST_F(ZTFileHandlingTest, AWakeUpThatNobodyAskedForDoesNotEndARun)
     EXPECT_EQ(copyFile(source + "/a", target + "/a", true).back(), "finished 0");
     EXPECT_EQ(readAll(target + "/a"), "1");
     EXPECT_EQ(clocks.slept(), 3 * TICK) << "the wait goes on for what is left";
+    EXPECT_EQ(clocks.waits(), 4);
 }
 
-TEST_F(ZTFileHandlingTest, AClockThatIsSetForwardDoesNotEndARun)
+TEST_F(ZTFileHandlingTest, AClockThatIsSetForwardEndsAWaitButNoRun)
 {
     writeAll(source + "/a", "1");
     clocks.stepDuringWait(1h);
     EXPECT_EQ(copyFile(source + "/a", target + "/a", true).back(), "finished 0");
     EXPECT_EQ(readAll(target + "/a"), "1");
+    EXPECT_EQ(clocks.slept(), 2 * TICK);
 }
 
 TEST_F(ZTFileHandlingTest, AClockThatIsSetBackHoldsARunUpForSoLong)
