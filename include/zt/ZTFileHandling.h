@@ -80,12 +80,12 @@ public:
     int copyFile(const std::string& source, const std::string& target, bool cm,
                  ZTFileHandlingInterface* interface);
 
-    /// Starts copying with the folders as they were set; copyDir() does all that is needed. 0 or
-    /// 19, throws as copyDir(). Ends the run before.
+    /// Starts copying with the folders as they were set, and leaves the flags as they are unless it
+    /// ends a run before; copyDir() does all that is needed. 0 or 19, throws as copyDir().
     int create(bool cm, ZTFileHandlingInterface* interface);
 
     /// Asks the run to end and does not wait: a file that is being copied is finished before.
-    /// Throws boost::lock_error if the system refuses a lock.
+    /// Nothing takes that back. Throws boost::lock_error if the system refuses a lock.
     void stop();
 
     /// Waits without limit until the run has ended; at once without one.
@@ -105,8 +105,8 @@ public:
     int setCurrentSourceFile(const std::string& file);
     int setCurrentTargetFile(const std::string& file);
 
-    /// Mark the object as running, or the run as over. A run calls them itself; they start and end
-    /// nothing, but take back a stop() that the run has not seen yet.
+    /// Mark the object as running, or the run as over. copyDir(), copyFile() and the end of a run do
+    /// so themselves; these start and end nothing.
     void start();
     void setThreadEnd(bool end);
 
@@ -143,6 +143,7 @@ private:
     std::atomic<bool> running;
     std::atomic<bool> stopRequested;
     std::atomic<bool> threadEnded;
+    std::atomic<bool> notified; // also without a run
     std::string sourceDirectory;
     std::string targetDirectory;
     std::string currentSourceFile;

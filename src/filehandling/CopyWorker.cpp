@@ -19,7 +19,7 @@ CopyWorker::~CopyWorker() = default;
 
 void CopyWorker::run()
 {
-    while (!isStoppedWithinTick() && step()) {
+    while (!isNotifiedWithinTick() && step() && !handling.stopRequested) {
     }
     if (handling.interface != nullptr) {
         handling.interface->copyFinished(handling.errorCode);
@@ -28,9 +28,9 @@ void CopyWorker::run()
     handling.trace(lastTrace);
 }
 
-bool CopyWorker::isStoppedWithinTick()
+bool CopyWorker::isNotifiedWithinTick()
 {
-    return handling.wakeUp().wait(*handling.lock, handling.stopRequested, TICK_MS);
+    return handling.wakeUp().wait(*handling.lock, handling.notified, TICK_MS);
 }
 
 void CopyWorker::reportAll()

@@ -30,7 +30,7 @@ protected:
     ZTCopy copier;
 
 private:
-    bool isStoppedWithinTick();
+    bool isNotifiedWithinTick();
 
     const char* lastTrace;
 };

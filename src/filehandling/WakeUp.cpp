@@ -26,6 +26,9 @@ bool WakeUp::wait(Lock& lock, const std::atomic<bool>& flag, unsigned int millis
 
 void WakeUp::raise(std::atomic<bool>& flag)
 {
+    if (flag) {
+        return;
+    }
     const boost::lock_guard<boost::mutex> guard(mutex);
     flag = true;
     condition.notify_all();

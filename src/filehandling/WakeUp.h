@@ -22,6 +22,7 @@ public:
     /// wall clock at the latest. A wake-up without the flag does not count.
     bool wait(Lock& lock, const std::atomic<bool>& flag, unsigned int milliseconds);
 
+    /// Locks nothing if the flag is raised already.
     void raise(std::atomic<bool>& flag);
 
 private:

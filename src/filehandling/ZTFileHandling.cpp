@@ -48,6 +48,7 @@ int ZTFileHandling::copyDir(const std::string& source, const std::string& target
     trace("ZTFileHandling::copyDir want to start");
     if (result == 0) {
         trace("ZTFileHandling::copyDir lets go thread");
+        setRunning();
         result = keepFailure(create(newCm, newInterface));
         trace("ZTFileHandling::start");
     }
@@ -68,6 +69,7 @@ int ZTFileHandling::copyFile(const std::string& source, const std::string& targe
     }
     if (result == 0) {
         trace("ZTFileHandling::copyFile lets go thread");
+        setRunning();
         result = startWorker(copyTheFile, newCm, newInterface);
         trace("ZTFileHandling::start");
     }
@@ -84,19 +86,19 @@ int ZTFileHandling::startWorker(void (*worker)(void*), bool newCm,
                                 ZTFileHandlingInterface* newInterface)
 {
     endWorker();
-    lock = wakeUp().makeLock();
-    thread.reset(ZTThread::create("FileCopyThread"));
     cm = newCm;
     interface = newInterface;
-    setRunning();
-    if (thread == nullptr) {
-        return 19;
-    }
     try {
+        lock = wakeUp().makeLock();
+        thread.reset(ZTThread::create("FileCopyThread"));
+        if (thread == nullptr) {
+            return 19;
+        }
+        notified = false;
         thread->startThread(worker, this);
     } catch (...) {
         thread.reset();
-        setThreadEnd(false);
+        running = false;
         throw;
     }
     return 0;
@@ -125,7 +127,8 @@ void ZTFileHandling::requestStop()
 {
     threadEnded = false;
     running = false;
-    wakeUp().raise(stopRequested);
+    stopRequested = true;
+    wakeUp().raise(notified);
 }
 
 void ZTFileHandling::setThreadEnd(bool end)
@@ -152,9 +155,8 @@ void ZTFileHandling::release()
 void ZTFileHandling::init()
 {
     endWorker();
-    running = false;
-    stopRequested = false;
-    threadEnded = false;
+    setThreadEnd(false);
+    notified = true;
     cm = false;
     errorCode = 0;
     interface = nullptr;
@@ -175,6 +177,7 @@ void ZTFileHandling::endWorker()
     if (thread != nullptr) {
         requestStop();
         thread->join();
+        setThreadEnd(false);
     }
     lock.reset();
     thread.reset();

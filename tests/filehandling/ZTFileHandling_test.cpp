@@ -6,6 +6,7 @@
 #include "support/Diagnostics.h"
 #include "support/FakeClocks.h"
 #include "support/Interpose.h"
+#include "support/Layout.h"
 #include "support/TemporaryFolder.h"
 #include "ztutil/ZTDebug.h"
 
@@ -89,6 +90,30 @@ bool isWorkers(const std::string& text)
            text.rfind("ZTFileHandling::copyTheFile", 0) == 0 ||
            text == "ZTFileHandling::copyFile thread done";
 }
+
+// Acts on each line that is traced, while it is.
+class OnTrace {
+public:
+    explicit OnTrace(std::function<void(const std::string&)> act) : act(std::move(act))
+    {
+        ZT::ZTDebug::setLevel(4);
+        ZT::ZTDebug::setSink([](void* self, int, const char*,
+                                const char* text) { static_cast<OnTrace*>(self)->act(text); },
+                             this);
+    }
+
+    ~OnTrace()
+    {
+        ZT::ZTDebug::setSink(nullptr, nullptr);
+        ZT::ZTDebug::setLevel(1);
+    }
+
+    OnTrace(const OnTrace&) = delete;
+    OnTrace& operator=(const OnTrace&) = delete;
+
+private:
+    const std::function<void(const std::string&)> act;
+};
 
 // The texts of the lines that one of the two threads has printed: they print beside each other.
 std::vector<std::string> textsOf(const std::vector<Line>& lines, bool workers)
@@ -542,6 +567,72 @@ TEST_F(ZTFileHandlingTest, CreateCopiesTheFoldersThatWereSet)
     EXPECT_EQ(readAll(source + "/a"), "1");
 }
 
+TEST_F(ZTFileHandlingTest, CreateLeavesTheFlagsAsTheyAre)
+{
+    std::vector<bool> flags;
+    listener.onFinished = [&] {
+        flags.push_back(handling.isRunning());
+        flags.push_back(handling.isThreadEnded());
+    };
+    EXPECT_EQ(handling.create(true, &listener), 0);
+    EXPECT_FALSE(handling.isRunning());
+    handling.join();
+    handling.release();
+    handling.start();
+    EXPECT_EQ(handling.create(true, &listener), 0);
+    handling.join();
+    handling.release();
+    handling.setThreadEnd(true);
+    EXPECT_EQ(handling.create(true, &listener), 0);
+    handling.join();
+    EXPECT_THAT(flags, ElementsAre(false, false, true, false, false, true));
+}
+
+TEST_F(ZTFileHandlingTest, ARunIsMarkedAsRunningBeforeItsThreadStarts)
+{
+    writeAll(source + "/a", "1");
+    std::vector<bool> marks;
+    const Interpose looking(interposed::pthread_create, [&](auto... arguments) {
+        marks.push_back(handling.isRunning());
+        return interposed::pthread_create.real(arguments...);
+    });
+    copyDir(true);
+    copyFile(source + "/a", target + "/a", true);
+    EXPECT_THAT(marks, ElementsAre(true, true));
+}
+
+TEST_F(ZTFileHandlingTest, AStopBeforeCreateEndsItsRunAfterTheFirstStep)
+{
+    EXPECT_EQ(handling.setCurrentTargetFile(""), 16);
+    handling.stop();
+    EXPECT_EQ(handling.create(true, &listener), 0);
+    handling.join();
+    EXPECT_THAT(listener.calls(), ElementsAre("finished 41"));
+    EXPECT_EQ(ticks(), 1);
+    handling.stop();
+    handling.start();
+    EXPECT_EQ(handling.create(true, &listener), 0);
+    handling.join();
+    EXPECT_EQ(ticks(), 3) << "start() has taken it back";
+}
+
+TEST_F(ZTFileHandlingTest, AStopAfterARunDoesNotEndTheNext)
+{
+    writeAll(source + "/a", "1");
+    using Start = std::function<void(CopyListener&)>;
+    for (const Start& start : std::vector<Start>{
+             [this](auto& own) { handling.create(true, &own); },
+             [this](auto& own) { handling.copyDir(source, target, true, &own); },
+             [this](auto& own) { handling.copyFile(source + "/a", target + "/a", true, &own); }}) {
+        copyDir(true);
+        handling.stop();
+        CopyListener own;
+        start(own);
+        handling.join();
+        EXPECT_THAT(own.calls(), ElementsAre("progress 100", "progress 100", "finished 0"));
+    }
+}
+
 TEST_F(ZTFileHandlingTest, CreateWithoutFoldersEndsWith41)
 {
     EXPECT_EQ(handling.create(true, &listener), 0);
@@ -752,16 +843,10 @@ TEST_F(ZTFileHandlingTest, AThreadThatCannotBeStartedThrowsError11AndLeavesTheOb
 
 TEST_F(ZTFileHandlingTest, AMutexThatCannotBeLockedThrowsOutOfACopy)
 {
-    // stop() locks first, then the notification its own mutex, then what starts the run.
-    for (const int lockThatFails : {1, 3}) {
-        const Interpose refused(
-            interposed::pthread_mutex_lock, [&, count = 0](pthread_mutex_t* mutex) mutable {
-                const auto* begin = reinterpret_cast<const char*>(&handling);
-                const auto* address = reinterpret_cast<const char*>(mutex);
-                const bool own = address >= begin && address < begin + sizeof handling &&
-                                 ++count == lockThatFails;
-                return own ? EINVAL : interposed::pthread_mutex_lock.real(mutex);
-            });
+    {
+        const Interpose refused(interposed::pthread_mutex_lock, [this](pthread_mutex_t* mutex) {
+            return isIn(handling, mutex) ? EINVAL : interposed::pthread_mutex_lock.real(mutex);
+        });
         try {
             handling.copyDir(source, target, true, &listener);
             ADD_FAILURE() << "nothing was thrown";
@@ -887,47 +972,37 @@ TEST_F(ZTFileHandlingTest, ARunOnAFileIsTraced)
 TEST_F(ZTFileHandlingTest, ARunOnAFileClearsTheCodeWhenItFindsTheFileAndWhenItHasCopiedIt)
 {
     writeAll(source + "/a", "1");
-    // Reacts to the traces of the run.
-    const auto onLine = [](void* self, int, const char*, const char* text) {
-        auto& run = *static_cast<ZTFileHandling*>(self);
-        if (std::string(text) == "ZTFileHandling::copyTheFile file found") {
-            run.stop();
-        } else if (isWorkers(text)) {
-            run.setSourceDirectory("/missing"); // 41
-        }
-    };
-    ZT::ZTDebug::setLevel(4);
-    ZT::ZTDebug::setSink(onLine, &handling);
-    EXPECT_THAT(copyFile(source + "/a", target + "/a", true), ElementsAre("finished 0"));
-    ZT::ZTDebug::setSink(
-        [](void* self, int, const char*, const char* text) {
-            if (isWorkers(text)) {
-                static_cast<ZTFileHandling*>(self)->setSourceDirectory("/missing"); // 41
+    {
+        const OnTrace stopping([this](const std::string& text) {
+            if (text == "ZTFileHandling::copyTheFile file found") {
+                handling.stop();
+            } else if (isWorkers(text)) {
+                handling.setSourceDirectory("/missing"); // 41
             }
-        },
-        &handling);
+        });
+        EXPECT_THAT(copyFile(source + "/a", target + "/a", true), ElementsAre("finished 0"));
+    }
+    const OnTrace failing([this](const std::string& text) {
+        if (isWorkers(text)) {
+            handling.setSourceDirectory("/missing"); // 41
+        }
+    });
     EXPECT_EQ(copyFile(source + "/a", target + "/a", false).back(), "finished 0");
-    ZT::ZTDebug::setSink(nullptr, nullptr);
-    ZT::ZTDebug::setLevel(1);
 }
 
 TEST_F(ZTFileHandlingTest, TheRunIsMarkedAsOverBeforeItsLastTrace)
 {
-    bool ended = false;
-    auto onLine = [&](const char* text) {
-        if (std::string(text) == "ZTFileHandling::copy thread done") {
-            ended = handling.isThreadEnded();
+    writeAll(source + "/a", "1");
+    std::vector<bool> ended;
+    const OnTrace looking([&](const std::string& text) {
+        if (text == "ZTFileHandling::copy thread done" ||
+            text == "ZTFileHandling::copyFile thread done") {
+            ended.push_back(handling.isThreadEnded());
         }
-    };
-    using OnLine = decltype(onLine);
-    ZT::ZTDebug::setLevel(4);
-    ZT::ZTDebug::setSink(
-        [](void* self, int, const char*, const char* text) { (*static_cast<OnLine*>(self))(text); },
-        &onLine);
+    });
     copyDir(true);
-    ZT::ZTDebug::setSink(nullptr, nullptr);
-    ZT::ZTDebug::setLevel(1);
-    EXPECT_TRUE(ended);
+    copyFile(source + "/a", target + "/a", true);
+    EXPECT_THAT(ended, ElementsAre(true, true));
 }
 
 TEST_F(ZTFileHandlingTest, TheLastTraceComesAfterTheLastCallback)

@@ -6,12 +6,15 @@
 #include "support/Event.h"
 #include "support/FastClocks.h"
 #include "support/Interpose.h"
+#include "support/Layout.h"
 #include "support/TemporaryFolder.h"
 
 #include <atomic>
 #include <boost/thread/exceptions.hpp>
+#include <boost/thread/lock_types.hpp>
 #include <cerrno>
 #include <filesystem>
+#include <future>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <memory>
@@ -19,6 +22,7 @@
 #include <pthread.h>
 #include <string>
 #include <thread>
+#include <vector>
 
 using namespace std::chrono_literals;
 using testing::ElementsAre;
@@ -108,6 +112,26 @@ TEST_F(ZTFileHandlingThreadsTest, StopWakesARunThatWaits)
     EXPECT_TRUE(fs::is_empty(target));
 }
 
+TEST_F(ZTFileHandlingThreadsTest, AStopWhoseLockIsRefusedThrowsAndCanBeRepeated)
+{
+    const EndlessTicks endless;
+    ZTFileHandling handling;
+    EXPECT_EQ(handling.copyDir(source, target, true, &listener), 0);
+    {
+        const pthread_t client = pthread_self();
+        const Interpose refused(interposed::pthread_mutex_lock, [&](pthread_mutex_t* mutex) {
+            return isIn(handling, mutex) && pthread_equal(pthread_self(), client) != 0
+                       ? EINVAL
+                       : interposed::pthread_mutex_lock.real(mutex);
+        });
+        EXPECT_THROW(handling.stop(), boost::lock_error);
+    }
+    EXPECT_FALSE(handling.isRunning());
+    handling.stop();
+    handling.join();
+    EXPECT_THAT(listener.calls(), ElementsAre("finished 0"));
+}
+
 TEST_F(ZTFileHandlingThreadsTest, AStopJustBeforeARunStartsToWaitIsNotLost)
 {
     const EndlessTicks endless;
@@ -119,10 +143,8 @@ TEST_F(ZTFileHandlingThreadsTest, AStopJustBeforeARunStartsToWaitIsNotLost)
     {
         // The run has taken its lock, seen that it need not stop, and is about to wait.
         const Interpose locking(interposed::pthread_mutex_lock, [&](pthread_mutex_t* mutex) {
-            const auto* begin = reinterpret_cast<const char*>(&*handling);
-            const auto* address = reinterpret_cast<const char*>(mutex);
-            const bool own = address >= begin && address < begin + sizeof(ZTFileHandling);
-            if (own && pthread_equal(pthread_self(), client) == 0 && ++locks == 2) {
+            if (isIn(*handling, mutex) && pthread_equal(pthread_self(), client) == 0 &&
+                ++locks == 2) {
                 stopper = std::thread([&] {
                     handling->stop();
                     stopped.happen();
@@ -152,6 +174,24 @@ TEST_F(ZTFileHandlingThreadsTest, StopReturnsWhileACallbackRunsAndTakesEffectAft
     handling.join();
     EXPECT_THAT(listener.calls(), ElementsAre("progress 100", "finished 43"));
     EXPECT_EQ(readAll(target + "/a"), "1");
+}
+
+TEST_F(ZTFileHandlingThreadsTest, OthersReadTheCode43FromTheFirstEntryToTheEndOfTheListing)
+{
+    const FastClocks clocks;
+    ZTFileHandling handling;
+    std::vector<int> codes;
+    {
+        const Interpose reading(interposed::readdir64, [&](DIR* stream) {
+            codes.push_back(
+                std::async(std::launch::async, [&] { return handling.getErrorCode(); }).get());
+            return interposed::readdir64.real(stream);
+        });
+        EXPECT_EQ(handling.copyDir(source, target, true, &listener), 0);
+        handling.join();
+    }
+    EXPECT_THAT(codes, ElementsAre(0, 43, 43, 43, 43, 43, 43, 43)) << "it is listed twice";
+    EXPECT_THAT(listener.calls(), ElementsAre("progress 100", "progress 100", "finished 0"));
 }
 
 TEST_F(ZTFileHandlingThreadsTest, CallbacksComeOnTheThreadFileCopyThread)

@@ -38,3 +38,12 @@ TEST(ZTFileHandling, WithoutAThreadCopyFileReturns19AndKeepsNoCode)
     EXPECT_TRUE(handling.isRunning());
     handling.join();
 }
+
+TEST(ZTFileHandling, WithoutAThreadCreateReturns19AndKeepsNoCode)
+{
+    ZT::ZTFileHandling handling;
+    EXPECT_EQ(handling.create(true, nullptr), 19);
+    EXPECT_EQ(handling.getErrorCode(), 0);
+    EXPECT_FALSE(handling.isRunning());
+    handling.join();
+}

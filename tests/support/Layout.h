@@ -26,6 +26,14 @@ Field fieldAt(const void* object, std::size_t offset)
     return field;
 }
 
+/// Whether the address is in an object's memory.
+template <class Object>
+bool isIn(const Object& object, const void* address)
+{
+    const auto* begin = reinterpret_cast<const char*>(&object);
+    return address >= begin && address < begin + sizeof object;
+}
+
 /// Laid out as a polymorphic class that holds one object.
 template <class Held>
 struct Polymorphic {
