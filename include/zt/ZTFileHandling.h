@@ -8,17 +8,12 @@
 #include <pthread.h>
 #include <string>
 
-namespace boost {
-class mutex;
-template <typename Mutex>
-class unique_lock;
-} // namespace boost
-
 namespace ZT {
 
+class RunLock;
+class WakeUp;
 class ZTFileHandlingInterface;
 class ZTThread;
-class WakeUp;
 
 /// Copies or moves one file, or the regular files of one folder, on a thread of its own, and tells
 /// a ZTFileHandlingInterface how it goes. One object does one run at a time, and many in turn.
@@ -31,6 +26,10 @@ class WakeUp;
 /// isThreadEnded() may be called from any, callbacks included, while it lives. What happens is
 /// traced in the section "zt_copy_thread". Boost's exceptions come out where it says so; memory can
 /// be lacking anywhere, which throws std::bad_alloc and, on the copy's thread, ends the process.
+///
+/// After fork() the child has no thread that copies. There release() and the destructor of an
+/// object whose run began in the parent return at once and touch nothing of the parent's; nothing
+/// else is promised.
 ///
 /// Codes, as results and for copyFinished():
 ///
@@ -134,6 +133,7 @@ private:
     WakeUp& wakeUp();
     int startWorker(void (*worker)(void*), bool newCm, ZTFileHandlingInterface* newInterface);
     void endWorker();
+    bool belongsToParent() const;
     void requestStop();
     int checkDirectory(const std::string& directory);
     int keepFailure(int result);
@@ -155,7 +155,7 @@ private:
     // Boost.
     alignas(pthread_cond_t) unsigned char wakeUpStorage[sizeof(pthread_cond_t) +
                                                         2 * sizeof(pthread_mutex_t)];
-    std::unique_ptr<boost::unique_lock<boost::mutex>> lock;
+    std::unique_ptr<RunLock> lock;
     std::unique_ptr<ZTThread> thread;
     unsigned int debugSection;
 };

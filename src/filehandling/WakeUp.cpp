@@ -6,14 +6,12 @@
 
 namespace ZT {
 
-std::unique_ptr<WakeUp::Lock> WakeUp::makeLock()
+std::unique_ptr<RunLock> WakeUp::makeLock()
 {
-    auto lock = std::make_unique<Lock>(mutex);
-    lock->unlock();
-    return lock;
+    return std::make_unique<RunLock>(mutex);
 }
 
-bool WakeUp::wait(Lock& lock, const std::atomic<bool>& flag, unsigned int milliseconds)
+bool WakeUp::wait(RunLock& lock, const std::atomic<bool>& flag, unsigned int milliseconds)
 {
     const boost::system_time deadline = wallClockDeadline(milliseconds);
     lock.lock();

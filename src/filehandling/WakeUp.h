@@ -2,6 +2,7 @@
 #define ZT_WAKEUP_H
 
 #include "concurrency/WallClockCondition.h"
+#include "filehandling/RunLock.h"
 
 #include <atomic>
 #include <memory>
@@ -11,16 +12,12 @@ namespace ZT {
 /// Lets a worker wait a while, unless somebody raises a flag.
 class WakeUp {
 public:
-    using Lock = WallClockCondition::Lock;
-
-    /// What the worker waits with. It is not locked, for a mutex is unlocked by the thread that has
-    /// locked it; but it has been, so that a mutex that cannot be locked throws here and not in the
-    /// worker.
-    std::unique_ptr<Lock> makeLock();
+    /// What the worker of a run waits with.
+    std::unique_ptr<RunLock> makeLock();
 
     /// Returns whether the flag is raised, at once if it is, otherwise after `milliseconds` of the
     /// wall clock at the latest. A wake-up without the flag does not count.
-    bool wait(Lock& lock, const std::atomic<bool>& flag, unsigned int milliseconds);
+    bool wait(RunLock& lock, const std::atomic<bool>& flag, unsigned int milliseconds);
 
     /// Locks nothing if the flag is raised already.
     void raise(std::atomic<bool>& flag);

@@ -32,7 +32,13 @@ ZTFileHandling::ZTFileHandling()
 ZTFileHandling::~ZTFileHandling()
 {
     release();
-    wakeUp().~WakeUp();
+    if (belongsToParent()) {
+        // Their destructors, and that of the WakeUp, would wait for a thread that is not there.
+        static_cast<void>(lock.release());
+        static_cast<void>(thread.release());
+    } else {
+        wakeUp().~WakeUp();
+    }
 }
 
 int ZTFileHandling::copyDir(const std::string& source, const std::string& target, bool newCm,
@@ -147,6 +153,9 @@ void ZTFileHandling::join()
 
 void ZTFileHandling::release()
 {
+    if (belongsToParent()) {
+        return;
+    }
     trace("ZTFileHandling::release");
     stop();
     reset();
@@ -181,6 +190,11 @@ void ZTFileHandling::endWorker()
     }
     lock.reset();
     thread.reset();
+}
+
+bool ZTFileHandling::belongsToParent() const
+{
+    return lock != nullptr && !lock->isOfThisProcess();
 }
 
 int ZTFileHandling::setSourceDirectory(const std::string& directory)

@@ -3,6 +3,7 @@
 #include "zt/ZTFileHandling.h"
 
 #include "filehandling/CopyListener.h"
+#include "support/Diagnostics.h"
 #include "support/Event.h"
 #include "support/Interpose.h"
 #include "support/Layout.h"
@@ -10,6 +11,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <cstring>
 #include <ctime>
 #include <filesystem>
 #include <functional>
@@ -17,7 +19,9 @@
 #include <gtest/gtest.h>
 #include <optional>
 #include <string>
+#include <sys/wait.h>
 #include <thread>
+#include <unistd.h>
 #include <vector>
 
 using testing::IsEmpty;
@@ -464,4 +468,68 @@ TEST(ZTFileHandlingLifetime, OthersMayStopAndLookWhileTheOwnerStartsAndReleases)
     for (std::thread& other : others) {
         other.join();
     }
+}
+
+namespace {
+
+// What a child's check returned, or that the child hung.
+std::string inAChild(const std::function<bool()>& check)
+{
+    const pid_t child = fork();
+    if (child == 0) {
+        alarm(100);
+        _exit(check() ? 0 : 1);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) ? (WEXITSTATUS(status) == 0 ? "true" : "false") : "it was ended";
+}
+
+// Releases and destroys the object, and returns whether that left its bytes alone.
+bool releaseAndDestroy(std::optional<ZTFileHandling>& handling)
+{
+    unsigned char before[sizeof *handling];
+    std::memcpy(before, &*handling, sizeof before);
+    handling->release();
+    const bool isUntouched = std::memcmp(before, &*handling, sizeof before) == 0;
+    handling.reset();
+    return isUntouched;
+}
+
+} // namespace
+
+TEST(ZTFileHandlingLifetime, AChildMayReleaseAndDestroyWhatRunsInTheParent)
+{
+    atEach([](HeldRun& run) {
+        EXPECT_EQ(inAChild([&] { return releaseAndDestroy(run.handling); }), "true");
+        expectFlags(*run.handling, !run.isHeldAfterItsEnd(), run.isHeldAfterItsEnd());
+        run.letGo();
+        run.handling->join();
+        EXPECT_EQ(run.listener.calls(), WHOLE);
+        EXPECT_EQ(inAChild([&] { return releaseAndDestroy(run.handling); }), "true");
+    });
+}
+
+TEST(ZTFileHandlingLifetime, AChildOfTheRunsThreadMayDestroyTheObject)
+{
+    HeldRun run(Moment::WAITS, true);
+    std::vector<std::string> results;
+    run.listener.onProgress = run.listener.onFinished = [&] {
+        results.push_back(inAChild([&] { return releaseAndDestroy(run.handling); }));
+    };
+    run.letGo();
+    run.handling->join();
+    EXPECT_THAT(results, testing::ElementsAre("true", "true", "true"));
+    EXPECT_EQ(run.listener.calls(), WHOLE);
+}
+
+TEST(ZTFileHandlingLifetime, AChildTracesNothingOfAnObjectThatRunsInTheParent)
+{
+    HeldRun run(Moment::WAITS, true);
+    Diagnostics diagnostics(4);
+    EXPECT_EQ(inAChild([&] {
+                  releaseAndDestroy(run.handling);
+                  return diagnostics.take().empty();
+              }),
+              "true");
 }

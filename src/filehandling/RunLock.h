@@ -1,0 +1,31 @@
+#ifndef ZT_RUNLOCK_H
+#define ZT_RUNLOCK_H
+
+#include <boost/thread/lock_types.hpp>
+#include <boost/thread/mutex.hpp>
+
+#include <unistd.h>
+
+namespace ZT {
+
+/// What the worker of a run waits with, and the process that has the worker.
+class RunLock : public boost::unique_lock<boost::mutex> {
+public:
+    /// Not locked, for a mutex is unlocked by the thread that has locked it; but it has been, so
+    /// that a mutex that cannot be locked throws here and not in the worker.
+    explicit RunLock(boost::mutex& mutex)
+        : boost::unique_lock<boost::mutex>(mutex), process(getpid())
+    {
+        unlock();
+    }
+
+    /// False in a child that was forked since.
+    bool isOfThisProcess() const { return process == getpid(); }
+
+private:
+    const pid_t process;
+};
+
+} // namespace ZT
+
+#endif
