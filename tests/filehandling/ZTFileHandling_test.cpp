@@ -1005,6 +1005,106 @@ TEST_F(ZTFileHandlingTest, TheRunIsMarkedAsOverBeforeItsLastTrace)
     EXPECT_THAT(ended, ElementsAre(true, true));
 }
 
+TEST_F(ZTFileHandlingTest, StopAndStartAreTracedBeforeTheyTakeEffect)
+{
+    std::vector<std::string> flags;
+    const OnTrace looking([&](const std::string& text) {
+        flags.push_back(text + (handling.isRunning() ? " running" : " not running"));
+    });
+    handling.start();
+    handling.stop();
+    handling.start();
+    handling.release();
+    EXPECT_THAT(flags,
+                ElementsAre("ZTFileHandling::start not running", "ZTFileHandling::stop running",
+                            "ZTFileHandling::start not running", "ZTFileHandling::release running",
+                            "ZTFileHandling::stop running"));
+}
+
+TEST_F(ZTFileHandlingTest, SettersTraceTheNameThenLookAndKeepTheCodeThenTraceTheirEnd)
+{
+    const std::string later = folder / "later";
+    std::vector<std::string> codes;
+    const OnTrace acting([&](const std::string& text) {
+        if (text == "ZTFileHandling::setSourceDirectory " + later ||
+            text == "ZTFileHandling::setTargetDirectory " + later) {
+            fs::create_directory(later);
+        } else if (text == "ZTFileHandling::setCurrentSourceFile " + later) {
+            writeAll(later, "1");
+        } else {
+            codes.push_back(text + ' ' + std::to_string(handling.getErrorCode()));
+        }
+    });
+    EXPECT_EQ(handling.setSourceDirectory(later), 0);
+    fs::remove(later);
+    EXPECT_EQ(handling.setTargetDirectory(later), 0);
+    fs::remove(later);
+    EXPECT_EQ(handling.setCurrentSourceFile(later), 0);
+    handling.setSourceDirectory("");
+    handling.setCurrentSourceFile("");
+    handling.setTargetDirectory("");
+    handling.setCurrentTargetFile("");
+    EXPECT_THAT(
+        codes,
+        ElementsAre(
+            "ZTFileHandling::setSourceDirectory end 0", "ZTFileHandling::setTargetDirectory end 0",
+            "ZTFileHandling::setCurrentSourceFile end 0", "ZTFileHandling::setSourceDirectory  0",
+            "ZTFileHandling::setSourceDirectory end 41", "ZTFileHandling::setCurrentSourceFile  41",
+            "ZTFileHandling::setCurrentSourceFile end 16", "ZTFileHandling::setTargetDirectory  16",
+            "ZTFileHandling::setTargetDirectory end 41", "ZTFileHandling::setCurrentTargetFile  41",
+            "ZTFileHandling::setCurrentTargetFile end 16"));
+}
+
+TEST_F(ZTFileHandlingTest, ARunOnAFolderTracesBeforeItListsAndCopiesAndAfterItErases)
+{
+    const std::string from = source + "/a";
+    const std::string to = target + "/a";
+    writeAll(from, "1");
+    const Interpose keepingACode(interposed::pthread_create, [this](auto... arguments) {
+        handling.setCurrentTargetFile(""); // 16
+        return interposed::pthread_create.real(arguments...);
+    });
+    std::vector<std::string> seen;
+    const OnTrace looking([&](const std::string& text) {
+        if (isWorkers(text)) {
+            seen.push_back(text + " | " + std::to_string(handling.getErrorCode()) +
+                           (fs::exists(to) ? " copied" : "") + (fs::exists(from) ? "" : " erased"));
+        }
+    });
+    copyDir(false);
+    EXPECT_THAT(
+        seen, ElementsAre("ZTFileHandling::copy source " + source + "  target " + target + " | 16",
+                          "ZTFileHandling::copy source and target found | 0",
+                          "ZTFileHandling::copy get source complete to calculate | 0",
+                          "ZTFileHandling::copy | file " + from + " => " + to + " | 43",
+                          "ZTFileHandling::copy | kill source " + from + " | 43 copied erased",
+                          "ZTFileHandling::copy thread done | 0 copied erased"));
+}
+
+TEST_F(ZTFileHandlingTest, ARunOnAFileTracesBeforeItKeepsTheCodeAndAfterItErases)
+{
+    const std::string from = source + "/a";
+    const std::string to = target + "/a";
+    writeAll(from, "1");
+    const Interpose keepingACode(interposed::pthread_create, [this](auto... arguments) {
+        handling.setSourceDirectory(""); // 41
+        return interposed::pthread_create.real(arguments...);
+    });
+    std::vector<std::string> seen;
+    const OnTrace looking([&](const std::string& text) {
+        if (isWorkers(text)) {
+            seen.push_back(text + " | " + std::to_string(handling.getErrorCode()) +
+                           (fs::exists(to) ? " copied" : "") + (fs::exists(from) ? "" : " erased"));
+        }
+    });
+    copyFile(from, to, false);
+    EXPECT_THAT(
+        seen, ElementsAre("ZTFileHandling::copyTheFile source " + from + "  target " + to + " | 41",
+                          "ZTFileHandling::copyTheFile file found | 41",
+                          "ZTFileHandling::copyTheFile delete file " + from + " | 0 copied erased",
+                          "ZTFileHandling::copyFile thread done | 0 copied erased"));
+}
+
 TEST_F(ZTFileHandlingTest, TheLastTraceComesAfterTheLastCallback)
 {
     Diagnostics diagnostics(4);
