@@ -1,11 +1,12 @@
 #include "zt/ZTEeprom.h"
 
+#include "frame/printLine.h"
 #include "health/EepromDevice.h"
 #include "zt/ZTHealthManagement.h"
 #include "zt/zthmd_msg.h"
 
 #include <cstring>
-#include <iostream>
+#include <string>
 
 namespace ZT {
 
@@ -87,8 +88,8 @@ int ZTEeprom::readDataFromEeprom(ZTEEPROMCommand command, ZTEEPROMMessageData& d
     fillMapsOnFirstUse();
     if (command == EEPROM_CUSTOMER_PART_NUMBER) {
         const int result = getEEPROMData(command, data);
-        std::cout << "Customer Part Number read failed from eeprom device :" << eepromDescriptor
-                  << std::endl;
+        printLine("Customer Part Number read failed from eeprom device :" +
+                  std::to_string(eepromDescriptor) + '\n');
         return result;
     }
     zthmd_msg_t message{};

@@ -1,10 +1,11 @@
 #include "zt/ZTSocketLinux.h"
 
+#include "frame/printLine.h"
+
 #include <arpa/inet.h>
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
-#include <iostream>
 #include <string>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -18,10 +19,9 @@ const int NO_SOCKET = -1;
 const char DEFAULT_ADDRESS[] = "127.0.0.1";
 const unsigned int DEFAULT_PORT = 15000;
 
-// One text, so that neither the stream's number format nor another thread can get into the line.
 void printFailure(const char* operation, int error, const std::string& details = "")
 {
-    std::cout << operation + std::string(std::strerror(error)) + details << std::endl;
+    printLine(operation + std::string(std::strerror(error)) + details + '\n');
     errno = error;
 }
 

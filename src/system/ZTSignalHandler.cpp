@@ -1,9 +1,11 @@
 #include "zt/ZTSignalHandler.h"
 
+#include "frame/printLine.h"
+
 #include <cerrno>
+#include <charconv>
 #include <csignal>
-#include <iostream>
-#include <string>
+#include <cstring>
 
 namespace ZT {
 
@@ -16,9 +18,12 @@ int ZTSignalHandler::installEmptySignalHandler(int sig)
 
 void sigHandler(int sig)
 {
-    const int error = errno; // is what was interrupted's
-    // So short a text takes no memory, and has the stream's number format kept out of it.
-    std::cout << "SignalHandler received signal " << std::to_string(sig) << std::endl;
+    const int error = errno;                          // is what was interrupted's
+    char line[64] = "SignalHandler received signal "; // on the stack: memory must not be asked for
+    char* end = line + std::strlen(line);
+    end = std::to_chars(end, line + sizeof line, sig).ptr;
+    *end++ = '\n';
+    printLine({line, static_cast<std::size_t>(end - line)});
     errno = error;
 }
 

@@ -2,6 +2,7 @@
 
 #include "support/CapturedStream.h"
 #include "support/FakeDaemon.h"
+#include "support/ForeignFormat.h"
 #include "support/Interpose.h"
 #include "zt/ZTHealthManagement.h"
 
@@ -181,6 +182,24 @@ TEST(ZTEeprom, ReadingCommand12PrintsAndReturns11WithTheCommandAsValue)
     EXPECT_EQ(bytesOf(data).substr(4), UNTOUCHED.substr(4));
     EXPECT_EQ(output.text(), "Customer Part Number read failed from eeprom device :-1\n");
     EXPECT_EQ(output.flushes(), 1);
+}
+
+TEST(ZTEeprom, TheLineIsTheSameWhateverTheApplicationsFormat)
+{
+    const CapturedStream output(std::cout);
+    const ForeignFormat format;
+    ZTEEPROMMessageData data{};
+    EXPECT_EQ(read(12, data), 11);
+    EXPECT_EQ(output.text(), "Customer Part Number read failed from eeprom device :-1\n");
+    EXPECT_TRUE(format.isKept());
+}
+
+TEST(ZTEeprom, ALineThatCannotBeWrittenThrowsNothingWhateverTheApplicationHasAskedFor)
+{
+    const ThrowingOutput output;
+    ZTEEPROMMessageData data{};
+    EXPECT_EQ(read(12, data), 11);
+    EXPECT_EQ(ZTEeprom::getCustomerPartNumber(), "\x0C");
 }
 
 TEST(ZTEeprom, GetEEPROMDataStoresTheCommandAndReturns11)

@@ -3,6 +3,7 @@
 #include "Loopback.h"
 #include "RecordBytes.h"
 #include "support/CapturedStream.h"
+#include "support/ForeignFormat.h"
 #include "support/Interpose.h"
 #include "zt/ZTSocketFactory.h"
 #include "zt/ZTSocketMessage.h"
@@ -14,7 +15,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <iostream>
-#include <locale>
 #include <memory>
 #include <string>
 #include <tuple>
@@ -596,37 +596,35 @@ TEST_F(ZTSocketLinuxTest, ResettingThePortAndExitingReceivingDoNothing)
     EXPECT_THAT(system.addresses, ElementsAre("127.0.0.1:15000"));
 }
 
-TEST_F(ZTSocketLinuxTest, PrintingKeepsErrnoAndNumbersPlain)
+TEST_F(ZTSocketLinuxTest, LinesAreTheSameWhateverTheApplicationsFormat)
 {
-    struct Failing : std::stringbuf {
-        int sync() override
-        {
-            errno = EIO;
-            return 0;
-        }
-    } buffer;
-    struct Grouping : std::numpunct<char> {
-        std::string do_grouping() const override { return "\3"; }
-    };
-    const std::ios original(nullptr);
-    std::streambuf* const captured = std::cout.rdbuf(&buffer);
-    const std::locale locale = std::cout.imbue(std::locale(std::locale(), new Grouping));
-    std::cout << std::hex << std::showbase;
-    {
-        FakeSystem system;
-        system.result = -1;
-        system.error = ECONNREFUSED;
-        socket.connectSocket();
-        EXPECT_EQ(errno, ECONNREFUSED);
-        const auto refused = refuse(-1, EMFILE);
-        socket.createSocket();
-        EXPECT_EQ(errno, EMFILE);
-    }
-    std::cout.copyfmt(original);
-    std::cout.imbue(locale);
-    std::cout.rdbuf(captured);
-    EXPECT_EQ(buffer.str(), "Connect error: Connection refused for 127.0.0.1:15000\n"
-                            "Create error: Too many open files (24)\n");
+    const ForeignFormat format;
+    FakeSystem system;
+    system.result = -1;
+    system.error = ECONNREFUSED;
+    socket.connectSocket();
+    EXPECT_EQ(printed(), "Connect error: Connection refused for 127.0.0.1:15000\n");
+    socket.bindSocket();
+    EXPECT_EQ(printed(), "Bind error: Connection refused for 127.0.0.1:15000\n");
+    EXPECT_EQ(socket.receiveSocketData(4294967295U, nullptr, 0), -1);
+    EXPECT_EQ(printed(), "\tError recv: Bad file descriptor\n");
+    const auto refused = refuse(-1, EMFILE);
+    socket.createSocket();
+    EXPECT_EQ(printed(), "Create error: Too many open files (24)\n");
+    EXPECT_TRUE(format.isKept());
+}
+
+TEST_F(ZTSocketLinuxTest, ALineThatCannotBeWrittenThrowsNothingAndKeepsErrno)
+{
+    const ThrowingOutput output;
+    FakeSystem system;
+    system.result = -1;
+    system.error = ECONNREFUSED;
+    EXPECT_EQ(socket.connectSocket(), -1);
+    EXPECT_EQ(errno, ECONNREFUSED);
+    const auto refused = refuse(-1, EMFILE);
+    EXPECT_EQ(socket.createSocket(), -1);
+    EXPECT_EQ(errno, EMFILE);
 }
 
 TEST_F(ZTSocketLinuxTest, ExchangesMessagesOverLoopback)
