@@ -90,9 +90,9 @@ ZT_API int initEeprom();
 
 /// Opens `devicePath` for reading and writing. If that fails, writes the unlock word, the CRC-32 of
 /// `key` that begins with `seed`, 4 bytes in the machine's byte order, to the file `unlockPath`,
-/// waits 100 ms, and tries again. Returns the descriptor, which is the caller's, or -1 if
-/// `unlockPath` cannot be opened or the device still cannot. Whether the word was taken is not
-/// looked at: the second try tells.
+/// waits 100 ms, whatever signals come, and tries again. Returns the descriptor, which is the
+/// caller's, or -1 if `unlockPath` cannot be opened or the device still cannot. Whether the word was
+/// taken is not looked at: the second try tells.
 ZT_API int initEepromDev(const char* devicePath, std::uint32_t seed, const char* key,
                          const char* unlockPath);
 

@@ -1,13 +1,16 @@
 #include "health/EepromDevice.h"
 
+#include "frame/printLine.h"
 #include "health/EepromUnlock.h"
 #include "zt/ZTEeprom.h"
 
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
-#include <iostream>
-#include <unistd.h>
+#include <memory>
+#include <string>
+#include <thread>
 #include <zlib.h>
 
 namespace ZT {
@@ -18,7 +21,7 @@ const int NO_DESCRIPTOR = -1;
 const char DEVICE_PATH[] = "/dev/eeprom2";
 const char UNLOCK_PATH[] = "/sys/bus/i2c/devices/1-0050/app";
 
-const useconds_t UNLOCK_TIME_US = 100000;
+const std::chrono::milliseconds UNLOCK_TIME(100);
 
 std::uint32_t unlockWord(std::uint32_t seed, const char* key)
 {
@@ -38,7 +41,7 @@ int initEeprom()
     eepromDescriptor =
         initEepromDev(DEVICE_PATH, EEPROM_UNLOCK_SEED, EEPROM_UNLOCK_KEY, UNLOCK_PATH);
     if (eepromDescriptor == NO_DESCRIPTOR) {
-        std::cout << "Failed to open eeprom2 " << std::endl;
+        printLine("Failed to open eeprom2 \n");
     }
     return eepromDescriptor;
 }
@@ -51,19 +54,18 @@ int initEepromDev(const char* devicePath, std::uint32_t seed, const char* key,
     if (descriptor != NO_DESCRIPTOR) {
         return descriptor;
     }
-    std::FILE* file = std::fopen(unlockPath, "w");
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(unlockPath, "w"), std::fclose);
     if (file == nullptr) {
         return NO_DESCRIPTOR;
     }
     const std::uint32_t word = unlockWord(seed, key);
     // Counted are bytes, so a word that went whole gives 4 and leads to the second try.
-    if (std::fwrite(&word, 1, sizeof word, file) == 1) {
-        std::cout << "Failed to unlock eeprom: " << devicePath << std::endl;
-        std::fclose(file);
+    if (std::fwrite(&word, 1, sizeof word, file.get()) == 1) {
+        printLine(std::string("Failed to unlock eeprom: ") + devicePath + '\n');
         return NO_DESCRIPTOR;
     }
-    std::fclose(file);
-    usleep(UNLOCK_TIME_US);
+    file.reset();
+    std::this_thread::sleep_for(UNLOCK_TIME); // in full, whatever signals come
     return open(devicePath, O_RDWR);
 }
 

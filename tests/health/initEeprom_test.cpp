@@ -8,7 +8,11 @@
 #include "zt/ZTEeprom.h"
 
 #include <cerrno>
+#include <chrono>
+#include <csignal>
 #include <cstring>
+#include <ctime>
+#include <deque>
 #include <fcntl.h>
 #include <filesystem>
 #include <gmock/gmock.h>
@@ -16,6 +20,7 @@
 #include <iostream>
 #include <sched.h>
 #include <string>
+#include <sys/time.h>
 #include <unistd.h>
 #include <vector>
 
@@ -45,19 +50,25 @@ std::string bytesOf(std::uint32_t word)
     return {reinterpret_cast<const char*>(&word), sizeof word};
 }
 
+std::string textOf(const timespec& time)
+{
+    return std::to_string(time.tv_sec) + " s " + std::to_string(time.tv_nsec) + " ns";
+}
+
 // The device comes a moment after the word; the test waits for it instead of for 100 ms.
 class PatientSleep {
 public:
-    std::vector<useconds_t> slept;
+    std::vector<std::string> slept;
 
 private:
-    const Interpose<int(useconds_t)> sleeping{interposed::usleep, [this](useconds_t time) {
-                                                  slept.push_back(time);
-                                                  while (access(DEVICE, F_OK) != 0) {
-                                                      sched_yield();
-                                                  }
-                                                  return 0;
-                                              }};
+    const Interpose<int(const timespec*, timespec*)> sleeping{
+        interposed::nanosleep, [this](const timespec* time, timespec*) {
+            slept.push_back(textOf(*time));
+            while (access(DEVICE, F_OK) != 0) {
+                sched_yield();
+            }
+            return 0;
+        }};
 };
 
 class InitEepromDev : public testing::Test {
@@ -116,7 +127,7 @@ TEST_F(InitEepromDev, WithoutAnUnlockFileReturnsMinus1AtOnce)
         errno = ENOENT;
         return -1;
     });
-    const Interpose noSleep(interposed::usleep, [](useconds_t) {
+    const Interpose noSleep(interposed::nanosleep, [](auto...) {
         ADD_FAILURE();
         return 0;
     });
@@ -134,7 +145,8 @@ public:
 
     std::vector<std::string> steps;
     std::vector<int> openResults{-1, -1};
-    std::size_t written = 4; // what fwrite() says
+    std::size_t written = 4;           // what fwrite() says
+    std::deque<timespec> restsOfSleep; // after each signal that comes while it sleeps
 
 private:
     void note(const std::string& step) { steps.push_back(step); }
@@ -182,11 +194,17 @@ private:
                                                 interposed::fclose.real(closed);
                                                 return EOF; // nobody looks at it
                                             }};
-    const Interpose<int(useconds_t)> usleep{interposed::usleep, [this](useconds_t time) {
-                                                note("usleep " + std::to_string(time));
-                                                errno = EINTR;
-                                                return -1; // it only takes less time
-                                            }};
+    const Interpose<int(const timespec*, timespec*)> nanosleep{
+        interposed::nanosleep, [this](const timespec* time, timespec* rest) {
+            note("nanosleep " + textOf(*time));
+            if (restsOfSleep.empty()) {
+                return 0;
+            }
+            *rest = restsOfSleep.front();
+            restsOfSleep.pop_front();
+            errno = EINTR;
+            return -1;
+        }};
 };
 
 } // namespace
@@ -199,8 +217,36 @@ TEST_F(InitEepromDev, UnlocksInThisOrderAndReturnsTheSecondDescriptor)
     EXPECT_EQ(open(), 1234);
     EXPECT_THAT(recorder.steps,
                 ElementsAre("crc32 of nothing", "open device", "fopen w", "crc32 of the key",
-                            "fwrite", "fclose", "usleep 100000", "open device"));
+                            "fwrite", "fclose", "nanosleep 0 s 100000000 ns", "open device"));
     EXPECT_EQ(output.text(), "");
+}
+
+TEST_F(InitEepromDev, SleepsTheRestAfterEachSignal)
+{
+    StepRecorder recorder(unlock);
+    recorder.restsOfSleep = {{0, 60000000}, {0, 1}};
+    EXPECT_EQ(open(), -1);
+    recorder.steps.erase(recorder.steps.begin(), recorder.steps.begin() + 6);
+    EXPECT_THAT(recorder.steps,
+                ElementsAre("nanosleep 0 s 100000000 ns", "nanosleep 0 s 60000000 ns",
+                            "nanosleep 0 s 1 ns", "open device"));
+}
+
+TEST_F(InitEepromDev, WaitsTheWhole100MillisecondsWhateverSignalsCome)
+{
+    struct sigaction ignoring = {};
+    ignoring.sa_handler = [](int) {};
+    struct sigaction before = {};
+    sigaction(SIGALRM, &ignoring, &before);
+    const itimerval often{{0, 3000}, {0, 3000}};
+    const itimerval never{};
+    setitimer(ITIMER_REAL, &often, nullptr);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(open(), -1);
+    const auto waited = std::chrono::steady_clock::now() - start;
+    setitimer(ITIMER_REAL, &never, nullptr);
+    sigaction(SIGALRM, &before, nullptr);
+    EXPECT_GE(waited, std::chrono::milliseconds(100));
 }
 
 TEST_F(InitEepromDev, AFailedWriteLeadsToTheSecondTryToo)
@@ -236,7 +282,7 @@ TEST(InitEeprom, UnlocksTheDeviceWithTheSeedAndTheKeyOfThisBuild)
     EXPECT_EQ(std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(descriptor)), DEVICE);
     EXPECT_EQ(fcntl(descriptor, F_GETFL) & O_ACCMODE, O_RDWR);
     EXPECT_TRUE(readAll(ATTRIBUTE) == bytesOf(crcOf(EEPROM_UNLOCK_SEED, EEPROM_UNLOCK_KEY)));
-    EXPECT_THAT(sleep.slept, ElementsAre(100000U));
+    EXPECT_THAT(sleep.slept, ElementsAre("0 s 100000000 ns"));
     EXPECT_EQ(output.text(), "");
 }
 

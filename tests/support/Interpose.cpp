@@ -95,7 +95,6 @@ INTERPOSE(int, system, (const char* command), , command)
 INTERPOSE(int, uname, (utsname * system), noexcept, system)
 INTERPOSE(mode_t, umask, (mode_t mask), noexcept, mask)
 INTERPOSE(int, unlink, (const char* path), noexcept, path)
-INTERPOSE(int, usleep, (useconds_t time), , time)
 INTERPOSE(ssize_t, write, (int fd, const void* buffer, size_t size), , fd, buffer, size)
 // clang-format on
 

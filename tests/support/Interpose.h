@@ -141,7 +141,6 @@ extern InterposedCall<int(const char*)> system;
 extern InterposedCall<int(utsname*)> uname;
 extern InterposedCall<mode_t(mode_t)> umask;
 extern InterposedCall<int(const char*)> unlink;
-extern InterposedCall<int(useconds_t)> usleep;
 extern InterposedCall<ssize_t(int, const void*, size_t)> write;
 
 } // namespace interposed
