@@ -32,6 +32,9 @@ namespace ZT {
 /// is opened with the first line that goes there (mode 0666 less the umask, close-on-exec) and
 /// stays open: a daemon closes inherited descriptors before that. If it cannot be opened, a line in
 /// stderr says so and the lines go there.
+///
+/// dlclose() does not unload this library: a program that loads it again finds the sections, the
+/// destination and the sink as they were, and no descriptor more than before.
 class ZTUTIL_API ZTDebug {
 public:
     /// Receives a wanted line. "section" is never freed, "text" is the caller's own, control
@@ -59,7 +62,8 @@ public:
     /// The sink is called by the thread that prints, one call at a time. When this returns, the old
     /// sink is not running and will not be called again, unless the old sink itself made the call.
     /// A sink may print: its own lines go to the environment's destination. It must not wait for a
-    /// thread that may print or set a sink, and must not throw.
+    /// thread that may print or set a sink, and must not throw. Take it back before its code is
+    /// unloaded.
     static void setSink(Sink sink, void* context);
 
     /// Shows the lines up to this level from now on, in place of ZT_DEBUG_LEVEL; 0 silences all.
