@@ -11,7 +11,8 @@ class InterfaceList;
 /// commands "ifconfig" and "route", which must be on the PATH.
 ///
 /// The commands reach the shell. The name of the interface gets there as it is, without quotes, and
-/// as a rule with root's rights: never take it from outside unchecked. Addresses get there only if
+/// as a rule with root's rights: never take it from outside unchecked. With a NUL in it nothing is
+/// run. Addresses get there only if
 /// isIPAddressValid() lets them through. Writing needs the rights for it. What the commands
 /// complain of goes to the process's standard error. They are run by system() and popen(), about
 /// which ZTSystem says more.

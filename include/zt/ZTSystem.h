@@ -10,7 +10,7 @@ namespace ZT {
 /// Processes, commands, memory and the version of the system.
 ///
 /// Names and commands reach the shell as they are, with the rights of the process: never pass on
-/// what comes from outside unchecked. A command is waited for without limit and inherits the open
+/// what comes from outside unchecked. What holds a NUL is not run. A command is waited for without limit and inherits the open
 /// descriptors. While one runs by system(), SIGINT and SIGQUIT are ignored and SIGCHLD is blocked;
 /// in a process that ignores SIGCHLD its status is lost, and counts as a failure.
 ///

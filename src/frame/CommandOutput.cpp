@@ -1,5 +1,7 @@
 #include "frame/CommandOutput.h"
 
+#include "frame/holdsNul.h"
+
 #include <cerrno>
 #include <cstdio>
 #include <memory>
@@ -14,6 +16,9 @@ const int PIECE_SIZE = 128;
 
 bool appendCommandOutput(const std::string& command, std::string& output)
 {
+    if (holdsNul(command)) {
+        return false;
+    }
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> stream(popen(command.c_str(), "r"),
                                                                  pclose);
     if (stream == nullptr) {

@@ -1,6 +1,7 @@
 #include "zt/ZTNetworkLinux.h"
 
 #include "frame/CommandOutput.h"
+#include "frame/holdsNul.h"
 #include "network/InterfaceList.h"
 #include "ztutil/ZTStringTokenizer.h"
 
@@ -25,7 +26,7 @@ const char HOST_NETMASK[] = "255.255.255.255";
 
 bool succeeds(const std::string& command)
 {
-    return std::system(command.c_str()) == 0;
+    return !holdsNul(command) && std::system(command.c_str()) == 0;
 }
 
 std::string textOf(const sockaddr& address)
@@ -40,10 +41,10 @@ bool isNamed(const ifreq& interface, const std::string& name)
     return name == std::string(interface.ifr_name, strnlen(interface.ifr_name, IFNAMSIZ));
 }
 
-/// A name that does not fit is left out: cut off, it would be another interface's.
+/// A name that does not fit or holds a NUL is left out: cut off, it would be another interface's.
 void setName(ifreq& record, const std::string& name)
 {
-    if (name.size() < IFNAMSIZ) {
+    if (name.size() < IFNAMSIZ && !holdsNul(name)) {
         name.copy(record.ifr_name, name.size());
     }
 }
@@ -99,7 +100,7 @@ bool ZTNetworkLinux::setNetworkSettings(const std::string& ip, const std::string
 bool ZTNetworkLinux::isIPAddressValid(const std::string& ip)
 {
     in_addr address{};
-    return inet_pton(AF_INET, ip.c_str(), &address) == 1;
+    return !holdsNul(ip) && inet_pton(AF_INET, ip.c_str(), &address) == 1;
 }
 
 bool ZTNetworkLinux::readNetworkSettings()

@@ -1,6 +1,7 @@
 #include "zt/ZTSystem.h"
 
 #include "frame/CommandOutput.h"
+#include "frame/holdsNul.h"
 #include "ztutil/writeToFile.h"
 
 #include <cerrno>
@@ -24,17 +25,21 @@ unsigned int mebibytes(unsigned long units, const struct sysinfo& info)
     return static_cast<std::uint32_t>(units) * info.mem_unit >> 20U;
 }
 
+int run(const std::string& command)
+{
+    return holdsNul(command) ? -1 : std::system(command.c_str());
+}
+
 } // namespace
 
 bool ZTSystem::isProcessRunning(const std::string& name)
 {
-    const std::string command = "killall -0 \"" + name + "\" >/dev/null 2>&1";
-    return std::system(command.c_str()) == 0;
+    return run("killall -0 \"" + name + "\" >/dev/null 2>&1") == 0;
 }
 
 int ZTSystem::runSystemCommand(const std::string& command)
 {
-    const int status = std::system(command.c_str());
+    const int status = run(command);
     return (status & 0x7F) != 0 ? NO_EXIT_CODE : status >> 8 & 0xFF;
 }
 

@@ -110,6 +110,18 @@ TEST_F(ZTNetworkLinuxTest, ValidIsADottedQuad)
           "a.b.c.d", "::1", "1.2.3.4;reboot", "0x1.2.3.4", "1.2.3.4\n", "1..3.4", "eth0"}) {
         EXPECT_FALSE(network.isIPAddressValid(invalid)) << invalid;
     }
+    EXPECT_FALSE(network.isIPAddressValid(std::string("1.2.3.4\0", 8)));
+    EXPECT_FALSE(network.isIPAddressValid(std::string("1.2.3.4\0; reboot", 16)));
+}
+
+TEST_F(ZTNetworkLinuxTest, WithANulInTheInterfacesNameNothingIsRun)
+{
+    network.setNetworkinterface(std::string("eth0\0x", 6));
+    EXPECT_EQ(network.setEthernet("10.0.0.2", "255.255.0.0"), 6);
+    EXPECT_EQ(network.setGateway("10.0.0.1"), 0);
+    EXPECT_THAT(commands.take(), IsEmpty());
+    EXPECT_FALSE(network.readNetworkSettings());
+    expectCurrent("192.168.135.6", "255.255.255.0", "192.168.135.1");
 }
 
 TEST_F(ZTNetworkLinuxTest, ReadingReadsTheInterfaceAndThenTheGateway)

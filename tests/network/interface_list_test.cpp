@@ -208,6 +208,13 @@ TEST_F(InterfaceListTest, ANameThatIsTooLongIsNotCutOff)
     EXPECT_THAT(system.requests, ElementsAre("hardware address ", "netmask "));
 }
 
+TEST_F(InterfaceListTest, ANameWithANulIsNotCutOffThere)
+{
+    network.setNetworkinterface(std::string("eth0\0x", 6));
+    EXPECT_EQ(network.readCurrentIpSettings(), 0);
+    EXPECT_THAT(system.requests, ElementsAre("hardware address ", "netmask "));
+}
+
 TEST_F(InterfaceListTest, WithoutAHardwareAddressReturns0AndLeavesTheNetmask)
 {
     system.interfaces = {{"eth0", "10.20.30.40"}};

@@ -96,4 +96,5 @@ TEST_F(NetworkCommandsTest, ExecuteCommandReturnsWhatTheCommandWroteToItsStandar
 {
     EXPECT_EQ(network.executeCommand("printf 'a\\n\\nb'; echo c >&2; exit 3"), "a\n\nb");
     EXPECT_EQ(network.executeCommand("exit 3"), "");
+    EXPECT_EQ(network.executeCommand(std::string("echo a\0b", 8)), "ERROR");
 }

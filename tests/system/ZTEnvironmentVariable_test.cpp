@@ -26,6 +26,7 @@ TEST(ZTEnvironmentVariable, OfAVariableThatIsNotSetIsNull)
     unsetenv("ZT_TEST_VARIABLE");
     EXPECT_EQ(ZTEnvironmentVariable::getEnvironmentVariable("ZT_TEST_VARIABLE"), nullptr);
     EXPECT_EQ(ZTEnvironmentVariable::getEnvironmentVariable(""), nullptr);
+    EXPECT_EQ(ZTEnvironmentVariable::getEnvironmentVariable(std::string("PATH\0x", 6)), nullptr);
 }
 
 TEST(ZTEnvironmentVariable, OfAnEmptyVariableIsEmpty)

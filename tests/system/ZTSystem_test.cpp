@@ -130,6 +130,18 @@ TEST(ZTSystem, IsProcessRunningIsFalseWithoutKillall)
     EXPECT_FALSE(ZTSystem::isProcessRunning("name"));
 }
 
+TEST(ZTSystem, WhatHoldsANulIsNotRun)
+{
+    const TemporaryFolder folder;
+    const std::string command = "touch " + folder / "run" + std::string("\0#", 2);
+    std::string output = "before";
+    EXPECT_EQ(ZTSystem::runSystemCommand(command), -1);
+    EXPECT_EQ(ZTSystem::getSystemCommandOutput(command, output), 16);
+    EXPECT_EQ(output, "before");
+    EXPECT_FALSE(ZTSystem::isProcessRunning("x\"; " + command));
+    EXPECT_FALSE(std::filesystem::exists(folder / "run"));
+}
+
 // --------------------------------------------------------------------------- runSystemCommand
 
 TEST(ZTSystem, RunSystemCommandReturnsTheExitCode)

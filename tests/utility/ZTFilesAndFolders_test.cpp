@@ -189,6 +189,20 @@ TEST_F(ZTFilesAndFoldersTest, WhereNothingIsNothingIsDeleted)
     }
 }
 
+TEST_F(ZTFilesAndFoldersTest, AtAPathWithANulThereIsNothing)
+{
+    const std::string rest("\0x", 2);
+    EXPECT_FALSE(ZTFilesAndFolders::isDirectory(folder + rest));
+    EXPECT_FALSE(ZTFilesAndFolders::isFile(file + rest));
+    std::string error;
+    EXPECT_EQ(ZTFilesAndFolders::getFileSize(file + rest, &error), 18446744073709551615u);
+    EXPECT_EQ(error, "Invalid argument");
+    EXPECT_FALSE(erase(file + rest));
+    EXPECT_FALSE(erase(folder + rest, true));
+    EXPECT_TRUE(exists(file));
+    EXPECT_TRUE(exists(folder + "/inner/file"));
+}
+
 // Not recursively: the system itself would refuse, should this library fail to.
 TEST(ZTFilesAndFolders, TheRootFolderIsRefused)
 {

@@ -93,6 +93,8 @@ TEST_F(WriteToFileTest, WhereNoFileCanBeOpenedItIsFalse)
     EXPECT_FALSE(writeToFile(temporary / "missing/file", 1));
     EXPECT_FALSE(writeToFile(temporary / "", 1));
     EXPECT_FALSE(writeToFile("", 1));
+    EXPECT_FALSE(writeToFile(file + std::string("\0x", 2), 1));
+    EXPECT_FALSE(std::filesystem::exists(file));
 }
 
 TEST_F(WriteToFileTest, WhereNothingCanBeWrittenItIsFalse)

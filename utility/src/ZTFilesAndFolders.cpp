@@ -22,18 +22,24 @@ bool endsInDots(const fs::path& path)
     return path.filename() == "." || path.filename() == "..";
 }
 
+// What stands before a NUL is all that the system would see, and another path.
+bool holdsNul(const std::string& path)
+{
+    return path.find('\0') != std::string::npos;
+}
+
 } // namespace
 
 bool ZTFilesAndFolders::isDirectory(const std::string& path)
 {
     std::error_code error;
-    return fs::is_directory(path, error);
+    return !holdsNul(path) && fs::is_directory(path, error);
 }
 
 bool ZTFilesAndFolders::isFile(const std::string& path)
 {
     std::error_code error;
-    return fs::is_regular_file(path, error);
+    return !holdsNul(path) && fs::is_regular_file(path, error);
 }
 
 std::string ZTFilesAndFolders::addSlash(const std::string& path)
@@ -43,8 +49,8 @@ std::string ZTFilesAndFolders::addSlash(const std::string& path)
 
 std::uint64_t ZTFilesAndFolders::getFileSize(const std::string& path, std::string* error)
 {
-    std::error_code failure;
-    const std::uintmax_t size = fs::file_size(path, failure);
+    std::error_code failure = std::make_error_code(std::errc::invalid_argument);
+    const std::uintmax_t size = holdsNul(path) ? 0 : fs::file_size(path, failure);
     if (failure && error != nullptr) {
         *error = failure.message();
     }
@@ -55,7 +61,7 @@ bool ZTFilesAndFolders::eraseFileOrFolder(std::string path, bool recursive,
                                           const std::string& reserved)
 {
     const fs::path target = withoutTrailingSlashes(std::move(path));
-    if (!reserved.empty() || target.empty() || endsInDots(target)) {
+    if (!reserved.empty() || holdsNul(target) || target.empty() || endsInDots(target)) {
         return false;
     }
 

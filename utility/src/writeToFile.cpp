@@ -7,6 +7,9 @@ namespace ZT {
 
 bool writeToFile(const std::string& path, int value)
 {
+    if (path.find('\0') != std::string::npos) { // what stands before it is another file
+        return false;
+    }
     const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
     if (descriptor < 0) {
         return false;

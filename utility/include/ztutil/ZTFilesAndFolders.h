@@ -9,7 +9,8 @@
 namespace ZT {
 
 /// Asks about files and folders and deletes them. Safe from any thread; throws nothing but
-/// std::bad_alloc. The file system may have changed by the time an answer is used.
+/// std::bad_alloc. The file system may have changed by the time an answer is used. At a path with a
+/// NUL in it there is nothing.
 class ZTUTIL_API ZTFilesAndFolders {
 public:
     /// Tell whether there is a folder, or a regular file, at the path, links followed. False also

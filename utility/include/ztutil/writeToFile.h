@@ -12,7 +12,7 @@ namespace ZT {
 /// 0666 less the umask. Safe from any thread; throws nothing.
 ///
 /// Returns true if the file was opened, written and closed without an error. On false its old
-/// content may be gone.
+/// content may be gone. A path with a NUL in it is no file's: false.
 ZTUTIL_API bool writeToFile(const std::string& path, int value);
 
 } // namespace ZT
