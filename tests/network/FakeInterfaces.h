@@ -25,6 +25,7 @@ public:
 
     static constexpr int SOCKET = 1000;
 
+    int socket = SOCKET; ///< the number that the next one gets
     std::vector<Interface> interfaces;
     std::string netmask = "255.255.0.0";
     unsigned long refused = 0;             ///< the request that fails
@@ -106,15 +107,15 @@ private:
     const Interpose<int(int, int, int)> socketCall{interposed::socket,
                                                    [this](int domain, int type, int protocol) {
                                                        created.push_back({domain, type, protocol});
-                                                       return SOCKET;
+                                                       return socket;
                                                    }};
     const Interpose<int(int, unsigned long, void*)> ioctlCall{
         interposed::ioctl, [this](int descriptor, unsigned long request, void* argument) {
-            EXPECT_EQ(descriptor, SOCKET);
+            EXPECT_EQ(descriptor, socket);
             return answer(request, argument);
         }};
     const Interpose<int(int)> closeCall{interposed::close, [this](int descriptor) {
-                                            if (descriptor >= 0 && descriptor != SOCKET) {
+                                            if (descriptor >= 0 && descriptor != socket) {
                                                 return interposed::close.real(descriptor);
                                             }
                                             closed.push_back(descriptor);

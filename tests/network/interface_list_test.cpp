@@ -58,6 +58,15 @@ TEST_F(InterfaceListTest, UsesOneDatagramSocketAndClosesIt)
     EXPECT_THAT(system.closed, ElementsAre(FakeInterfaces::SOCKET));
 }
 
+TEST_F(InterfaceListTest, ASocketThatGetsTheDescriptor0IsUsedAndClosedToo)
+{
+    system.socket = 0;
+    system.interfaces = {{"eth0", "10.20.30.40"}};
+    EXPECT_EQ(network.readCurrentIpSettings(), 0);
+    EXPECT_EQ(config.ipAddress, "10.20.30.40");
+    EXPECT_THAT(system.closed, ElementsAre(0));
+}
+
 TEST_F(InterfaceListTest, WithoutASocketReturns5AndAsksForNothing)
 {
     const Interpose refused(interposed::socket, [](auto...) {

@@ -182,6 +182,26 @@ TEST_F(ZTDebugTest, ThreadsThatRegisterTheSameNamesGetTheSameKeys)
     }
 }
 
+TEST_F(ZTDebugTest, AThreadMayPrintAndLookUpWhileOthersRegister)
+{
+    ZTDebug::setSink(&noteLine, &noted);
+    std::atomic<int> registering{2};
+    const auto registerNames = [&registering](int thread) {
+        for (int name = 0; name < 1000; ++name) {
+            ZTDebug::insertNewDebugSection(std::to_string(thread) + " new " + std::to_string(name));
+        }
+        --registering;
+    };
+    const auto printAndLookUp = [this, &registering] {
+        do {
+            ZTDebug::debugPrintError(1, pipeSection, "line");
+            EXPECT_EQ(ZTDebug::getDebugSectionKey("zt_pipe"), pipeSection);
+        } while (registering > 0);
+    };
+    inThreads(4, [&](int thread) { thread < 2 ? registerNames(thread) : printAndLookUp(); });
+    EXPECT_THAT(noted, testing::Each("1|zt_pipe|line"));
+}
+
 TEST_F(ZTDebugTest, ALineHasTimeLevelSectionAndText)
 {
     StderrCapture capture;
