@@ -10,7 +10,6 @@
 #include <cstring>
 #include <memory>
 #include <string>
-#include <vector>
 
 namespace ZT {
 
@@ -88,9 +87,9 @@ ZTSocket::~ZTSocket() = default;
 int ZTSocket::sendSocketData(unsigned int id, ZTSocketMessage* message)
 {
     const unsigned int size = message->calculateBufferSize();
-    std::vector<char> buffer(std::max(size, SMALLEST_RECORD_ARRAY));
-    message->fillBuffer(buffer.data());
-    return sendSocketData(id, reinterpret_cast<int*>(buffer.data()), size);
+    const std::unique_ptr<char[]> buffer(new char[std::max(size, SMALLEST_RECORD_ARRAY)]());
+    message->fillBuffer(buffer.get());
+    return sendSocketData(id, reinterpret_cast<int*>(buffer.get()), size);
 }
 
 int ZTSocket::receiveSocketData(unsigned int id, char*& buffer)

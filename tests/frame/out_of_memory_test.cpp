@@ -14,6 +14,7 @@
 #include "zt/ZTPowerManagement.h"
 #include "zt/ZTSharedMutex.h"
 #include "zt/ZTSocketFactory.h"
+#include "zt/ZTSocketMessage.h"
 #include "zt/ZTThread.h"
 
 #include <cerrno>
@@ -30,6 +31,7 @@
 namespace {
 
 const int UNLIMITED = -1;
+const std::size_t LARGEST = 0x40000000; // of a single allocation
 
 // Of this thread.
 thread_local int allowed = UNLIMITED; // how many allocations succeed before one fails
@@ -40,7 +42,7 @@ thread_local int held = 0;
 // The libraries' memory comes from here, too.
 void* operator new(std::size_t size)
 {
-    void* const memory = allowed == 0 ? nullptr : std::malloc(size);
+    void* const memory = allowed == 0 || size > LARGEST ? nullptr : std::malloc(size);
     if (memory == nullptr) {
         throw std::bad_alloc();
     }
@@ -95,6 +97,16 @@ class NoHandler : public ZT::ZTEndPointHandler {
     }
     int onEndPointReconnected(ZT::ZTEndPoint* /*endPoint*/) override { return 0; }
     int onEndPointDisconnected(ZT::ZTEndPoint* /*endPoint*/) override { return 0; }
+};
+
+class SizedMessage : public ZT::ZTSocketMessage {
+public:
+    explicit SizedMessage(unsigned int size) : size(size) {}
+
+    unsigned int calculateBufferSize() override { return size; }
+
+private:
+    const unsigned int size;
 };
 
 class NoListener : public ZT::ZTIPCMessageArrivalListener {
@@ -288,4 +300,18 @@ TEST(OutOfMemory, AMessageThatFindsNoMemoryForItsFrameIsNotSent)
         }
     }
     endPoint.deinitialize(); // before its peer goes
+}
+
+// On the device no array can have that many bytes.
+TEST(OutOfMemory, AMessageThatIsTooLargeForTheMemoryIsNotSent)
+{
+    const Interpose noSending(interposed::send, [](auto...) {
+        ADD_FAILURE();
+        return -1;
+    });
+    ZT::ZTSocketLinux socket;
+    for (const unsigned int size : {0x80000000U, 0xFFFFFFFFU}) {
+        SizedMessage message(size);
+        EXPECT_THROW(socket.sendSocketData(1, &message), std::bad_alloc) << size;
+    }
 }
