@@ -23,7 +23,8 @@ public:
     ZTSocket();
 
     /// Records that are complete but were not fetched, and the bytes of one that is not complete,
-    /// are not freed: call getNextSocketBuffer() until it returns null first.
+    /// are not freed: call getNextSocketBuffer() until it returns null, and dropPartialAbove(0),
+    /// first.
     virtual ~ZTSocket();
 
     ZTSocket(const ZTSocket&) = delete;
@@ -84,9 +85,10 @@ public:
     /// Reads once, up to 1500 bytes, and only if no complete record waits: from `id` if that is at
     /// least 1, from the own socket otherwise. `status`:
     /// - 0: there is a record.
-    /// - 4: receiving failed.
+    /// - 4: receiving failed, also because a signal came (EINTR): then call again.
     /// - 14: the peer has closed the connection.
-    /// - 17: nothing has come (EAGAIN), as a socket that does not block says.
+    /// - 17: nothing has come (EAGAIN), as a socket that does not block says. ZTSocketLinux prints
+    ///   a line each time, as for any failure: let poll(2) tell when there is something to read.
     /// - unchanged, with null: bytes came, but no record is complete yet. Call again.
     ///
     /// Bytes that are no record are dropped. Beware: so is the marker when nothing behind it has
@@ -103,7 +105,15 @@ public:
     /// std::bad_alloc without memory, and then what was read is lost.
     char* getNextSocketBuffer(int& status, int id);
 
-    /// So many bytes of an incomplete record are held: 64 MiB.
+    /// Drops what is held of an incomplete record if that is more than `size` bytes, and tells
+    /// whether it was. Nothing is printed.
+    ///
+    /// So an application bounds what a peer can make it hold. After each getNextSocketBuffer() it
+    /// calls this with the size of the largest record that it expects, of which less is ever held,
+    /// and may close the connection to a peer that sends more.
+    bool dropPartialAbove(unsigned int size);
+
+    /// So many bytes of an incomplete record are held at most: 64 MiB.
     static const unsigned int MAX_PARTIAL_SIZE = 64 * 1024 * 1024;
 
     /// The key of the section "zt_socket_linux".

@@ -124,6 +124,15 @@ char* ZTSocket::getNextSocketBuffer(int& status, int id)
     return record;
 }
 
+bool ZTSocket::dropPartialAbove(unsigned int size)
+{
+    const bool isAbove = static_cast<unsigned int>(partialLength) > size;
+    if (isAbove) {
+        dropPartial();
+    }
+    return isAbove;
+}
+
 void ZTSocket::takeBytes(const char* bytes, unsigned int size)
 {
     const auto held = static_cast<unsigned int>(partialLength);

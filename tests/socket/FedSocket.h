@@ -1,7 +1,6 @@
 #ifndef ZT_TESTS_SOCKET_FEDSOCKET_H
 #define ZT_TESTS_SOCKET_FEDSOCKET_H
 
-#include "RecordBytes.h"
 #include "support/Layout.h"
 #include "zt/ZTSocketLinux.h"
 
@@ -18,14 +17,11 @@ class FedSocket : public ZT::ZTSocketLinux {
 public:
     static constexpr int ID = 77;
 
-    /// Frees what is still held, which the library leaves: the first read pushes it out, and the
-    /// second completes the record that came in its place.
+    /// Frees what is still held, which the library leaves.
     ~FedSocket() override
     {
-        reads = {shortRecord(0).substr(0, 20), shortRecord(0).substr(20)};
-        while (!reads.empty()) {
-            next();
-        }
+        dropPartialAbove(0);
+        reads.clear();
         answer = 0;
         while (next()) {
         }

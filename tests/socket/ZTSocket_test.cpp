@@ -475,6 +475,48 @@ TEST_F(ZTSocketTest, BeyondSixtyFourMebibytesWhatIsHeldIsDroppedWithALine)
     EXPECT_EQ(nextAfter({A.substr(0, 20), A.substr(20)}), A);
 }
 
+TEST_F(ZTSocketTest, WhatIsHeldIsDroppedOnTellingItToIfItIsMore)
+{
+    EXPECT_FALSE(socket.dropPartialAbove(0)) << "nothing is held";
+    EXPECT_EQ(read(A.substr(0, 20)), NOTHING);
+    Diagnostics diagnostics;
+    EXPECT_FALSE(socket.dropPartialAbove(4294967295U));
+    EXPECT_FALSE(socket.dropPartialAbove(20));
+    EXPECT_EQ(socket.held(), A.substr(0, 20));
+    EXPECT_TRUE(socket.dropPartialAbove(19));
+    EXPECT_EQ(socket.held(), "");
+    EXPECT_FALSE(socket.dropPartialAbove(0));
+    EXPECT_THAT(diagnostics.take(), IsEmpty());
+    EXPECT_EQ(nextAfter({B.substr(0, 20), B.substr(20)}), B);
+}
+
+TEST_F(ZTSocketTest, APeerCanBeHeldToTheLargestRecordThatIsExpected)
+{
+    const auto isDropped = [this](const std::string& bytes) {
+        bool dropped = false;
+        for (std::size_t position = 0; position < bytes.size(); position += 1000) {
+            socket.reads = {bytes.substr(position, 1000)};
+            socket.next();
+            dropped |= socket.dropPartialAbove(5019);
+        }
+        return dropped;
+    };
+    EXPECT_FALSE(isDropped(record(junk(5000))));
+    EXPECT_EQ(socket.status, 0);
+    EXPECT_FALSE(isDropped(head(5021) + junk(5000)));
+    EXPECT_EQ(socket.held().size(), 5019U);
+    EXPECT_TRUE(isDropped("x"));
+    EXPECT_EQ(socket.held(), "");
+}
+
+TEST_F(ZTSocketTest, RecordsThatWaitAreNotDropped)
+{
+    EXPECT_EQ(read(A + B + C.substr(0, 20)), A);
+    EXPECT_TRUE(socket.dropPartialAbove(0));
+    EXPECT_EQ(socket.next(), B);
+    EXPECT_EQ(read(C), C);
+}
+
 TEST(ZTSocket, SendingAMessageSendsItsRecordWithOneCall)
 {
     SendingSocket socket;
