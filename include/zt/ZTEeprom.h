@@ -36,7 +36,8 @@ union ZTEEPROMMessageData {
 
 /// The device's identity data, which the health-monitor daemon reads from an EEPROM. Nothing is
 /// kept: every call asks the daemon, on a connection of its own, and waits for it as
-/// sendCommandToHealthDaemon() does, without limit. SIGPIPE may come as it may there.
+/// sendCommandToHealthDaemon() does, without limit. SIGPIPE may come as it may there, and programs
+/// inherit the connection.
 ///
 /// The first read or write fills the two maps below without a lock: let it happen on one thread
 /// before others use the class. A read of a number that is no ZTEEPROMCommand changes a map, too.
@@ -85,14 +86,16 @@ ZT_API int getEEPROMData(ZTEEPROMCommand command, ZTEEPROMMessageData& data);
 /// Opens "/dev/eeprom2" for reading and writing, with initEepromDev() and the device's own unlock
 /// word, and returns the descriptor, -1 if that failed, after a line on standard output. An open
 /// descriptor is returned again by every later call, on whatever thread; it belongs to the library
-/// and is open until the process ends. The first calls must not run on several threads at once.
+/// and is open until the process ends. Programs that the process starts inherit it. The first calls
+/// must not run on several threads at once.
 ZT_API int initEeprom();
 
 /// Opens `devicePath` for reading and writing. If that fails, writes the unlock word, the CRC-32 of
-/// `key` that begins with `seed`, 4 bytes in the machine's byte order, to the file `unlockPath`,
-/// waits 100 ms, whatever signals come, and tries again. Returns the descriptor, which is the
-/// caller's, or -1 if `unlockPath` cannot be opened or the device still cannot. Whether the word was
-/// taken is not looked at: the second try tells.
+/// `key` that begins with `seed`, 4 bytes in the machine's byte order, to the file `unlockPath` in
+/// place of what it holds, waits 100 ms, whatever signals come, and tries again. Returns the
+/// descriptor, which is the caller's, and which programs inherit; or -1 if `unlockPath` cannot be
+/// opened or the device still cannot. Whether the word was taken is not looked at: the second try
+/// tells.
 ZT_API int initEepromDev(const char* devicePath, std::uint32_t seed, const char* key,
                          const char* unlockPath);
 

@@ -43,7 +43,9 @@ public:
     /// There is no time limit: a daemon that does not accept or does not answer is waited for. A
     /// short answer is not noticed: bytes that did not come are those of the request, so a get
     /// command stores zeros in their place. A daemon that hangs up while the command leaves raises
-    /// SIGPIPE, which ends the process by default: handle it (ZTSignalHandler) or ignore it.
+    /// SIGPIPE, which ends the process by default: handle it (ZTSignalHandler) or ignore it. Nothing
+    /// is repeated after another signal (EINTR). Programs that another thread starts meanwhile
+    /// inherit the connection: the daemon sees its end only after theirs.
     static int sendMessage(ZTHealthManagementCommand command, void* data, bool waitForReply);
 };
 
@@ -53,7 +55,8 @@ public:
 ///
 /// 0; 1 if sending or receiving failed, so also without a daemon. As with
 /// ZTHealthManagement::sendMessage() it waits without limit, a short answer overlays the beginning
-/// of the request only, and SIGPIPE may come. A daemon that hangs up without an answer gives 0 and
+/// of the request only, SIGPIPE may come, nothing is repeated after another signal, and programs
+/// inherit the connection. A daemon that hangs up without an answer gives 0 and
 /// leaves the request as it is.
 ZT_API int sendCommandToHealthDaemon(zthmd_msg_t* message);
 

@@ -59,6 +59,9 @@ public:
     /// back; the pending value is then what was last read, whether that succeeded or not. False if
     /// the value is not valid, which changes nothing, or if writing or reading failed. Whether the
     /// system has taken the value is not looked at: getNetworkConfig() tells.
+    ///
+    /// Beware: with the old address or netmask the kernel drops the default route. After one of
+    /// them has been applied alone, apply the gateway, too; or all three by setNetworkSettings().
     virtual bool setIPAddress(const std::string& ip, bool apply) = 0;
     virtual bool setNetmaskIP(const std::string& netmask, bool apply) = 0;
     virtual bool setGatewayIP(const std::string& gateway, bool apply) = 0;

@@ -12,10 +12,11 @@ class InterfaceList;
 ///
 /// The commands reach the shell. The name of the interface gets there as it is, without quotes, and
 /// as a rule with root's rights: never take it from outside unchecked. With a NUL in it nothing is
-/// run. Addresses get there only if
-/// isIPAddressValid() lets them through. Writing needs the rights for it. What the commands
-/// complain of goes to the process's standard error. They are run by system() and popen(), about
-/// which ZTSystem says more.
+/// run. What is to be set gets there only if isIPAddressValid() lets it through. The current
+/// gateway, which makes room for a new one, gets there unchecked: as "route -n" told it, or as the
+/// application has changed it in the record of getNetworkConfig(). Writing needs the rights for it.
+/// What the commands complain of goes to the process's standard error. They are run by system() and
+/// popen(), about which ZTSystem says more.
 ///
 /// Beware: reading fails unless the interface is the last that the system lists. It lists those
 /// with an IPv4 address, in the order in which they came to be. So an interface without an address
@@ -52,13 +53,13 @@ public:
 
     /// Runs "ifconfig NAME IP netmask NETMASK". 0; 6 if one of the two is not valid, and then
     /// nothing is run, or if the command fails. The kernel takes the interface's routes away with
-    /// its old address, the default one too.
+    /// its old address or netmask, the default one too.
     int setEthernet(std::string ip, std::string netmask);
 
     /// Runs "route del default gw GATEWAY NAME" for the gateway as last read, unless that is empty,
     /// and then "route add default gw GATEWAY NAME" for the new one. Always 0: read back what has
     /// come of it. A gateway that was never read stays beside the new one, and one that the system
-    /// refuses leaves the interface without any. Nothing is validated here.
+    /// refuses leaves the interface without any. Nothing is validated here, the new one neither.
     int setGateway(const std::string& gateway);
 
     /// Reads the current gateway: the second column of the last line of "route -n" that holds both

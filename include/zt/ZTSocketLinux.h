@@ -70,7 +70,8 @@ public:
 
     /// Stores port (its low 16 bits) and address, dotted like "127.0.0.1" and not null, and calls
     /// the form without parameters. Beware: an address that is not valid leaves the one before, and
-    /// the connection goes there.
+    /// the connection goes there. What is valid is for inet_aton(3) to say: "127.1" is 127.0.0.1,
+    /// and "010.0.0.1" is 8.0.0.1.
     int connectSocket(char* address, unsigned int port) override;
 
     /// Creates a socket and connects it to the stored address. 0, or -1, which prints "Connect
@@ -90,8 +91,11 @@ public:
     int listenSocket() override;
 
     /// Waits for a connection and returns its identifier, which is the caller's to close; -1 prints
-    /// "Accept error: ". Beware: the stored address becomes the peer's, so a later bindSocket() or
-    /// connectSocket() without parameters uses that.
+    /// "Accept error: ". 0, which comes only in a process without a standard input, is of no use
+    /// here: it stands for no socket, or for the own one.
+    ///
+    /// Beware: the stored address becomes the peer's, so a later bindSocket() or connectSocket()
+    /// without parameters uses that.
     int acceptSocket() override;
 
     /// Both do nothing and return 0.

@@ -20,6 +20,10 @@ public:
     /// Whether a process of that name runs and may be sent signals: the shell runs killall -0
     /// "NAME", without output. The name stands between double quotes, in which the shell still
     /// heeds $, `, \ and ". False also if there is no killall.
+    ///
+    /// Beware: the process that asks counts, too, and the shell ("sh") that it runs for that; so
+    /// does a process that has ended, until its parent has waited for it. What begins with "-" is
+    /// an option of killall: "-l" is true.
     static bool isProcessRunning(const std::string& name);
 
     /// Runs the command by system(). Its exit code, 0 to 255; -1 if a signal ended it or it could
@@ -29,6 +33,7 @@ public:
     /// Appends what the command writes to its standard output to `output`, as it comes. It is text:
     /// what follows a NUL within a line, or within 127 bytes of a longer one, is left out. 0,
     /// whatever the command's exit code; 16 if it cannot be run, and then `output` is as it was.
+    /// A signal does not end it.
     static int getSystemCommandOutput(const std::string& command, std::string& output);
 
     /// The number of this process.
@@ -39,7 +44,7 @@ public:
     static std::string getSystemVersion();
 
     /// In MiB. Memory is counted in 32 bits of bytes, as the device does: what goes beyond 4 GiB is
-    /// not seen, so 5 GiB are 1024.
+    /// not seen, so 5 GiB are 1024. 0 if the system does not tell.
     static unsigned int getFreeRAM();
     static unsigned int getTotalRAM();
 

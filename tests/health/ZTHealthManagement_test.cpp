@@ -9,6 +9,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstring>
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <string>
@@ -297,6 +298,29 @@ TEST(ZTHealthManagement, EveryExchangeClosesItsConnection)
     }();
     EXPECT_EQ(client->receive(), "") << "closed";
     EXPECT_THAT(sockets.closed, testing::Contains(sockets.opened.front()));
+}
+
+TEST(ZTHealthManagement, TheConnectionIsInheritedByPrograms)
+{
+    FakeHealthDaemon daemon;
+    int sends = 0;
+    const Interpose looking(interposed::send,
+                            [&](int descriptor, const void* bytes, size_t size, int flags) {
+                                ++sends;
+                                EXPECT_EQ(fcntl(descriptor, F_GETFD), 0) << "not close-on-exec";
+                                return interposed::send.real(descriptor, bytes, size, flags);
+                            });
+    {
+        const Answer answer(daemon, reply(21));
+        Data data;
+        EXPECT_EQ(send(COMMAND_20, data), 0);
+    }
+    {
+        const Answer answer(daemon, reply(21));
+        zthmd_msg_t record{};
+        EXPECT_EQ(sendCommandToHealthDaemon(&record), 0);
+    }
+    EXPECT_EQ(sends, 2);
 }
 
 TEST(ZTHealthManagement, WaitsForASilentDaemonUntilItAnswers)

@@ -96,6 +96,7 @@ TEST_F(InitEepromDev, ADeviceThatOpensIsLeftAtThat)
     const int descriptor = open();
     ASSERT_GE(descriptor, 0);
     EXPECT_EQ(fcntl(descriptor, F_GETFL) & O_ACCMODE, O_RDWR);
+    EXPECT_EQ(fcntl(descriptor, F_GETFD), 0) << "programs inherit it";
     EXPECT_EQ(readAll(device), "content");
     EXPECT_EQ(readAll(unlock), "nothing");
     close(descriptor);

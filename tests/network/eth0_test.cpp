@@ -155,6 +155,15 @@ TEST_F(Eth0Test, TakesANewNetmask)
     EXPECT_THAT(addressInKernel(), HasSubstr("192.168.135.6/20"));
 }
 
+TEST_F(Eth0Test, LosesItsGatewayWithItsNetmask)
+{
+    EXPECT_TRUE(network.readNetworkSettings());
+    EXPECT_TRUE(network.setNetmaskIP("255.255.240.0", true));
+    EXPECT_EQ(defaultRouteInKernel(), "");
+    EXPECT_TRUE(network.setGatewayIP("192.168.135.1", true));
+    EXPECT_EQ(defaultRouteInKernel(), "default via 192.168.135.1 dev eth0 \n");
+}
+
 TEST_F(Eth0Test, TakesANewGatewayInThePlaceOfTheOld)
 {
     EXPECT_TRUE(network.readNetworkSettings());

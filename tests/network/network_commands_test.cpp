@@ -92,6 +92,26 @@ TEST_F(NetworkCommandsTest, TheInterfacesNameReachesTheShellAsItIs)
     EXPECT_EQ(readAll(folder / "file"), "done\n");
 }
 
+TEST_F(NetworkCommandsTest, TheGatewayThatWasLastReadReachesTheShellAsItIs)
+{
+    const TemporaryFolder folder;
+    commands.add("route", "echo '0.0.0.0 $(echo>" + folder / "read" + ") 0.0.0.0 UG 0 0 0 eth0'");
+    EXPECT_EQ(network.readGateway(), 0);
+    EXPECT_FALSE(std::filesystem::exists(folder / "read"));
+    EXPECT_EQ(network.setGateway("10.0.0.1"), 0);
+    EXPECT_TRUE(std::filesystem::exists(folder / "read"));
+    network.getNetworkConfig()->gateway = "$(echo>" + folder / "changed" + ")";
+    EXPECT_EQ(network.setGateway("10.0.0.1"), 0);
+    EXPECT_TRUE(std::filesystem::exists(folder / "changed"));
+}
+
+TEST_F(NetworkCommandsTest, TheNewGatewayReachesTheShellAsItIsToo)
+{
+    const TemporaryFolder folder;
+    EXPECT_EQ(network.setGateway("$(echo>" + folder / "file" + ")"), 0);
+    EXPECT_TRUE(std::filesystem::exists(folder / "file"));
+}
+
 TEST_F(NetworkCommandsTest, ExecuteCommandReturnsWhatTheCommandWroteToItsStandardOutput)
 {
     EXPECT_EQ(network.executeCommand("printf 'a\\n\\nb'; echo c >&2; exit 3"), "a\n\nb");

@@ -323,6 +323,16 @@ TEST_F(ZTSocketLinuxTest, AnInvalidAddressLeavesTheOneBefore)
                 ElementsAre("127.0.0.1:1", "10.1.2.3:2", "10.1.2.3:3", "10.1.2.3:4"));
 }
 
+TEST_F(ZTSocketLinuxTest, AnAddressMayHaveFewerNumbersAndOctalOnes)
+{
+    FakeSystem system;
+    char shortForm[] = "127.1";
+    char octal[] = "010.0.0.1";
+    socket.connectSocket(shortForm, 1);
+    socket.bindSocket(octal, 2);
+    EXPECT_THAT(system.addresses, ElementsAre("127.0.0.1:1", "8.0.0.1:2"));
+}
+
 TEST_F(ZTSocketLinuxTest, TheFormsWithAnAddressCallTheVirtualOnesWithout)
 {
     class Overriding : public ZTSocketLinux {
@@ -664,6 +674,29 @@ TEST_F(ZTSocketLinuxTest, ASocketThatDoesNotBlockSaysThatNothingHasCome)
     EXPECT_EQ(loopback.server.getNextSocketBuffer(status, loopback.accepted), nullptr);
     EXPECT_EQ(status, 17);
     EXPECT_EQ(printed(), "\tError recv: Resource temporarily unavailable\n");
+    EXPECT_EQ(loopback.server.getNextSocketBuffer(status, loopback.accepted), nullptr);
+    EXPECT_EQ(printed(), "\tError recv: Resource temporarily unavailable\n") << "each time";
+}
+
+TEST_F(ZTSocketLinuxTest, ASignalWhileReceivingGives4AndTheNextCallGoesOn)
+{
+    Loopback loopback;
+    ZTSocketMessage message;
+    EXPECT_EQ(loopback.client.sendSocketData(&message), 28);
+    int status = -1;
+    {
+        const Interpose interrupted(interposed::recv, [](auto...) {
+            errno = EINTR;
+            return -1;
+        });
+        EXPECT_EQ(loopback.server.getNextSocketBuffer(status, loopback.accepted), nullptr);
+        EXPECT_EQ(status, 4);
+        EXPECT_EQ(printed(), "\tError recv: Interrupted system call\n");
+    }
+    const std::unique_ptr<char[]> record(
+        loopback.server.getNextSocketBuffer(status, loopback.accepted));
+    EXPECT_NE(record, nullptr);
+    EXPECT_EQ(status, 0);
 }
 
 TEST_F(ZTSocketLinuxTest, APeerThatHasGoneIsToldByReceivingAndBySending)

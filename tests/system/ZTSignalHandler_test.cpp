@@ -5,9 +5,12 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <iostream>
+#include <stdio_ext.h>
 #include <streambuf>
 #include <string>
 #include <sys/time.h>
@@ -158,6 +161,30 @@ TEST_F(ZTSignalHandlerTest, WhatItInterruptsKeepsItsErrnoAndNothingIsThrownThrou
     errno = ERANGE;
     sigHandler(SIGUSR1);
     EXPECT_EQ(errno, ERANGE);
+}
+
+namespace {
+
+// Whether the first line of a fresh standard output, by the handler, takes memory for a buffer.
+bool takesMemory(bool hasPrintedBefore)
+{
+    if (std::freopen("/dev/null", "w", stdout) == nullptr) {
+        std::abort();
+    }
+    if (hasPrintedBefore) {
+        std::cout << "ready" << std::endl;
+    }
+    const std::size_t before = __fbufsize(stdout);
+    sigHandler(SIGUSR1);
+    return __fbufsize(stdout) != before;
+}
+
+} // namespace
+
+TEST(ZTSignalHandler, TakesMemoryOnlyForTheFirstTextOfStandardOutput)
+{
+    EXPECT_EXIT(_exit(takesMemory(false) ? 7 : 8), testing::ExitedWithCode(7), "");
+    EXPECT_EXIT(_exit(takesMemory(true) ? 7 : 8), testing::ExitedWithCode(8), "");
 }
 
 TEST_F(ZTSignalHandlerTest, ABrokenStandardOutputDoesNotRepeatTheSignalForEver)

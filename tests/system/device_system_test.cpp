@@ -11,6 +11,7 @@
 #include <linux/magic.h>
 #include <spawn.h>
 #include <string>
+#include <sys/prctl.h>
 #include <sys/vfs.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -46,10 +47,18 @@ public:
     void end()
     {
         if (pid > 0) {
-            kill(pid, SIGKILL);
+            endUnwaited();
             waitpid(pid, nullptr, 0);
             pid = 0;
         }
+    }
+
+    /// It has ended when this returns, but its parent is still to wait for it.
+    void endUnwaited() const
+    {
+        kill(pid, SIGKILL);
+        siginfo_t information{};
+        waitid(P_PID, static_cast<id_t>(pid), &information, WEXITED | WNOWAIT);
     }
 
 private:
@@ -108,6 +117,28 @@ TEST(IsProcessRunning, IsTrueWhileAProcessOfThatNameRuns)
         EXPECT_TRUE(ZTSystem::isProcessRunning("zt-sleeper"));
     }
     EXPECT_FALSE(ZTSystem::isProcessRunning("zt-sleeper"));
+}
+
+TEST(IsProcessRunning, IsTrueUntilAProcessThatHasEndedWasWaitedFor)
+{
+    Sleeper sleeper("zt-sleeper");
+    sleeper.endUnwaited();
+    EXPECT_TRUE(ZTSystem::isProcessRunning("zt-sleeper"));
+    sleeper.end();
+    EXPECT_FALSE(ZTSystem::isProcessRunning("zt-sleeper"));
+}
+
+TEST(IsProcessRunning, IsTrueOfTheOneThatAsksAndOfTheShellThatItRuns)
+{
+    EXPECT_FALSE(ZTSystem::isProcessRunning("zt-asker"));
+    prctl(PR_SET_NAME, "zt-asker");
+    EXPECT_TRUE(ZTSystem::isProcessRunning("zt-asker"));
+    EXPECT_TRUE(ZTSystem::isProcessRunning("sh"));
+}
+
+TEST(IsProcessRunning, TakesAnOptionOfKillallForOne)
+{
+    EXPECT_TRUE(ZTSystem::isProcessRunning("-l"));
 }
 
 TEST(IsProcessRunning, HarmsNoProcess)
