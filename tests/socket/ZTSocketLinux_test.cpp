@@ -17,6 +17,7 @@
 #include <iostream>
 #include <memory>
 #include <string>
+#include <sys/wait.h>
 #include <tuple>
 #include <unistd.h>
 #include <vector>
@@ -655,6 +656,27 @@ TEST_F(ZTSocketLinuxTest, ExchangesMessagesOverLoopback)
     const std::unique_ptr<char[]> answer(loopback.client.getNextSocketBuffer(status, 0));
     ASSERT_NE(answer, nullptr);
     EXPECT_EQ(ZTSocketMessage(answer.get()).parameter1, 8U);
+}
+
+TEST_F(ZTSocketLinuxTest, WhatIsDestroyedInAChildGoesOnInTheParent)
+{
+    Loopback loopback;
+    auto client = std::make_unique<ZTSocketLinux>();
+    ASSERT_EQ(client->connectSocket(localhost, loopback.port), 0);
+    const int accepted = loopback.server.acceptSocket();
+    const pid_t child = fork();
+    if (child == 0) {
+        client.reset();
+        _exit(0);
+    }
+    EXPECT_EQ(waitpid(child, nullptr, 0), child);
+    ZTSocketMessage message;
+    EXPECT_EQ(client->sendSocketData(&message), 28);
+    int status = -1;
+    const std::unique_ptr<char[]> record(loopback.server.getNextSocketBuffer(status, accepted));
+    EXPECT_NE(record, nullptr);
+    EXPECT_EQ(status, 0);
+    loopback.server.closeSocket(static_cast<unsigned int>(accepted));
 }
 
 TEST_F(ZTSocketLinuxTest, KnowsWhoConnectedLast)
