@@ -90,8 +90,8 @@ ztsim_says_which_command_is_not_executable()
 ztsim_refuses_wrong_usage()
 {
     refuse() { expect_failure 125 "$1; see ztsim --help" "$ztsim" "${@:2}"; }
-    refuse "*true" true
-    refuse "*--bogus" --bogus -- true
+    refuse "there is no option --bogus" --bogus -- true
+    refuse "there is no option -x" -x true
     refuse "--power-state: *6*" --power-state 6 -- true
     refuse "*--power-state*-1*" --power-state -1 -- true
     refuse "--propagation-time: *31*" --propagation-time 31 -- true
@@ -103,7 +103,7 @@ ztsim_refuses_wrong_usage()
     refuse '--power-timeout: *4294967296 is out of range' --power-timeout 1=4294967296 -- true
     refuse '--device: *"toaster"' --device toaster=1 -- true
     refuse '--device: "1.5" is not a number' --device touch=1.5 -- true
-    refuse "*display=2" --device touch=1 display=2 -- true
+    refuse "there is no option display=2" --device touch=1 display=2 -- true
     refuse '--power-fault: there is no fault "mishap", but hang-up, *' --power-fault mishap@1 -- true
     refuse '--power-fault: "silence" is not of the form KIND@N' --power-fault silence -- true
     refuse '--power-fault: "silence@0"*' --power-fault silence@0 -- true
@@ -141,6 +141,24 @@ ztsim_refuses_wrong_usage()
     done
 }
 
+ztsim_says_to_put_two_dashes_before_the_command()
+{
+    refuse() { expect_failure 125 "$1; see ztsim --help" "$ztsim" "${@:2}"; }
+    refuse "put -- before the command: ztsim -- true" true
+    refuse "put -- before the command: ztsim -- ls" --no-eth0 ls -la
+    refuse "put -- before the command: ztsim -- " ""
+    refuse "--power-state: *7*" --power-state 7 true
+    refuse "ctl comes first, and takes --pid alone: ztsim ctl --pid PID COMMAND" -v ctl power
+}
+
+ztsim_says_that_its_help_cannot_be_written()
+{
+    local words
+    for words in --help --version "ctl --help"; do
+        expect_eq "$("$ztsim" $words 2>&1 >/dev/full; echo $?)" $'ztsim: cannot write the output\n125'
+    done
+}
+
 ztsim_helps()
 {
     local help
@@ -175,7 +193,7 @@ ztsim_says_why_bubblewrap_failed()
 {
     local reason='bwrap: No permissions to create a new namespace'
     fake_bwrap "echo '$reason' >&2; echo 'Try again' >&2; exit 1"
-    expect_failure 125 "cannot set up the sandbox: $reason Try again (*user namespaces*)" \
+    expect_failure 125 "cannot set up the sandbox: $reason Try again (*user namespaces*chroot)" \
         env PATH="$scratch:$PATH" "$ztsim" -- true
 }
 
@@ -194,7 +212,49 @@ ztsim_says_that_the_daemon_cannot_listen()
             shift
         done
         exec '"$(command -v bwrap)"' $options --dir '"$(readlink -f /var/run)"'/ztpmd_api "$@"'
-    expect_failure 125 "bind: Address already in use*" env PATH="$scratch:$PATH" "$ztsim" -- true
+    expect_failure 125 "cannot listen on /var/run/ztpmd_api: Address already in use" \
+        env PATH="$scratch:$PATH" "$ztsim" -- true
+}
+
+# in_root SCRIPT: runs it, with the programs of this root, where $root is an empty folder to make one of, and
+# is removed together with what is mounted on it. "run" runs ztsim there.
+in_root()
+{
+    mkdir "$scratch/root"
+    unshare --map-root-user --mount --pid --fork bash -c '
+        root=$1 ztsim=$2
+        mkdir "$root/usr" "$root/proc" "$root/sys" "$root/run" "$root/dev" "$root/tmp"
+        ln -s usr/bin usr/lib usr/lib64 usr/sbin "$root"
+        mount --rbind /usr "$root/usr"
+        cp "$ztsim" "$root/tmp/ztsim"
+        run() { LD_LIBRARY_PATH=$LD_LIBRARY_PATH chroot "$root" /tmp/ztsim "$@" 2>&1; echo "= $?"; }
+        '"$1" bash "$scratch/root" "$ztsim"
+}
+
+ztsim_says_what_a_root_lacks()
+{
+    expect_eq "$(in_root '
+        run -- true; run ctl power
+        mount -t proc proc "$root/proc"; run -- true
+        mkdir "$root/var"; ln -s ../run "$root/var/run"; run -- true')" \
+        'ztsim: there is no /proc here: mount it (mount -t proc proc /proc)
+= 125
+ztsim: there is no /proc here: mount it (mount -t proc proc /proc)
+= 125
+ztsim: there is no folder /var/run here: make it
+= 125
+ztsim: there is no folder /sys/bus here: mount /sys (mount -t sysfs sysfs /sys)
+= 125'
+}
+
+ztsim_says_that_it_is_in_a_chroot()
+{
+    expect_like "$(in_root '
+        mkdir -p "$root/var/run" "$root/sys/bus"
+        mount -t proc proc "$root/proc"
+        mount --rbind /dev "$root/dev"
+        run -- true')" \
+        $'ztsim: cannot set up the sandbox in a chroot, where there are no user namespaces: run ztsim outside of it (bwrap: *)\n= 125'
 }
 
 # ---------------------------------------------------------------------------- the device
@@ -707,6 +767,12 @@ ztsim_ctl_takes_daemons_away_however_often()
     expect_eq $? 0
 }
 
+ztsim_ctl_changes_the_device_while_a_daemon_is_away()
+{
+    expect_eq "$("$ztsim" --power-away 60000 -- bash -c '
+        ztsim ctl hang-up power; ztsim ctl power 3; ztsim ctl power' 2>&1)" 3
+}
+
 ztsim_ctl_sets_off_faults()
 {
     expect_eq "$("$ztsim" --power-fault silence@3 -- bash -c '
@@ -766,7 +832,7 @@ ztsim: there is no power-management daemon
 125
 0'
     expect_like "$("$ztsim" -- bash -c 'ztsim ctl power 2>&1 >/dev/full; echo $?; ztsim ctl --pid 77 power 2>&1')" \
-        $'ztsim: cannot write the answer\n125\nztsim: no device of process 77 runs here'
+        $'ztsim: cannot write the output\n125\nztsim: no device of process 77 runs here'
 }
 
 # alone COMMAND...: where no other device can be reached
@@ -786,6 +852,21 @@ ztsim_ctl_reaches_the_only_device_from_outside()
         echo >&${COPROC[1]}; wait
         "$0" ctl power' "$ztsim" 2>&1)
     expect_eq "$output" $'2\n2\nztsim: no device runs here: start ztsim in another terminal'
+}
+
+ztsim_ctl_is_answered_from_the_start_on()
+{
+    expect_exit 0 alone python3 -c '
+import subprocess, sys, time
+ztsim = sys.argv[1]
+for round in range(20):
+    device = subprocess.Popen([ztsim, "--", "cat"], stdin=subprocess.PIPE)
+    time.sleep(round * 0.002)
+    ctl = [ztsim, "ctl", "--pid", str(device.pid), "power"]
+    while subprocess.run(ctl, stderr=subprocess.DEVNULL, timeout=50).returncode != 0:
+        pass
+    device.stdin.close()
+    assert device.wait() == 0' "$ztsim" >/dev/null
 }
 
 ztsim_ctl_asks_which_of_several_devices_is_meant()
@@ -837,6 +918,61 @@ except OSError:
         "$0" ctl power 2>&1; echo >&${COPROC[1]}; wait' "$ztsim")" \
         $'ztsim: no device runs here: start ztsim in another terminal\nb\'\'\n0
 5\nztsim: no device runs here: start ztsim in another terminal'
+}
+
+# Behind the user in an address, but not what ztsim puts there.
+no_names=("" x 1 /3 $'4\n5' 99999999999999999999/1 $'\e[31m/9')
+
+ztsim_ctl_passes_over_addresses_that_are_no_devices()
+{
+    expect_eq "$(alone bash -c '
+        coproc exec python3 "$1/impostor.py" $(id -u) "${@:2}"; impostor=$COPROC_PID
+        read -r line <&${COPROC[0]}
+        "$0" ctl power
+        exec 3> >("$0" --power-state 2 -- sh -c "echo ready; read -r line" >'"$scratch/ready"')
+        until [ -s '"$scratch/ready"' ]; do :; done
+        "$0" ctl power
+        kill $impostor' "$ztsim" "$here" "${no_names[@]}" 2>&1)" \
+        $'ztsim: no device runs here: start ztsim in another terminal\n2'
+}
+
+ztsim_is_not_disturbed_by_another_user()
+{
+    if [ "$(id -u)" -ne 0 ]; then
+        echo "left out: becoming another user needs root"
+        exit 77
+    fi
+    # The numbers of processes to come can be told there.
+    expect_eq "$(unshare --net --pid --fork --mount-proc bash -c '
+        coproc exec setpriv --reuid=65534 --regid=65534 --clear-groups \
+            /usr/bin/python3 - 0 "${@:2}" {2..300} {2..300}/1 <"$1/impostor.py"; impostor=$COPROC_PID
+        read -r line <&${COPROC[0]}
+        "$0" ctl power
+        exec 3> >("$0" --power-state 2 -- sh -c "echo ready; read -r line" >'"$scratch/ready"'); device=$!
+        until [ -s '"$scratch/ready"' ] || ! kill -0 $device; do :; done
+        "$0" ctl power; "$0" ctl --pid $device power
+        kill $impostor' "$ztsim" "$here" "${no_names[@]}" 2>&1)" \
+        $'ztsim: no device runs here: start ztsim in another terminal\n2\n2'
+}
+
+ztsim_prints_what_is_foreign_with_escapes()
+{
+    local foreign=$'\e[31m\x7f\xc2\x9b\x9b\xff\xc3\xa4' shown='\x1b[31m\x7f\xc2\x9b\x9b\xff'$'\xc3\xa4' like
+    like=${shown//\\/\\\\}
+    like=${like/[/[[]}
+    expect_eq "$("$ztsim" -v -- ztsim ctl health serial-number "$foreign" 2>&1)" \
+        "ztsim: ctl: health serial-number $shown"
+    expect_eq "$("$ztsim" --health-field serial-number="$foreign" -- ztsim ctl health serial-number 2>&1)" "$shown"
+    expect_like "$("$ztsim" -v --health-field serial-number="$foreign" -- python3 "$here/health.py" 12 2>&1)" \
+        "*health: -> serial-number \"$like\"*"
+    expect_failure 125 "there is no command \"$like\", but *" "$ztsim" ctl "$foreign"
+    expect_failure 127 "cannot run $like: No such file or directory" "$ztsim" -- "$foreign"
+    expect_failure 125 'put -- before the command: ztsim -- a\\x0ab; see ztsim --help' "$ztsim" $'a\nb'
+    expect_like "$(alone bash -c '
+        exec 3> >("$0" -- sh -c "echo ready; read -r line" sh "$1" >'"$scratch/first"')
+        exec 4> >("$0" -- sh -c "echo ready; read -r line" sh "$1" >'"$scratch/second"')
+        until [ -s '"$scratch/first"' ] && [ -s '"$scratch/second"' ]; do :; done
+        "$0" ctl power' "$ztsim" "$foreign" 2>&1)" "*several devices*read -r line sh $like*read -r line sh $like"
 }
 
 # ---------------------------------------------------------------------------- scripts and records

@@ -2,6 +2,7 @@
 
 #include "Command.h"
 #include "ControlSocket.h"
+#include "LocalSocket.h"
 #include "Log.h"
 
 #include <boost/asio/buffer.hpp>
@@ -9,7 +10,6 @@
 #include <boost/asio/write.hpp>
 
 #include <chrono>
-#include <fcntl.h>
 #include <memory>
 #include <sstream>
 #include <stdexcept>
@@ -50,7 +50,6 @@ Control::Control(boost::asio::io_context& context, Daemons& daemons, bool verbos
 
 void Control::listenOn(int socket)
 {
-    ::fcntl(socket, F_SETFD, FD_CLOEXEC);
     listeners.push_back(
         {Stream::acceptor(context, Stream(), socket), boost::asio::steady_timer(context)});
     accept(listeners.back());
@@ -58,9 +57,10 @@ void Control::listenOn(int socket)
 
 void Control::accept(Listener& listener)
 {
-    listener.acceptor.async_accept([this, &listener](const auto& error, Stream::socket client) {
-        if (!error) {
-            serve(std::move(client));
+    listener.acceptor.async_wait(Stream::acceptor::wait_read, [this, &listener](const auto&) {
+        const int client = acceptFrom(listener.acceptor.native_handle());
+        if (client >= 0) {
+            serve(Stream::socket(context, Stream(), client));
             accept(listener);
             return;
         }
@@ -71,14 +71,16 @@ void Control::accept(Listener& listener)
 
 void Control::serve(Stream::socket client)
 {
-    ::fcntl(client.native_handle(), F_SETFD, FD_CLOEXEC);
     if (!isOfThisUser(client.native_handle())) {
         return;
     }
     const auto session = std::make_shared<Session>(std::move(client));
     boost::asio::async_read(
         session->client, boost::asio::dynamic_buffer(session->text, LONGEST_COMMAND),
-        [this, session](const auto& /*the end*/, std::size_t) {
+        [this, session](const auto& /*the end*/, std::size_t size) {
+            if (size == 0) { // it has only looked whether this is a device
+                return;
+            }
             session->text = perform(session->text);
             boost::asio::async_write(session->client, boost::asio::buffer(session->text),
                                      [session](const auto&, std::size_t) {});

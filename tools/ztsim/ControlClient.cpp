@@ -5,6 +5,7 @@
 #include "ControlSocket.h"
 #include "Log.h"
 #include "Options.h"
+#include "common/Printable.h"
 
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/io_context.hpp>
@@ -14,9 +15,10 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
-#include <cstdio>
 #include <fstream>
+#include <iostream>
 #include <iterator>
+#include <map>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -64,29 +66,24 @@ std::string commandLineOf(pid_t pid)
     return line;
 }
 
-pid_t onlyDevice()
+Stream::socket connect(boost::asio::io_context& context, std::optional<pid_t> wanted)
 {
-    const std::set<pid_t> devices = reachableDevices();
+    auto devices =
+        connectToDevices(context, [wanted](pid_t pid) { return !wanted || pid == *wanted; });
     if (devices.empty()) {
-        throw std::runtime_error("no device runs here: start ztsim in another terminal");
+        throw std::runtime_error(wanted ? "no device of process " + std::to_string(*wanted) +
+                                              " runs here"
+                                        : "no device runs here: start ztsim in another terminal");
     }
     if (devices.size() == 1) {
-        return *devices.begin();
+        return std::move(devices.begin()->second);
     }
     std::string list;
-    for (const pid_t pid : devices) {
-        list += (list.empty() ? "" : "; ") + std::to_string(pid) + ": " + commandLineOf(pid);
+    for (const auto& device : devices) {
+        list += (list.empty() ? "" : "; ") + std::to_string(device.first) + ": " +
+                commandLineOf(device.first);
     }
     throw std::runtime_error("several devices run here, choose one with --pid: " + list);
-}
-
-void connect(Stream::socket& device, pid_t pid)
-{
-    boost::system::error_code error;
-    device.connect(controlAddress(pid), error);
-    if (error || !isOfThisUser(device.native_handle())) {
-        throw std::runtime_error("no device of process " + std::to_string(pid) + " runs here");
-    }
 }
 
 std::string exchange(Stream::socket& device, const std::vector<std::string>& words)
@@ -103,11 +100,10 @@ std::string exchange(Stream::socket& device, const std::vector<std::string>& wor
     return answer;
 }
 
-int tell(pid_t pid, const std::vector<std::string>& words)
+void tell(std::optional<pid_t> pid, const std::vector<std::string>& words)
 {
     boost::asio::io_context context;
-    Stream::socket device(context);
-    connect(device, pid);
+    Stream::socket device = connect(context, pid);
     const std::string answer = exchange(device, words);
     if (answer.empty()) {
         throw std::runtime_error("the device has ended");
@@ -116,10 +112,10 @@ int tell(pid_t pid, const std::vector<std::string>& words)
     if (answer.front() != Control::DONE) {
         throw std::runtime_error(text);
     }
-    if (std::fputs(text.c_str(), stdout) < 0 || std::fflush(stdout) != 0) {
-        throw std::runtime_error("cannot write the answer");
+    if (!text.empty()) { // it is a line
+        std::cout << tools::printable(text.substr(0, text.size() - 1)) << '\n';
+        flushOutput();
     }
-    return 0;
 }
 
 } // namespace
@@ -138,7 +134,9 @@ int runControlClient(int argc, char** argv)
         parseCommand(app.remaining()); // a wrong one is told without a device, too
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
-            return app.exit(error);
+            const int exitCode = app.exit(error);
+            flushOutput();
+            return exitCode;
         }
         log(std::string(error.what()) + "; see ztsim ctl --help");
         return FAILED;
@@ -146,7 +144,8 @@ int runControlClient(int argc, char** argv)
         log(std::string(error.what()) + "; see ztsim ctl --help");
         return FAILED;
     }
-    return tell(pid ? *pid : onlyDevice(), app.remaining());
+    tell(pid, app.remaining());
+    return 0;
 }
 
 } // namespace ztsim

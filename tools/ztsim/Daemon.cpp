@@ -1,8 +1,10 @@
 #include "Daemon.h"
 
+#include "LocalSocket.h"
 #include "Log.h"
 
-#include <fcntl.h>
+#include <cerrno>
+#include <cstring>
 #include <unistd.h>
 #include <utility>
 
@@ -23,11 +25,7 @@ Daemon::Daemon(boost::asio::io_context& context, const Protocol& protocol, Daemo
 
 void Daemon::listen()
 {
-    acceptor.open();
-    ::fcntl(acceptor.native_handle(), F_SETFD, FD_CLOEXEC);
-    acceptor.bind(Stream::endpoint(protocol.path));
-    acceptor.listen();
-    acceptor.non_blocking(true);
+    acceptor.assign(Stream(), listenAt(protocol.path));
     awaitClients();
 }
 
@@ -47,14 +45,16 @@ void Daemon::awaitClients()
 
 void Daemon::acceptClients()
 {
-    boost::system::error_code error;
-    Client::Socket socket = acceptor.accept(error);
-    while (!error) {
-        addClient(std::move(socket));
-        socket = acceptor.accept(error);
+    if (!acceptor.is_open()) { // it has hung up
+        return;
     }
-    if (error != boost::asio::error::would_block && !full) {
-        say("no more clients for now: " + error.message());
+    int client = acceptFrom(acceptor.native_handle());
+    while (client >= 0) {
+        addClient(Client::Socket(acceptor.get_executor(), Stream(), client));
+        client = acceptFrom(acceptor.native_handle());
+    }
+    if (errno != EAGAIN && !full) {
+        say(std::string("no more clients for now: ") + std::strerror(errno));
         full = true;
     }
 }

@@ -177,7 +177,9 @@ void Device::reapChildren()
 int runInside(const Options& options)
 {
     const Inside& inside = *options.inside;
-    ::fcntl(inside.outside, F_SETFD, FD_CLOEXEC);
+    for (const int file : {inside.outside, inside.control, inside.script, inside.record}) {
+        ::fcntl(file, F_SETFD, FD_CLOEXEC);
+    }
     ::dup2(inside.errors, STDERR_FILENO);
     ::close(inside.errors);
     const int reportFd = ::fcntl(inside.outside, F_DUPFD_CLOEXEC, 0);

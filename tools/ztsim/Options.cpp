@@ -146,7 +146,7 @@ void setHealthField(HealthMonitor& monitor, const std::string& text)
 
 int openFile(const std::string& option, const std::string& path, int flags)
 {
-    const int file = ::open(path.c_str(), flags, 0666); // NOLINT(android-cloexec-open): for inside
+    const int file = ::open(path.c_str(), flags | O_CLOEXEC, 0666);
     if (file < 0) {
         throw CLI::ValidationError(option, "cannot open " + path + ": " + std::strerror(errno));
     }
@@ -199,6 +199,7 @@ public:
     int exit(const CLI::ParseError& error) const;
 
 private:
+    std::string explain(const CLI::ParseError& error) const;
     void addInside();
     void addPowerOptions();
     void addHealthOptions();
@@ -212,6 +213,7 @@ private:
     HealthDaemonOptions health;
     bool noPower = false;
     bool noHealth = false;
+    bool hasMarker = false; ///< there is a "--"
     CLI::App app{ABOUT, "ztsim"};
 };
 
@@ -367,6 +369,7 @@ void CommandLine::parse(int argc, char** argv)
     char** const end = argv + argc;
     char** const marker =
         std::find_if(argv, end, [](std::string_view text) { return text == "--"; });
+    hasMarker = marker != end;
     app.parse(static_cast<int>(marker - argv), argv);
     options.isShell = end - marker < 2;
     options.command = options.isShell ? userShell() : marker + 1;
@@ -379,10 +382,28 @@ void CommandLine::parse(int argc, char** argv)
 int CommandLine::exit(const CLI::ParseError& error) const
 {
     if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
-        return app.exit(error);
+        const int exitCode = app.exit(error);
+        flushOutput();
+        return exitCode;
     }
-    log(std::string(error.what()) + "; see ztsim --help");
+    log(explain(error) + "; see ztsim --help");
     return FAILED;
+}
+
+/// Of what is no option, what the user may have meant.
+std::string CommandLine::explain(const CLI::ParseError& error) const
+{
+    if (error.get_exit_code() != static_cast<int>(CLI::ExitCodes::ExtrasError)) {
+        return error.what();
+    }
+    const std::string first = app.remaining().front();
+    if (hasMarker || first.compare(0, 1, "-") == 0) {
+        return "there is no option " + first;
+    }
+    if (first == "ctl") {
+        return "ctl comes first, and takes --pid alone: ztsim ctl --pid PID COMMAND";
+    }
+    return "put -- before the command: ztsim -- " + first;
 }
 
 } // namespace

@@ -5,14 +5,12 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <fcntl.h>
 #include <unistd.h>
 
 namespace ztsim {
 
 Recorder::Recorder(int file) : file(file), start(std::chrono::steady_clock::now())
 {
-    ::fcntl(file, F_SETFD, FD_CLOEXEC);
     append("# What the clients said to the daemons, and when, in seconds; ztsim --script says it "
            "again.\n");
 }

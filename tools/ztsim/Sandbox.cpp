@@ -9,8 +9,11 @@
 #include <csignal>
 #include <fcntl.h>
 #include <filesystem>
+#include <fstream>
 #include <optional>
 #include <spawn.h>
+#include <sstream>
+#include <stdexcept>
 #include <string>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -41,7 +44,8 @@ sigset_t passedSignals()
     return signals;
 }
 
-/// What connects the sandbox with the outside. The far ends are for the sandbox only.
+/// What connects the sandbox with the outside. The far ends are for the sandbox only, which
+/// inherits what it is told of and nothing else of ours.
 struct Channels {
     int device = -1; ///< takes signal numbers, brings the exit code
     int farDevice = -1;
@@ -57,17 +61,14 @@ struct Channels {
 Channels::Channels()
 {
     int ends[2];
-    check(::socketpair(AF_UNIX, SOCK_STREAM, 0, ends), "socketpair");
+    check(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), "socketpair");
     device = ends[0];
     farDevice = ends[1];
-    check(::pipe(ends), "pipe");
+    check(::pipe2(ends, O_CLOEXEC), "pipe");
     errors = ends[0];
     farErrors = ends[1];
-    ownErrors = check(::dup(STDERR_FILENO), "dup");
+    ownErrors = check(::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0), "dup");
     control = listenForControl();
-    for (const int fd : {device, errors, farErrors}) {
-        ::fcntl(fd, F_SETFD, FD_CLOEXEC);
-    }
 }
 
 void Channels::closeFarEnds() const
@@ -77,82 +78,96 @@ void Channels::closeFarEnds() const
     }
 }
 
+/// What is run in the sandbox's place, and the descriptors that it gets.
+struct Invocation {
+    std::vector<std::string> words;
+    std::vector<int> files;
+
+    void add(const std::vector<std::string>& more)
+    {
+        words.insert(words.end(), more.begin(), more.end());
+    }
+
+    /// -1 is none.
+    void addFile(int file)
+    {
+        words.push_back(std::to_string(file));
+        if (file >= 0) {
+            files.push_back(file);
+        }
+    }
+};
+
 /// Makes /dev a directory of the sandbox's own, in which a device can be added to those of the
 /// host.
-void addDeviceFiles(std::vector<std::string>& command)
+void addDeviceFiles(Invocation& invocation)
 {
-    command.insert(command.end(), {"--tmpfs", "/dev"});
+    invocation.add({"--tmpfs", "/dev"});
     for (const auto& entry : std::filesystem::directory_iterator("/dev")) {
         const std::string path = entry.path();
         if (entry.is_symlink()) {
-            command.insert(command.end(),
-                           {"--symlink", std::filesystem::read_symlink(entry.path()), path});
+            invocation.add({"--symlink", std::filesystem::read_symlink(entry.path()), path});
         } else if (path != Eeprom::DEVICE) {
-            command.insert(command.end(), {"--dev-bind-try", path, path});
+            invocation.add({"--dev-bind-try", path, path});
         }
     }
 }
 
 /// Gives the sandbox files of its own in the place of those through which a root of the host would
 /// reach into the host's memory.
-void addKernelFiles(std::vector<std::string>& command)
+void addKernelFiles(Invocation& invocation)
 {
     for (const std::string path : {"/proc/sys/vm/drop_caches", "/proc/sys/vm/compact_memory"}) {
         if (std::filesystem::exists(path)) {
             // Bubblewrap reads the content from the descriptor, and closes it.
-            const int nothing =
-                check(::open("/dev/null", O_RDONLY), "/dev/null"); // NOLINT(android-cloexec-open)
-            command.insert(command.end(), {"--bind-data", std::to_string(nothing), path});
+            invocation.add({"--bind-data"});
+            invocation.addFile(check(::open("/dev/null", O_RDONLY | O_CLOEXEC), "/dev/null"));
+            invocation.add({path});
         }
     }
 }
 
-std::vector<std::string> sandboxCommand(const Options& options, const Channels& channels)
+/// Without symbolic links. Bubblewrap would make what is not there, on the host.
+std::string folder(const char* path, const char* advice)
+{
+    if (!std::filesystem::is_directory(path)) {
+        throw std::runtime_error(std::string("there is no folder ") + path + " here: " + advice);
+    }
+    return std::filesystem::canonical(path);
+}
+
+Invocation sandbox(const Options& options, const Channels& channels)
 {
     const std::string self = std::filesystem::read_symlink("/proc/self/exe");
-    const std::string run = std::filesystem::canonical("/var/run");
-    const std::string bus = std::filesystem::canonical("/sys/bus");
-    std::vector<std::string> command{"bwrap",
-                                     "--die-with-parent",
-                                     "--unshare-user",
-                                     "--uid",
-                                     "0",
-                                     "--gid",
-                                     "0",
-                                     "--cap-add",
-                                     "ALL",
-                                     "--unshare-pid",
-                                     "--as-pid-1",
-                                     "--unshare-net",
-                                     "--dev-bind",
-                                     "/",
-                                     "/",
-                                     "--proc",
-                                     "/proc",
-                                     "--tmpfs",
-                                     run,
-                                     "--tmpfs",
-                                     bus};
-    addDeviceFiles(command);
-    addKernelFiles(command);
-    command.insert(command.end(), {"--", self, "--inside"});
-    for (const int fd : {channels.farDevice, channels.ownErrors, channels.control,
-                         options.scriptFile, options.recordFile}) {
-        command.push_back(std::to_string(fd));
+    const std::string run = folder("/var/run", "make it");
+    const std::string bus = folder("/sys/bus", "mount /sys (mount -t sysfs sysfs /sys)");
+    Invocation invocation;
+    invocation.add({"bwrap", "--die-with-parent", "--unshare-user", "--uid", "0", "--gid", "0"});
+    invocation.add({"--cap-add", "ALL", "--unshare-pid", "--as-pid-1", "--unshare-net"});
+    invocation.add({"--dev-bind", "/", "/", "--proc", "/proc", "--tmpfs", run, "--tmpfs", bus});
+    addDeviceFiles(invocation);
+    addKernelFiles(invocation);
+    invocation.add({"--", self, "--inside"});
+    for (const int file : {channels.farDevice, channels.ownErrors, channels.control,
+                           options.scriptFile, options.recordFile}) {
+        invocation.addFile(file);
     }
     for (const std::string& field : options.fields) {
-        command.push_back("--health-field=" + field);
+        invocation.add({"--health-field=" + field});
     }
-    return command;
+    return invocation;
 }
 
 /// Returns an errno value.
-int spawn(std::vector<char*> command, int errors, pid_t& pid)
+int spawn(std::vector<char*> command, const std::vector<int>& files, int errors, pid_t& pid)
 {
     command.push_back(nullptr);
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, errors, STDERR_FILENO);
+    for (const int file : files) {
+        posix_spawn_file_actions_adddup2(&actions, file, file); // is then inherited
+    }
     const int error = posix_spawnp(&pid, command[0], &actions, nullptr, command.data(), environ);
     posix_spawn_file_actions_destroy(&actions);
     return error;
@@ -160,13 +175,13 @@ int spawn(std::vector<char*> command, int errors, pid_t& pid)
 
 pid_t startSandbox(const Options& options, const Channels& channels, int argc, char** argv)
 {
-    std::vector<std::string> sandbox = sandboxCommand(options, channels);
-    std::vector<char*> command(sandbox.size());
-    std::transform(sandbox.begin(), sandbox.end(), command.begin(),
+    Invocation invocation = sandbox(options, channels);
+    std::vector<char*> command(invocation.words.size());
+    std::transform(invocation.words.begin(), invocation.words.end(), command.begin(),
                    [](std::string& text) { return text.data(); });
     command.insert(command.end(), argv + 1, argv + argc);
     pid_t pid = -1;
-    const int error = spawn(std::move(command), channels.farErrors, pid);
+    const int error = spawn(std::move(command), invocation.files, channels.farErrors, pid);
     if (error == ENOENT) {
         throw std::runtime_error("there is no bwrap on the PATH: install the package bubblewrap");
     }
@@ -228,13 +243,33 @@ std::string readErrors(int fd)
     return text;
 }
 
+/// As far as it can be told: a root that is just some folder has no file system mounted on it.
+bool isChroot()
+{
+    std::ifstream mounts("/proc/self/mountinfo");
+    for (std::string line; std::getline(mounts, line);) {
+        std::istringstream fields(line);
+        std::string before;
+        std::string place;
+        fields >> before >> before >> before >> before >> place;
+        if (place == "/") {
+            return false;
+        }
+    }
+    return true;
+}
+
 void logFailure(const std::string& errors, int status)
 {
-    if (!errors.empty()) {
+    if (!errors.empty() && isChroot()) {
+        log("cannot set up the sandbox in a chroot, where there are no user namespaces: run ztsim "
+            "outside of it (" +
+            errors + ')');
+    } else if (!errors.empty()) {
         log("cannot set up the sandbox: " + errors +
             " (if it is user namespaces that this host forbids, see the sysctls"
-            " kernel.unprivileged_userns_clone and user.max_user_namespaces, or in a container its"
-            " seccomp and AppArmor profiles)");
+            " kernel.unprivileged_userns_clone and user.max_user_namespaces, in a container its"
+            " seccomp and AppArmor profiles, and whether this is a chroot)");
     } else if (WIFSIGNALED(status)) {
         log("bwrap was killed by signal " + std::to_string(WTERMSIG(status)));
     } else {
