@@ -16,7 +16,8 @@ class ZTEndPointManager;
 /// waits on the manager itself, the outer wait may call handlers for what the inner one has read.
 class ZT_API ZTEndPointHandler {
 public:
-    /// There is something to read from `endPoint`, or its other end has gone.
+    /// There is something to read from `endPoint`, or its other end has gone. The loop waits as
+    /// long as this does: a ZTIPCEndPoint whose socket blocks waits for the rest of half a frame.
     virtual int onEndPointReadable(ZTEndPoint* endPoint, ZTEndPointManager* manager) = 0;
 
     /// `endPoint` was found disconnected, and its reconnect() returned 0.

@@ -56,7 +56,8 @@ public:
     /// A loop in mode 0 spins when its deadline has passed or is too far ahead. Only mode 0 looks
     /// for lost endpoints, and their reconnect() runs here. A handler that opens a descriptor may
     /// get the number of one that was readable and is closed now: if that belongs to another
-    /// registered endpoint, its handler is called although nothing is there.
+    /// registered endpoint, its handler is called although nothing is there. The power management
+    /// does not read then.
     int waitForEndPoints(unsigned int deadline, unsigned int mode);
 
     /// Looks at every endpoint: one that is not connected is reconnected if its autoReconnect is

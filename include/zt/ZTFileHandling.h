@@ -104,8 +104,8 @@ public:
     int setCurrentSourceFile(const std::string& file);
     int setCurrentTargetFile(const std::string& file);
 
-    /// Mark the object as running, or the run as over. copyDir(), copyFile() and the end of a run do
-    /// so themselves; these start and end nothing.
+    /// Mark the object as running, or the run as over. copyDir(), copyFile() and the end of a run
+    /// do so themselves; these start and end nothing.
     void start();
     void setThreadEnd(bool end);
 

@@ -43,9 +43,9 @@ public:
     /// There is no time limit: a daemon that does not accept or does not answer is waited for. A
     /// short answer is not noticed: bytes that did not come are those of the request, so a get
     /// command stores zeros in their place. A daemon that hangs up while the command leaves raises
-    /// SIGPIPE, which ends the process by default: handle it (ZTSignalHandler) or ignore it. Nothing
-    /// is repeated after another signal (EINTR). Programs that another thread starts meanwhile
-    /// inherit the connection: the daemon sees its end only after theirs.
+    /// SIGPIPE, which ends the process by default: handle it (ZTSignalHandler) or ignore it.
+    /// Nothing is repeated after another signal (EINTR). Programs that another thread starts
+    /// meanwhile inherit the connection: the daemon sees its end only after theirs.
     static int sendMessage(ZTHealthManagementCommand command, void* data, bool waitForReply);
 };
 

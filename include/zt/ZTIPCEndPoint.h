@@ -23,9 +23,14 @@ struct FrameOutcome;
 /// endpoints for the connections that it accepts.
 ///
 /// One thread owns the endpoint and calls its operations. Beside it runs at most one listener
-/// thread, once there is a listener; its callback may use the endpoint, too. Time limits are in
-/// milliseconds; a negative one waits without limit, 0 does not wait. A signal handler that runs
-/// ends a wait, which then counts as failed. Names of sockets hold at most 108 bytes.
+/// thread, once there is a listener; its callback may use the endpoint, too, whatever the owner
+/// does at that time. Time limits are in milliseconds; a negative one waits without limit, 0 does
+/// not wait. A signal handler that runs ends a wait, which then counts as failed. Names of sockets
+/// hold at most 108 bytes. Programs that the process starts inherit the socket.
+///
+/// In a child made by fork() the destructor returns at once, and neither waits for the listener
+/// thread, which is the parent's, nor disturbs it. What else such an endpoint does there is
+/// undefined.
 ///
 /// No operation throws, but for std::bad_alloc, and what setMessageArrivalListener() says. Failures
 /// print a line in the section "zt_ipc_endpoint".
@@ -51,8 +56,8 @@ public:
 
     /// Takes over `descriptor`, a connected socket, and closes it one day.
     ///
-    /// 0; 20, and nothing is taken over, if it is negative or a string is empty. A descriptor that
-    /// the endpoint had before is closed.
+    /// 0; 20, and nothing is taken over, if it is negative or a string is empty, and so if
+    /// std::bad_alloc is thrown. A descriptor that the endpoint had before is closed.
     int initialize(int descriptor, const std::string& address, const std::string& peerAddress);
 
     /// Stops the listener thread as setMessageArrivalListener(nullptr) does, closes the socket and
@@ -133,17 +138,22 @@ public:
     /// Sets, replaces or (null) removes the listener, which stays the caller's.
     ///
     /// Setting one where there is none starts the thread "MsgArrivalLstnr", which receives with the
-    /// receive time-out and calls the listener, until the connection is lost. Connect first: on an
-    /// endpoint without connection the thread ends at once. Set a receive time-out first, too: with
-    /// 0 the thread polls without pause, and prints a line each time. A message that it begins to
-    /// receive it waits for, whatever the time-out.
+    /// receive time-out and calls the listener, until the connection is lost, be it by sending.
+    /// Connect first: on an endpoint without connection the thread ends at once. Set a receive
+    /// time-out first, too: with 0 the thread polls without pause, and prints a line each time. A
+    /// message of which a part has come it waits for, whatever the time-out, and whether or not the
+    /// socket blocks.
     ///
     /// When this returns, the old listener is not running and will not be called again, unless it
-    /// is the caller: then it is not called again. It therefore waits for a callback that runs;
-    /// do not hold what that needs. What has not arrived whole stays in the socket.
+    /// is the caller: then it is not called again. It therefore waits for a callback that runs,
+    /// also for one that has removed itself; do not hold what that needs. There is one thread at
+    /// most: a callback that removes the listener and sets one goes on with that. What has not
+    /// arrived whole stays in the socket.
     ///
-    /// 0; 10 if no thread can be had because the descriptors have run out. Throws
-    /// boost::thread_resource_error if the system starts no thread. Both leave no listener.
+    /// 0; 10 if no thread can be had because the descriptors have run out, and in a callback while
+    /// the owner removes the listener, deinitializes or destroys the endpoint. Throws
+    /// boost::thread_resource_error if the system starts no thread or has no mutex. All of these
+    /// leave no listener.
     int setMessageArrivalListener(ZTIPCMessageArrivalListener* listener);
 
     /// Null if there is none.
@@ -152,10 +162,9 @@ public:
     /// Holds the listener thread between two messages (false), so that the owner can receive
     /// itself, or lets it go on (true). Does nothing without a listener.
     ///
-    /// `false` waits until the thread has finished its pass, which takes as long as its receive
-    /// time-out, without limit if that is negative, and a callback that runs. A second `false`
-    /// waits until another thread says `true`. From inside the callback `false` does not wait: it
-    /// holds the thread once the callback returns.
+    /// `false` ends the thread's wait for a message, or for the rest of one, and waits for a
+    /// callback that runs. A second `false` waits until another thread says `true`. From inside the
+    /// callback `false` does not wait: it holds the thread once the callback returns.
     void setMessageArrivalListenerActive(bool active);
 
     /// What the listener thread runs; `endpoint` is its ZTIPCEndPoint.

@@ -42,6 +42,10 @@ public:
     /// endpoint that is not connected and has no descriptor; the connection then stays open for
     /// good, and the client waits in vain. Do not let an endpoint manager reconnect an accepted
     /// endpoint: it would bind the server's path.
+    ///
+    /// The endpoint's socket blocks: a handler of an endpoint manager that receives from it waits
+    /// for the rest of half a frame, as long as the peer likes. Make it non-blocking (O_NONBLOCK)
+    /// or set a listener, which does not hold up anybody.
     ZTIPCEndPoint* acceptConnection();
 
     /// The listening endpoint, which stays the server's. In an endpoint manager it is readable when

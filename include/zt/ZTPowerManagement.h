@@ -26,7 +26,8 @@ class ZTSignalListener;
 ///
 /// There is no lock: use it, and delete it, on the thread that runs the endpoint manager, or while
 /// that manager is not running. A daemon that hangs up while a record leaves raises SIGPIPE, which
-/// ends the process by default: handle it (ZTSignalHandler) or ignore it.
+/// ends the process by default: handle it (ZTSignalHandler) or ignore it. Programs that the process
+/// starts inherit the connection, and the daemon sees no hang-up before they have ended, too.
 class ZT_API ZTPowerManagement : public ZTEndPointHandler {
 public:
     /// Deleting does not remove the endpoint from its manager: delete the manager first, or use it
@@ -37,7 +38,9 @@ public:
     /// 0; 4 if there is no socket to be had; 14 if the daemon cannot be reached.
     virtual int init() = 0;
 
-    /// Closes the connection and forgets the listener. 0; 16 if the system's close fails.
+    /// Closes the connection and forgets the listener. 0; 16 if the system's close fails. It does
+    /// not last while a manager has the endpoint: that one's next look for lost endpoints connects
+    /// again.
     virtual int release() = 0;
 
     /// Who hears the signals from now on; null for nobody. The listener stays the caller's and must
@@ -73,8 +76,9 @@ public:
     /// Asks for the current power state: EVENT_POWER_STATE_1 or _2.
     virtual int getPowerState() = 0;
 
-    /// Registers the connection with `manager`, with this object as its handler. 0; 20 for null; 25
-    /// if the manager has an endpoint with the same descriptor.
+    /// Registers the connection with `manager`, with this object as its handler. Nothing but the
+    /// manager's end takes it out again. 0; 20 for null; 25 if the manager has an endpoint with the
+    /// same descriptor.
     virtual int subscribeToEndpointManager(ZTEndPointManager* manager) = 0;
 
     /// Not supported: always 11, and nothing is sent.

@@ -18,7 +18,9 @@ public:
     ~ZTPowerManagementInterfaceR7() override;
 
     /// Reads exactly one record, waiting if there is none, and hands it to the listener as a
-    /// signal.
+    /// signal. Reads nothing from a connection that was made after the beginning of the wait whose
+    /// outcome a manager is handing out on this thread: the next wait tells whether there is a
+    /// record.
     ///
     /// 0; the result of messageToEvent() or fireSignalToSubscribers() if not 0. A read that does
     /// not give 48 bytes closes the connection, prints "Socket was not opened!" and returns what

@@ -18,8 +18,8 @@ namespace ZT {
 /// peer that has gone fails with EPIPE and raises no SIGPIPE. Only what getNextSocketBuffer() and
 /// sending a message need memory for can throw, std::bad_alloc, and so can printing.
 ///
-/// Programs that the process starts inherit the sockets. What a child closes after fork() is its own
-/// copy: the parent's connection goes on.
+/// Programs that the process starts inherit the sockets. What a child closes after fork() is its
+/// own copy: the parent's connection goes on.
 class ZT_API ZTSocketLinux : public ZTSocket {
 public:
     /// What resetSocket() sets, and no socket.

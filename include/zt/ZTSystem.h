@@ -10,9 +10,10 @@ namespace ZT {
 /// Processes, commands, memory and the version of the system.
 ///
 /// Names and commands reach the shell as they are, with the rights of the process: never pass on
-/// what comes from outside unchecked. What holds a NUL is not run. A command is waited for without limit and inherits the open
-/// descriptors. While one runs by system(), SIGINT and SIGQUIT are ignored and SIGCHLD is blocked;
-/// in a process that ignores SIGCHLD its status is lost, and counts as a failure.
+/// what comes from outside unchecked. What holds a NUL is not run. A command is waited for without
+/// limit and inherits the open descriptors. While one runs by system(), SIGINT and SIGQUIT are
+/// ignored and SIGCHLD is blocked; in a process that ignores SIGCHLD its status is lost, and counts
+/// as a failure.
 ///
 /// Any thread may call. Nothing but std::bad_alloc is thrown.
 class ZT_API ZTSystem {

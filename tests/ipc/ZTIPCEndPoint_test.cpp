@@ -256,6 +256,12 @@ TEST_F(ZTIPCEndPointTest, InitializeBindsAndRemovesTheName)
     EXPECT_EQ(endPoint.getEndPointAddress(), "/a/name");
 }
 
+TEST_F(ZTIPCEndPointTest, ProgramsThatAreStartedInheritTheSocket)
+{
+    ASSERT_EQ(endPoint.initialize(folder / "own", false), 0);
+    EXPECT_EQ(fcntl(endPoint.getReadEndPointID(), F_GETFD), 0);
+}
+
 TEST_F(ZTIPCEndPointTest, InitializeForAServerRemovesStaleFilesAndKeepsTheName)
 {
     const RecordedSetUp setUp;

@@ -298,3 +298,25 @@ TEST_F(ZTIPCServerTest, AnEndPointManagerTellsOfAWaitingClient)
     ASSERT_NE(handler.accepted, nullptr);
     EXPECT_TRUE(handler.accepted->isConnected());
 }
+
+TEST_F(ZTIPCServerTest, AnAcceptedSocketBlocksAndIsInherited)
+{
+    ASSERT_EQ(server.initialize(path), 0);
+    ASSERT_TRUE(reaches(server, "client"));
+    EXPECT_EQ(fcntl(accepted->getReadEndPointID(), F_GETFL) & O_NONBLOCK, 0);
+    EXPECT_EQ(fcntl(accepted->getReadEndPointID(), F_GETFD), 0);
+}
+
+TEST_F(ZTIPCServerTest, AnAcceptedSocketThatDoesNotBlockGives8ForHalfAFrame)
+{
+    ASSERT_EQ(server.initialize(path), 0);
+    ASSERT_TRUE(reaches(server, "client"));
+    fcntl(accepted->getReadEndPointID(), F_SETFL, O_NONBLOCK);
+    ASSERT_EQ(write(client.getWriteEndPointID(), "half", 4), 4);
+    IPCMessage message{};
+    EXPECT_EQ(accepted->receiveMessage(&message, -1), 8);
+    EXPECT_TRUE(accepted->isConnected());
+    EXPECT_THAT(diagnostics.take(),
+                ElementsAre(Line{1, "zt_ipc_endpoint",
+                                 "receiveMessage() Incomplete message header received."}));
+}

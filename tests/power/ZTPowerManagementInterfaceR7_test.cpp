@@ -12,6 +12,7 @@
 
 #include <array>
 #include <cerrno>
+#include <fcntl.h>
 #include <functional>
 #include <future>
 #include <gmock/gmock.h>
@@ -675,6 +676,19 @@ TEST_F(InterfaceTest, ARecoveryConnectsTwice)
     EXPECT_EQ(first->receive(), "") << "the manager's connection, closed again";
     EXPECT_EQ(power->getPowerState(), 0);
     EXPECT_EQ(second->receive(), std::string(RecordBytes(8)));
+}
+
+TEST_F(InterfaceTest, ReleasingDoesNotLastWhileAManagerHasTheEndPoint)
+{
+    EXPECT_EQ(power->release(), 0);
+    EXPECT_EQ(power->getPowerState(), 7);
+    manager.handleDisconnectedEndPoints();
+    EXPECT_EQ(power->getPowerState(), 0);
+}
+
+TEST_F(InterfaceTest, ProgramsThatAreStartedInheritTheConnection)
+{
+    EXPECT_EQ(fcntl(ownDescriptor(), F_GETFD), 0);
 }
 
 TEST_F(InterfaceTest, ADaemonThatStaysAwayIsTriedAtEveryCheck)
