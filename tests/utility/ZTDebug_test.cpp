@@ -13,6 +13,7 @@
 #include <gmock/gmock.h>
 #include <malloc.h>
 #include <sys/syscall.h>
+#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -498,4 +499,84 @@ TEST_F(ZTDebugTest, AnUnwantedLineAndARegistrationDoNotWaitForARunningSink)
     EXPECT_EQ(ZTDebug::getDebugSectionKey("zt_pipe"), pipeSection);
     gate.leave.set_value();
     printer.join();
+}
+
+// Children made by fork()
+
+namespace {
+
+// Whether a child that does this ends by itself.
+bool doesChildEnd(const std::function<void()>& action)
+{
+    const pid_t child = fork();
+    if (child == 0) {
+        alarm(60);
+        action();
+        _exit(0);
+    }
+    int status = -1;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    return status == 0;
+}
+
+} // namespace
+
+TEST_F(ZTDebugTest, AChildPrintsThoughAThreadOfItsParentWasPrinting)
+{
+    struct Gate {
+        std::promise<void> entered;
+        std::promise<void> leave;
+        const pid_t parent = getpid();
+    } gate;
+    const auto wait = [](void* context, int, const char*, const char*) {
+        auto& passed = *static_cast<Gate*>(context);
+        if (getpid() == passed.parent) {
+            passed.entered.set_value();
+            passed.leave.get_future().wait();
+        }
+    };
+    ZTDebug::setSink(wait, &gate);
+    std::thread printer([this] { ZTDebug::debugPrintError(1, pipeSection, "line"); });
+    gate.entered.get_future().wait();
+    EXPECT_TRUE(doesChildEnd([this] {
+        if (ZTDebug::debugPrintError(1, pipeSection, "child's") != 0) {
+            _exit(1);
+        }
+        ZTDebug::setSink(nullptr, nullptr);
+    }));
+    gate.leave.set_value();
+    printer.join();
+}
+
+TEST_F(ZTDebugTest, AChildRegistersAndPrintsThoughThreadsOfItsParentWere)
+{
+    std::atomic<bool> isOver{false};
+    std::thread registering([&isOver] {
+        for (int i = 0; !isOver; ++i) {
+            ZTDebug::insertNewDebugSection("zt_" + std::to_string(i % 1000));
+        }
+    });
+    for (int i = 0; i < 200; ++i) {
+        EXPECT_TRUE(doesChildEnd([this] {
+            if (ZTDebug::insertNewDebugSection("zt_pipe") != pipeSection) {
+                _exit(1);
+            }
+        }));
+    }
+    isOver = true;
+    registering.join();
+}
+
+TEST_F(ZTDebugTest, AChildThatASinkMakesPrintsInTheSinkToo)
+{
+    const auto makeChild = [](void* context, int, const char*, const char*) {
+        *static_cast<bool*>(context) =
+            doesChildEnd([] { ZTDebug::debugPrintError(1, 0, "child's"); });
+    };
+    bool hasEnded = false;
+    ZTDebug::setSink(makeChild, &hasEnded);
+    StderrCapture capture;
+    ZTDebug::debugPrintError(1, pipeSection, "parent's");
+    EXPECT_EQ(capture.text(), "2026-11-21 09:12:13.123 1 ? child's\n");
+    EXPECT_TRUE(hasEnded);
 }

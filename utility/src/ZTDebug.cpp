@@ -16,9 +16,12 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <new>
+#include <pthread.h>
 #include <string_view>
 #include <syslog.h>
 #include <system_error>
+#include <thread>
 #include <unistd.h>
 #include <vector>
 
@@ -82,6 +85,10 @@ public:
         const std::lock_guard lock(mutex);
         return key < sections.size() ? sections[key] : sections.front();
     }
+
+    // Around a fork(), so that the child finds them whole.
+    void hold() { mutex.lock(); }
+    void letGo() { mutex.unlock(); }
 
 private:
     void append(const std::string& name)
@@ -160,15 +167,16 @@ private:
     int descriptor = -1; // until the first line
 };
 
-class SetWhileAlive {
+// Who is in the sink.
+class Caller {
 public:
-    explicit SetWhileAlive(bool& flag) : flag(flag) { flag = true; }
-    ~SetWhileAlive() { flag = false; }
-    SetWhileAlive(const SetWhileAlive&) = delete;
-    SetWhileAlive& operator=(const SetWhileAlive&) = delete;
+    explicit Caller(std::thread::id& noted) : noted(noted) { noted = std::this_thread::get_id(); }
+    ~Caller() { noted = std::thread::id(); }
+    Caller(const Caller&) = delete;
+    Caller& operator=(const Caller&) = delete;
 
 private:
-    bool& flag;
+    std::thread::id& noted;
 };
 
 class Output {
@@ -178,10 +186,10 @@ public:
     bool print(int level, const std::string& section, const std::string& text)
     {
         const std::lock_guard lock(mutex);
-        if (sink == nullptr || inSink) {
+        if (sink == nullptr || inSink == std::this_thread::get_id()) {
             return destination.print(level, lineOf(level, section, text));
         }
-        const SetWhileAlive calling(inSink);
+        const Caller calling(inSink);
         sink(context, level, section.c_str(), text.c_str());
         return true;
     }
@@ -193,17 +201,20 @@ public:
         context = newContext;
     }
 
+    // In a child made by fork(), where the thread that held the lock may not be.
+    void forgetLock() { new (&mutex) std::recursive_mutex; }
+
 private:
     // Held for a whole line, for a pipe may mix long writes. Recursive, for a sink may call back.
     std::recursive_mutex mutex;
     ZTDebug::Sink sink = nullptr;
     void* context = nullptr;
-    bool inSink = false;
+    std::thread::id inSink;
     Destination destination;
 };
 
 struct Debug {
-    Debug() { shownLevel = levelOf(environment("ZT_DEBUG_LEVEL")); }
+    Debug();
 
     Sections sections{environment("ZT_DEBUG_SECTIONS")};
     Output output{environment("ZT_DEBUG_OUTPUT")};
@@ -214,6 +225,16 @@ Debug& debug()
 {
     static Debug& instance = *new Debug;
     return instance;
+}
+
+Debug::Debug()
+{
+    shownLevel = levelOf(environment("ZT_DEBUG_LEVEL"));
+    pthread_atfork([] { debug().sections.hold(); }, [] { debug().sections.letGo(); },
+                   [] {
+                       debug().sections.letGo();
+                       debug().output.forgetLock();
+                   });
 }
 
 bool isShown(int level)

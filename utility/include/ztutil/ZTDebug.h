@@ -10,8 +10,9 @@ namespace ZT {
 /// Prints diagnostic lines: each has a level (1 a failure, 4 a trace) and belongs to a section, the
 /// name of the part that prints it, so that a user can choose what to see.
 ///
-/// All calls are safe from any thread, and from static constructors and destructors. They are not
-/// for signal handlers, nor between fork and exec in a program with several threads.
+/// All calls are safe from any thread, from static constructors and destructors, and in a child
+/// made by fork(), whatever other threads of its parent were printing. They are not for signal
+/// handlers.
 ///
 /// The environment is read once, by the first call of any of these; a set-user-ID program ignores
 /// it:
