@@ -33,6 +33,7 @@ namespace {
 enum class Moment {
     BEFORE_ITS_FIRST_WAIT,
     HOLDS_THE_MUTEX,
+    HOLDS_THE_CONDITIONS_MUTEX,
     WAITS,
     LISTS,
     OPENS_THE_SOURCE,
@@ -70,7 +71,12 @@ public:
         fs::create_directory(target);
         writeAll(source + "/a", "1");
         listener.onProgress = [this] { holdAt(Moment::IN_COPY_PROGRESS); };
-        listener.onFinished = [this] { holdAt(Moment::IN_COPY_FINISHED); };
+        listener.onFinished = [this] {
+            holdAt(Moment::IN_COPY_FINISHED);
+            if (this->moment == Moment::WAITS) {
+                mayGoOn.await(); // what ends the wait does not end the run at once
+            }
+        };
         EXPECT_EQ(isOfAFolder ? copyDir(listener) : copyFile(listener), 0);
         reached.await();
     }
@@ -124,6 +130,7 @@ public:
         switch (moment) {
         case Moment::BEFORE_ITS_FIRST_WAIT:
         case Moment::HOLDS_THE_MUTEX:
+        case Moment::HOLDS_THE_CONDITIONS_MUTEX:
         case Moment::WAITS:
             return {"finished 0"};
         case Moment::LISTS:
@@ -163,32 +170,35 @@ private:
 
     int lock(pthread_mutex_t* mutex)
     {
-        if (!isTests && !isReached) {
-            if (isIn(handling, mutex)) {
-                ++locks;
-                holdAt(locks == 1 ? Moment::BEFORE_ITS_FIRST_WAIT : Moment::HOLDS_THE_MUTEX);
-            } else if (isHeldAfterItsEnd() && handling->isThreadEnded()) {
-                holdAt(Moment::AFTER_SET_THREAD_END);
-            }
+        if (isTests || isReached) {
+            return interposed::pthread_mutex_lock.real(mutex);
         }
-        return interposed::pthread_mutex_lock.real(mutex);
+        if (isHeldAfterItsEnd() && handling->isThreadEnded()) {
+            holdAt(Moment::AFTER_SET_THREAD_END);
+        }
+        const bool isOwn = isIn(handling, mutex);
+        if (isOwn) {
+            holdAt(Moment::BEFORE_ITS_FIRST_WAIT);
+        }
+        const int result = interposed::pthread_mutex_lock.real(mutex);
+        if (isOwn) {
+            holdAt(Moment::HOLDS_THE_MUTEX);
+        }
+        return result;
     }
 
     int wait(pthread_cond_t* condition, pthread_mutex_t* mutex)
     {
+        holdAt(Moment::HOLDS_THE_CONDITIONS_MUTEX);
         reach(Moment::WAITS);
-        int result = ETIMEDOUT;
-        do {
-            const timespec deadline = inAMillisecond();
-            result = interposed::pthread_cond_timedwait.real(condition, mutex, &deadline);
-        } while (result == ETIMEDOUT && !ticking);
-        return result;
+        const timespec deadline = inAMillisecond();
+        const int result = interposed::pthread_cond_timedwait.real(condition, mutex, &deadline);
+        return result == ETIMEDOUT && !ticking ? 0 : result; // as if woken by nobody
     }
 
     const Moment moment;
     std::atomic<bool> isReached{false};
     std::atomic<bool> ticking{true};
-    std::atomic<int> locks{0};
     Event reached;
     Event mayGoOn;
     const TemporaryFolder folder;
@@ -236,9 +246,9 @@ void atEach(const std::vector<Moment>& moments, const Check& check)
     }
 }
 
-// A stop() waits for the mutex, so where the thread holds that, the test must not wait for a
-// stop().
-void atEachWithoutTheMutex(const Check& check)
+// A stop() waits for each of the mutexes, so where the thread holds one, the test must not wait for
+// a stop().
+void atEachWithoutAMutex(const Check& check)
 {
     atEach({Moment::BEFORE_ITS_FIRST_WAIT, Moment::WAITS, Moment::LISTS, Moment::OPENS_THE_SOURCE,
             Moment::IN_COPY_PROGRESS, Moment::IN_COPY_FINISHED, Moment::AFTER_SET_THREAD_END},
@@ -247,8 +257,8 @@ void atEachWithoutTheMutex(const Check& check)
 
 void atEach(const Check& check)
 {
-    atEachWithoutTheMutex(check);
-    atEach({Moment::HOLDS_THE_MUTEX}, check);
+    atEachWithoutAMutex(check);
+    atEach({Moment::HOLDS_THE_MUTEX, Moment::HOLDS_THE_CONDITIONS_MUTEX}, check);
 }
 
 void expectFlags(const ZTFileHandling& handling, bool isRunning, bool isThreadEnded)
@@ -280,7 +290,7 @@ TEST(ZTFileHandlingLifetime, GettersTellWhatTheRunIsDoing)
 
 TEST(ZTFileHandlingLifetime, StopEndsTheRunAndIsThreadEndedStaysFalseIfItCameTooLate)
 {
-    atEachWithoutTheMutex([](HeldRun& run) {
+    atEachWithoutAMutex([](HeldRun& run) {
         run.handling->stop();
         expectFlags(*run.handling, false, false);
         run.letGo();
@@ -292,7 +302,7 @@ TEST(ZTFileHandlingLifetime, StopEndsTheRunAndIsThreadEndedStaysFalseIfItCameToo
 
 TEST(ZTFileHandlingLifetime, StopFollowedAtOnceByStartEndsTheRun)
 {
-    atEachWithoutTheMutex([](HeldRun& run) {
+    atEachWithoutAMutex([](HeldRun& run) {
         run.handling->stop();
         run.handling->start();
         expectFlags(*run.handling, true, false);
@@ -305,7 +315,7 @@ TEST(ZTFileHandlingLifetime, StopFollowedAtOnceByStartEndsTheRun)
 
 TEST(ZTFileHandlingLifetime, StopFollowedAtOnceBySetThreadEndEndsTheRun)
 {
-    atEachWithoutTheMutex([](HeldRun& run) {
+    atEachWithoutAMutex([](HeldRun& run) {
         run.handling->stop();
         run.handling->setThreadEnd(false);
         expectFlags(*run.handling, false, false);
