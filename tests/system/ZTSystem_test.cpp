@@ -299,6 +299,26 @@ TEST(ZTSystem, GetSystemCommandOutputEndsWhenReadingIsNotPossible)
     EXPECT_EQ(outputOf("a command"), "") << "a folder cannot be read";
 }
 
+TEST(ZTSystem, GetSystemCommandOutputKeepsWhatCameBeforeReadingFailed)
+{
+    const cookie_read_function_t* const readOnce = [](void* count, char* buffer,
+                                                      size_t) -> ssize_t {
+        if (++*static_cast<int*>(count) == 1) {
+            std::memcpy(buffer, "abc", 3);
+            return 3;
+        }
+        errno = EIO;
+        return -1;
+    };
+    int count = 0;
+    const Interpose opening(interposed::popen, [&](auto...) {
+        return fopencookie(&count, "r", {readOnce, nullptr, nullptr, nullptr});
+    });
+    const Interpose closing(interposed::pclose, [](std::FILE* file) { return std::fclose(file); });
+    EXPECT_EQ(outputOf("a command"), "abc");
+    EXPECT_EQ(count, 2);
+}
+
 // --------------------------------------------------------------------- process, version, memory
 
 TEST(ZTSystem, GetProcessIDIsThatOfTheProcess)
