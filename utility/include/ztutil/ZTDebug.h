@@ -52,8 +52,8 @@ public:
     /// Prints the text as one line, whatever its length. A level below 1 is taken as 1; the section
     /// of an unknown key is "?". Leaves errno as it was, throws nothing.
     ///
-    /// Returns 0 if the line went out or is not wanted, 1 if it could not be written whole. A line
-    /// above the level costs one atomic load and is not formatted.
+    /// Returns 0 if the line went out or is not wanted, 1 if it could not be written whole; syslog
+    /// does not tell, so 0. A line above the level costs one atomic load and is not formatted.
     static int debugPrintError(int level, unsigned int key, const char* format, ...)
         __attribute__((format(printf, 3, 4)));
 
