@@ -62,6 +62,22 @@ void operator delete(void* memory, std::size_t /*size*/) noexcept
     operator delete(memory);
 }
 
+// As the standard library's do; a sanitizer's go their own ways.
+void* operator new[](std::size_t size)
+{
+    return operator new(size);
+}
+
+void operator delete[](void* memory) noexcept
+{
+    operator delete(memory);
+}
+
+void operator delete[](void* memory, std::size_t /*size*/) noexcept
+{
+    operator delete(memory);
+}
+
 namespace {
 
 // Lets the first allocation of the action fail, then the second and so on, until it takes no more.
