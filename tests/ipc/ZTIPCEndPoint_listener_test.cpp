@@ -780,9 +780,13 @@ protected:
 
 TEST_P(WhileTheThread, RemovingEndsItAndLeavesTheConnectionToTheOwner)
 {
+    const int waitsBefore = waits;
     await([this] { EXPECT_EQ(endPoint->setMessageArrivalListener(nullptr), 0); });
     EXPECT_EQ(listener.arrived(), arrivedBefore());
     EXPECT_EQ(endPoint->getMessageArrivalListener(), nullptr);
+    if (GetParam() != State::Polls) {
+        EXPECT_EQ(waits, waitsBefore) << "it has made a further pass";
+    }
     EXPECT_EQ(openDescriptors(), descriptorsBefore);
     awaitEndOfThread();
     send();
