@@ -10,8 +10,9 @@ class ZTLock;
 /// Lets a thread that holds a ZTLock sleep until another thread notifies it.
 ///
 /// Any number of threads may wait, each with a lock of its own over the same ZTMutex. Notifying may
-/// be done with or without that mutex. Nobody may wait when the object is deleted. A wait also ends
-/// without a notification now and then: test in a loop what you wait for.
+/// be done with or without that mutex. Nobody may wait when the object is deleted, but threads of
+/// the parent in a child made by fork(). A wait also ends without a notification now and then: test
+/// in a loop what you wait for.
 ///
 /// In a thread that ZTThread::startThread() started both waits are interruption points:
 /// boost::thread_interrupted comes out of them with the mutex held. boost::condition_error comes

@@ -10,6 +10,9 @@ namespace ZT {
 /// It is not recursive: a thread that locks a mutex it already holds waits for itself forever. The
 /// thread that locked must be the one that unlocks, and nobody may hold the mutex when it is
 /// deleted. All operations may be called from any thread. None is an interruption point.
+///
+/// In a child made by fork() a mutex that another thread held stays locked for good; it may be
+/// deleted there.
 class ZT_API ZTMutex {
 public:
     virtual ~ZTMutex();

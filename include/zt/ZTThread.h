@@ -15,6 +15,9 @@ namespace ZT {
 ///
 /// Deleting the object while its thread runs detaches the thread: it runs on, and its function must
 /// not touch the object again.
+///
+/// A child made by fork() has none of its parent's threads: all that it may do with the object of
+/// one is to delete it, which does nothing to the parent's thread.
 class ZT_API ZTThread {
 public:
     virtual ~ZTThread();

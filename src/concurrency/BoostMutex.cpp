@@ -8,18 +8,18 @@ BoostMutex::~BoostMutex() = default;
 
 int BoostMutex::lock()
 {
-    mutex.lock();
+    mutex->lock();
     return 0;
 }
 
 bool BoostMutex::try_lock()
 {
-    return mutex.try_lock();
+    return mutex->try_lock();
 }
 
 int BoostMutex::unlock()
 {
-    mutex.unlock();
+    mutex->unlock();
     return 0;
 }
 

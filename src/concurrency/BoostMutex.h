@@ -1,6 +1,7 @@
 #ifndef ZT_BOOSTMUTEX_H
 #define ZT_BOOSTMUTEX_H
 
+#include "concurrency/ForkSafe.h"
 #include "zt/ZTMutex.h"
 
 #include <boost/thread/mutex.hpp>
@@ -16,10 +17,10 @@ public:
     bool try_lock() override;
     int unlock() override;
 
-    boost::mutex& getBoostMutex() { return mutex; }
+    boost::mutex& getBoostMutex() { return *mutex; }
 
 private:
-    boost::mutex mutex;
+    ForkSafe<boost::mutex> mutex;
 };
 
 } // namespace ZT

@@ -1,6 +1,7 @@
 #ifndef ZT_BOOSTSHAREDMUTEX_H
 #define ZT_BOOSTSHAREDMUTEX_H
 
+#include "concurrency/ForkSafe.h"
 #include "zt/ZTSharedMutex.h"
 
 #include <boost/thread/shared_mutex.hpp>
@@ -20,7 +21,7 @@ public:
     int unlock_shared() override;
 
 private:
-    boost::shared_mutex mutex;
+    ForkSafe<boost::shared_mutex> mutex;
 };
 
 } // namespace ZT

@@ -8,6 +8,7 @@
 #include <csignal>
 #include <iostream>
 #include <pthread.h>
+#include <unistd.h>
 
 namespace ZT {
 
@@ -33,11 +34,12 @@ int withNativeHandle(boost::thread& thread, Call call)
 
 } // namespace
 
-BoostThread::BoostThread(const std::string& name) : handle(nullptr), name(name) {}
+BoostThread::BoostThread(const std::string& name) : handle(nullptr), name(name), process(0) {}
 
 BoostThread::~BoostThread()
 {
-    if (handle != nullptr) {
+    // In a child made by fork() there is no such thread, and it may have held what detaching locks.
+    if (handle != nullptr && process == getpid()) {
         handle->detach();
         delete handle;
     }
@@ -46,6 +48,7 @@ BoostThread::~BoostThread()
 int BoostThread::startThread(void (*function)(void*), void* argument)
 {
     handle = new boost::thread(function, argument);
+    process = getpid();
     if (name.empty() || name.size() > LONGEST_SYSTEM_NAME) {
         return 0;
     }

@@ -3,6 +3,8 @@
 
 #include "zt/ZTThread.h"
 
+#include <sys/types.h>
+
 namespace boost {
 class thread;
 }
@@ -32,6 +34,7 @@ private:
 
     boost::thread* handle;
     std::string name;
+    pid_t process; // in which the thread runs; a child made by fork() has another one
 };
 
 } // namespace ZT

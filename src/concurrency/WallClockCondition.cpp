@@ -35,14 +35,14 @@ WallClockCondition::WallClockCondition()
 {
     // Boost has chosen the clock of its condition; the default is the wall clock. An initialiser,
     // unlike pthread_cond_init(), cannot fail and leave none behind.
-    pthread_cond_t* const native = condition.native_handle();
+    pthread_cond_t* const native = condition->native_handle();
     pthread_cond_destroy(native);
     new (native) pthread_cond_t PTHREAD_COND_INITIALIZER;
 }
 
 bool WallClockCondition::waitUntil(Lock& lock, const boost::system_time& deadline)
 {
-    return waitOnce(condition, &boost::condition_variable::do_wait_until, lock,
+    return waitOnce(*condition, &boost::condition_variable::do_wait_until, lock,
                     timeSinceEpoch(deadline));
 }
 

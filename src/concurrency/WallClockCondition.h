@@ -1,6 +1,8 @@
 #ifndef ZT_WALLCLOCKCONDITION_H
 #define ZT_WALLCLOCKCONDITION_H
 
+#include "concurrency/ForkSafe.h"
+
 #include <boost/thread/condition_variable.hpp>
 #include <boost/thread/lock_types.hpp>
 #include <boost/thread/mutex.hpp>
@@ -16,16 +18,16 @@ public:
 
     WallClockCondition();
 
-    void notify_one() { condition.notify_one(); }
-    void notify_all() { condition.notify_all(); }
-    void wait(Lock& lock) { condition.wait(lock); }
+    void notify_one() { condition->notify_one(); }
+    void notify_all() { condition->notify_all(); }
+    void wait(Lock& lock) { condition->wait(lock); }
 
     /// One wait; false if the system said that the time ran out, whatever the clock says then.
     /// As Boost's own waits it is an interruption point and throws boost::condition_error.
     bool waitUntil(Lock& lock, const boost::system_time& deadline);
 
 private:
-    boost::condition_variable condition;
+    ForkSafe<boost::condition_variable> condition;
 };
 
 } // namespace ZT

@@ -4,6 +4,7 @@
 #include "support/CapturedStream.h"
 #include "support/Event.h"
 #include "support/FakeClocks.h"
+#include "support/ForkedChild.h"
 #include "support/Interpose.h"
 #include "support/Layout.h"
 #include "support/Locking.h"
@@ -81,7 +82,7 @@ protected:
     }
 
     const std::unique_ptr<ZTMutex> mutex{ZTMutex::create()};
-    const std::unique_ptr<ZTConditionVariable> condition{ZTConditionVariable::create()};
+    std::unique_ptr<ZTConditionVariable> condition{ZTConditionVariable::create()};
     int waiting = 0;
     int wakeUps = 0;
     bool released = false;
@@ -401,6 +402,21 @@ TEST_F(ZTConditionVariableTest, AnInterruptedTimedWaitKeepsWhatRemained)
     interrupting.happen();
     thread.join();
     EXPECT_EQ(remaining, 424242U);
+}
+
+TEST_F(ZTConditionVariableTest, CanBeDeletedInAForkedChildWhileThreadsOfTheParentWait)
+{
+    std::vector<std::thread> threads;
+    startWaiting(threads, 2);
+    EXPECT_TRUE(succeedsInForkedChild([this] { condition.reset(); }));
+    {
+        const ZTAutoLock lock(mutex.get());
+        released = true;
+    }
+    condition->notify_all();
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
 }
 
 TEST_F(ZTConditionVariableTest, ABoundedQueueHandsEverythingOverInOrder)

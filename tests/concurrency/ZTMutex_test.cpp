@@ -2,6 +2,7 @@
 
 #include "concurrency/BoostMutex.h"
 #include "support/Event.h"
+#include "support/ForkedChild.h"
 #include "support/Interpose.h"
 #include "support/Locking.h"
 
@@ -73,6 +74,36 @@ TEST(ZTMutex, ExcludesManyThreadsFromEachOther)
     first.join();
     second.join();
     EXPECT_EQ(counter, 20000);
+}
+
+TEST(ZTMutex, IsNotRecursive)
+{
+    const auto mutex = newMutex();
+    mutex->lock();
+    EXPECT_FALSE(mutex->try_lock());
+    mutex->unlock();
+}
+
+TEST(ZTMutex, StaysLockedInAForkedChildAndCanBeDeletedThere)
+{
+    auto mutex = newMutex();
+    Event locked;
+    Event unlocking;
+    std::thread holder([&] {
+        mutex->lock();
+        locked.happen();
+        unlocking.await();
+        mutex->unlock();
+    });
+    locked.await();
+    EXPECT_TRUE(succeedsInForkedChild([&] {
+        EXPECT_FALSE(mutex->try_lock());
+        mutex.reset();
+    }));
+    unlocking.happen();
+    holder.join();
+    EXPECT_TRUE(mutex->try_lock());
+    mutex->unlock();
 }
 
 TEST(ZTMutex, IsABoostMutexBehindItsInterface)

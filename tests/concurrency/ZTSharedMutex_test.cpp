@@ -2,6 +2,7 @@
 
 #include "concurrency/BoostSharedMutex.h"
 #include "support/Event.h"
+#include "support/ForkedChild.h"
 #include "support/Interpose.h"
 #include "support/Locking.h"
 #include "support/StartedThread.h"
@@ -45,7 +46,7 @@ protected:
         }
     }
 
-    const std::unique_ptr<ZTSharedMutex> mutex{ZTSharedMutex::create()};
+    std::unique_ptr<ZTSharedMutex> mutex{ZTSharedMutex::create()};
 };
 
 } // namespace
@@ -140,6 +141,68 @@ TEST_F(ZTSharedMutexTest, TheLastReaderLetsTheWriterIn)
 }
 
 TEST_F(ZTSharedMutexTest, AnAutoLockTakesItSharedOrExclusivelyByTheStaticType)
+TEST_F(ZTSharedMutexTest, AWaitingWriterHasItsChanceButNoGuaranteedTurn)
+{
+    Event readerIsIn;
+    static thread_local bool isWriter = false;
+    // The writer wakes up late, as it may.
+    const Interpose late(interposed::pthread_cond_wait,
+                         [&](pthread_cond_t* condition, pthread_mutex_t* stateMutex) {
+                             if (!std::exchange(isWriter, false)) {
+                                 return interposed::pthread_cond_wait.real(condition, stateMutex);
+                             }
+                             pthread_mutex_unlock(stateMutex);
+                             readerIsIn.await();
+                             return pthread_mutex_lock(stateMutex);
+                         });
+    bool written = false;
+    mutex->lock_shared();
+    StartedThread writer([&] {
+        isWriter = true;
+        mutex->lock();
+        written = true;
+        mutex->unlock();
+    });
+    awaitWriter();
+    StartedThread reader([&] {
+        mutex->lock_shared();
+        EXPECT_FALSE(written);
+        readerIsIn.happen();
+        mutex->unlock_shared();
+    });
+    mutex->unlock_shared();
+    reader.join();
+    writer.join();
+    EXPECT_TRUE(written);
+}
+
+TEST_F(ZTSharedMutexTest, IsRecursiveInNeitherMode)
+{
+    mutex->lock();
+    EXPECT_FALSE(mutex->try_lock());
+    EXPECT_FALSE(mutex->try_lock_shared());
+    mutex->unlock();
+    mutex->lock_shared();
+    EXPECT_FALSE(mutex->try_lock()) << "a shared holder cannot become the exclusive one";
+    mutex->unlock_shared();
+}
+
+TEST_F(ZTSharedMutexTest, StaysLockedInAForkedChildAndCanBeDeletedThere)
+{
+    mutex->lock_shared();
+    StartedThread writer([this] {
+        mutex->lock();
+        mutex->unlock();
+    });
+    awaitWriter();
+    EXPECT_TRUE(succeedsInForkedChild([this] {
+        EXPECT_FALSE(mutex->try_lock());
+        mutex.reset();
+    }));
+    mutex->unlock_shared();
+    writer.join();
+}
+
 {
     {
         const ZTAutoLock shared(mutex.get());

@@ -4,6 +4,7 @@
 #include "support/CapturedStream.h"
 #include "support/Event.h"
 #include "support/FakeClocks.h"
+#include "support/ForkedChild.h"
 #include "support/Interpose.h"
 #include "support/Layout.h"
 #include "support/StartedThread.h"
@@ -24,6 +25,7 @@
 #include <string>
 #include <thread>
 #include <utility>
+#include <unistd.h>
 
 using ZT::ZTThread;
 
@@ -329,6 +331,87 @@ TEST(ZTThread, DeletingAnEndedThreadIsQuiet)
 }
 
 TEST(ZTThread, SetPriorityMapsTheLibrarysPolicyNumbers)
+TEST(ZTThread, CanBeDeletedInAForkedChildWhateverTheThreadOfTheParentHolds)
+{
+    auto thread = newThread(""); // a name would wait for what is held
+    Event holding;
+    Event ending;
+    std::function<void()> body = [&] {
+        const boost::lock_guard<boost::mutex> lock(
+            boost::detail::get_current_thread_data()->data_mutex);
+        holding.happen();
+        ending.await();
+    };
+    thread->startThread(runBody, &body);
+    holding.await();
+    EXPECT_TRUE(succeedsInForkedChild([&] { thread.reset(); }));
+    ending.happen();
+    thread->join();
+}
+
+TEST(ZTThreadDeathTest, AnExceptionThatLeavesTheFunctionEndsTheProcess)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_DEATH(
+        {
+            const auto thread = newThread();
+            thread->startThread([](void*) { throw std::runtime_error("leave"); }, nullptr);
+            thread->join();
+        },
+        "terminate called after throwing an instance of 'std::runtime_error'");
+}
+
+TEST(ZTThreadDeathTest, ANullFunctionEndsTheProcess)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_DEATH(
+        {
+            const auto thread = newThread();
+            thread->startThread(nullptr, nullptr);
+            thread->join();
+        },
+        "");
+}
+
+TEST(ZTThreadDeathTest, ASignalWithoutAHandlerHitsTheWholeProcess)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            WaitingThread thread;
+            thread->sendSignal(SIGUSR2);
+        },
+        testing::KilledBySignal(SIGUSR2), "");
+}
+
+TEST(ZTThread, AnInterruptionThatLeavesTheFunctionEndsTheThreadAlone)
+{
+    StartedThread thread([] { ZTThread::sleep(0); });
+    thread.interrupt();
+    thread.join();
+}
+
+TEST(ZTThread, AForkedChildDetachesTheThreadsOfItsOwn)
+{
+    EXPECT_TRUE(succeedsInForkedChild([] {
+        auto thread = newThread();
+        thread->startThread(
+            [](void*) {
+                for (;;) {
+                    pause();
+                }
+            },
+            nullptr);
+        const pthread_t native = startedThread(*thread)->native_handle();
+        thread.reset();
+        pthread_attr_t attributes;
+        EXPECT_EQ(pthread_getattr_np(native, &attributes), 0);
+        int state = -1;
+        pthread_attr_getdetachstate(&attributes, &state);
+        EXPECT_EQ(state, PTHREAD_CREATE_DETACHED);
+    }));
+}
+
 {
     WaitingThread thread;
     int policy = -1;

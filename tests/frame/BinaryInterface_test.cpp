@@ -113,7 +113,7 @@ TEST(BinaryInterface, ZTThread)
     EXPECT_EQ(fieldAt<void*>(&thread, sizeof(void*)), nullptr);
     const void* name = reinterpret_cast<const char*>(&thread) + 2 * sizeof(void*);
     EXPECT_EQ(*static_cast<const std::string*>(name), "a name");
-    EXPECT_EQ(sizeof(BoostThread), 2 * sizeof(void*) + sizeof(std::string));
+    EXPECT_EQ(sizeof(BoostThread), 3 * sizeof(void*) + sizeof(std::string));
 }
 
 TEST(BinaryInterface, ZTEndPoint)
