@@ -26,6 +26,9 @@ public:
     /// caller's and must live as long as the function uses it. A name of 1 to 15 characters shows
     /// in the system's thread lists; another name is not applied.
     ///
+    /// A null function, and an exception that leaves the function, end the process;
+    /// boost::thread_interrupted ends the thread alone.
+    ///
     /// Returns 0; 10 if no thread is there after it was named. Throws boost::thread_resource_error
     /// (error 11, EAGAIN) if the system starts none, std::bad_alloc without memory; then the object
     /// is as it was before. A second call starts a second thread and forgets the first, whose
@@ -53,9 +56,12 @@ public:
     virtual int setPriority(int policy, int priority) = 0;
 
     /// Waits at most `milliseconds` until the thread has ended. 0 if it has, 1 if the time ran out
-    /// or there is nothing to join; 0 ms asks without waiting. The deadline is on the wall clock,
-    /// so setting the clock meanwhile lengthens or shortens the wait. Throws, and is an
-    /// interruption point, as join().
+    /// or there is nothing to join; 0 ms asks without waiting. Throws, and is an interruption
+    /// point, as join().
+    ///
+    /// The deadline is on the wall clock, so setting the clock meanwhile lengthens or shortens the
+    /// wait. From 1.67 on Boost looks at that clock every 100 ms: so often the wait wakes up, and
+    /// so much later it may hear of a clock that was set.
     virtual int timed_join(unsigned int milliseconds) = 0;
 
     /// Sends `signal` to the thread (pthread_kill). Returns 0 or the system's error number: ESRCH
@@ -69,7 +75,9 @@ public:
     /// The calling thread's native handle (pthread_self) as a number.
     static unsigned long getCurrentThreadID();
 
-    /// Blocks the calling thread for `milliseconds` of the wall clock. Always returns 0.
+    /// Blocks the calling thread, whoever started that, for `milliseconds` of the wall clock:
+    /// setting the clock meanwhile lengthens or shortens the sleep, and no signal ends it. Always
+    /// returns 0. boost::condition_error comes out if the system's wait fails.
     ///
     /// 0 means no end: it blocks until 2035-10-29 06:32:22 UTC and is no way to yield. In a thread
     /// that startThread() started it is an interruption point: boost::thread_interrupted comes out

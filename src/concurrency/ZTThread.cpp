@@ -34,7 +34,8 @@ unsigned long ZTThread::getCurrentThreadID()
 
 int ZTThread::sleep(unsigned int milliseconds)
 {
-    const boost::system_time end = milliseconds == 0 ? endOfTime() : wallClockDeadline(milliseconds);
+    const boost::system_time end =
+        milliseconds == 0 ? endOfTime() : wallClockDeadline(milliseconds);
     // As Boost sleeps itself, but with one wait that follows the wall clock.
     boost::mutex mutex;
     WallClockCondition::Lock lock(mutex);

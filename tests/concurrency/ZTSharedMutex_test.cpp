@@ -16,6 +16,7 @@
 #include <gtest/gtest.h>
 #include <memory>
 #include <thread>
+#include <utility>
 #include <vector>
 
 using ZT::ZTAutoLock;
@@ -140,7 +141,6 @@ TEST_F(ZTSharedMutexTest, TheLastReaderLetsTheWriterIn)
     EXPECT_TRUE(written);
 }
 
-TEST_F(ZTSharedMutexTest, AnAutoLockTakesItSharedOrExclusivelyByTheStaticType)
 TEST_F(ZTSharedMutexTest, AWaitingWriterHasItsChanceButNoGuaranteedTurn)
 {
     Event readerIsIn;
@@ -203,6 +203,7 @@ TEST_F(ZTSharedMutexTest, StaysLockedInAForkedChildAndCanBeDeletedThere)
     writer.join();
 }
 
+TEST_F(ZTSharedMutexTest, AnAutoLockTakesItSharedOrExclusivelyByTheStaticType)
 {
     {
         const ZTAutoLock shared(mutex.get());

@@ -1,8 +1,11 @@
 #include "zt/ZTSleep.h"
 
+#include "support/Event.h"
 #include "support/Interpose.h"
+#include "support/StartedThread.h"
 
 #include <atomic>
+#include <boost/thread/thread.hpp>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -54,6 +57,21 @@ TEST(ZTSleep, KeepsAskingForAnInvalidTime)
     EXPECT_THAT(requestsOf(-1, 1000000000, {EINVAL, EINVAL, EINVAL}),
                 ElementsAre(Pair(-1, 1000000000), Pair(-1, 1000000000), Pair(-1, 1000000000),
                             Pair(-1, 1000000000)));
+}
+
+TEST(ZTSleep, IsNoInterruptionPoint)
+{
+    Event interrupting;
+    bool slept = false;
+    StartedThread thread([&] {
+        interrupting.await();
+        ZTSleep::sleep(0, 1);
+        slept = boost::this_thread::interruption_requested();
+    });
+    thread.interrupt();
+    interrupting.happen();
+    thread.join();
+    EXPECT_TRUE(slept) << "and the interruption is still to come";
 }
 
 TEST(ZTSleep, SleepsTheWholeTimeAfterTheLastRealSignal)

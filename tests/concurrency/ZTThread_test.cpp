@@ -22,10 +22,11 @@
 #include <gtest/gtest.h>
 #include <iostream>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <thread>
-#include <utility>
 #include <unistd.h>
+#include <utility>
 
 using ZT::ZTThread;
 
@@ -330,7 +331,6 @@ TEST(ZTThread, DeletingAnEndedThreadIsQuiet)
     ended.await();
 }
 
-TEST(ZTThread, SetPriorityMapsTheLibrarysPolicyNumbers)
 TEST(ZTThread, CanBeDeletedInAForkedChildWhateverTheThreadOfTheParentHolds)
 {
     auto thread = newThread(""); // a name would wait for what is held
@@ -412,6 +412,7 @@ TEST(ZTThread, AForkedChildDetachesTheThreadsOfItsOwn)
     }));
 }
 
+TEST(ZTThread, SetPriorityMapsTheLibrarysPolicyNumbers)
 {
     WaitingThread thread;
     int policy = -1;
