@@ -18,9 +18,10 @@ class ZTThread;
 /// Copies or moves one file, or the regular files of one folder, on a thread of its own, and tells
 /// a ZTFileHandlingInterface how it goes. One object does one run at a time, and many in turn.
 ///
-/// The thread makes a step every 200 ms of the wall clock (setting that back makes it wait so much
-/// longer) and copies at most one file in each, as ZTCopy does: slow, but gentle to a flash medium.
-/// A file takes three steps, a folder four and one for each entry, "." and ".." among them.
+/// The thread makes a step every 200 ms of the wall clock (setting that forward ends a wait,
+/// setting it back makes one so much longer) and copies at most one file in each, as ZTCopy does:
+/// slow, but gentle to a flash medium. A file takes three steps, a folder four and one for each
+/// entry, "." and ".." among them.
 ///
 /// An object belongs to one thread at a time; stop(), getErrorCode(), isRunning() and
 /// isThreadEnded() may be called from any, callbacks included, while it lives. What happens is
@@ -37,19 +38,28 @@ class ZTThread;
 ///     16  the source is no file, a name is empty, or a file could not be opened or written
 ///     19  there is no thread
 ///     41  the source or target is no folder, or its name is empty
-///     42  the folder's regular files have 0 bytes together: nothing is copied
-///     43  a stop came between the first entry of the folder and the last
+///     42  the folder's regular files have 0 bytes together, or it cannot be opened: nothing is
+///         copied
+///     43  a stop came between the first entry of the folder and the last; getErrorCode() says so
+///         from the first entry on
 ///
 /// Beware:
 /// - Moving deletes a source for which ZTCopy::copy() returned 0. A source that cannot be read to
-///   its end is one of them, and a source that is its own target, under whatever name. A copy that
-///   gives 16 keeps its source, but not the ones before it.
+///   its end is one of them, one whose copy cannot be flushed to the medium, and one that is its
+///   own target, under whatever name. A copy that gives 16 keeps its source, but not the ones
+///   before it.
+/// - A source that cannot be deleted stays, and nothing tells. Names may be links: then the link is
+///   deleted and what it leads to stays.
 /// - A stop, and so the next run and the destructor, also end in copyFinished(), with the code as
 ///   it stands: before the first step that is 0, though nothing was copied.
+/// - A target that is a FIFO holds the run until somebody reads it. No stop() ends that, and so the
+///   next run, join(), release() and the destructor wait, too.
+/// - A folder that cannot be listed to its end counts as ended there.
 /// - Two runs of the same kind at once, also of two objects, disturb each other: where the run
 ///   stands is known once for all folders and once for all files in the process. A run may then
 ///   skip or repeat steps, end early with 0 or a code of the other, or go on until it is stopped.
-/// - Each copied file sets the umask of the whole process to 0.
+/// - Each copied file sets the umask of the whole process to 0. What else ZTCopy::copy() does that
+///   surprises goes for each one, too.
 /// - Subfolders, links, sockets and the like in a folder are left out, and so is every entry on a
 ///   file system that does not tell the types of its entries (DT_UNKNOWN).
 /// - Sizes count in 32 bits: a folder of exactly 4 GiB has 0 bytes, and percentages of larger ones
@@ -79,8 +89,9 @@ public:
     int copyFile(const std::string& source, const std::string& target, bool cm,
                  ZTFileHandlingInterface* interface);
 
-    /// Starts copying with the folders as they were set, and leaves the flags as they are unless it
-    /// ends a run before; copyDir() does all that is needed. 0 or 19, throws as copyDir().
+    /// Starts copying with the folders as they were set, and ends the run before; copyDir() does
+    /// all that is needed. 0 or 19, throws as copyDir(). isRunning() is start()'s to set. A stop()
+    /// that came without a run, and without a start() since, ends this one after its first step.
     int create(bool cm, ZTFileHandlingInterface* interface);
 
     /// Asks the run to end and does not wait: a file that is being copied is finished before.
@@ -112,10 +123,13 @@ public:
     /// The last code; 0 after release().
     int getErrorCode() const;
 
-    /// Whether a run was started and neither stopped nor done.
+    /// Whether copyDir(), copyFile() or start() was called, and since then neither stop() nor
+    /// setThreadEnd(), and no run has ended.
     bool isRunning() const;
 
-    /// Whether the run is done and copyFinished() was called; not after a later stop().
+    /// Whether the run is done and copyFinished() was called. A stop() makes it false, also one
+    /// that comes after the end, and then it stays so: wait for the end with join(), not in a loop
+    /// on this.
     bool isThreadEnded() const;
 
     /// The key of the section "zt_copy_thread".

@@ -1,6 +1,7 @@
 #include "zt/ZTCopy.h"
 
 #include "filehandling/CopyListener.h"
+#include "support/Event.h"
 #include "support/Interpose.h"
 #include "support/TemporaryFolder.h"
 
@@ -12,9 +13,11 @@
 #include <gtest/gtest.h>
 #include <string>
 #include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
 #include <vector>
 
+using namespace std::chrono_literals;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using ZT::ZTCopy;
@@ -298,6 +301,96 @@ TEST_F(ZTCopyTest, ANewTargetMayBeReadByAllAndWrittenByTheGroup)
     struct stat status {};
     ASSERT_EQ(stat(target.c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 07777U, 0664U);
+}
+
+TEST_F(ZTCopyTest, OnlyTheBytesAreCopied)
+{
+    writeAll(source, content(1));
+    ASSERT_EQ(chmod(source.c_str(), 0755), 0);
+    EXPECT_EQ(copier.copy(source, target), 0);
+    struct stat status {};
+    ASSERT_EQ(stat(target.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777U, 0664U);
+    ASSERT_EQ(chmod(target.c_str(), 0600), 0);
+    EXPECT_EQ(copier.copy(source, target), 0);
+    ASSERT_EQ(stat(target.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777U, 0600U) << "a target that is there keeps its mode";
+}
+
+TEST_F(ZTCopyTest, LinksAreFollowed)
+{
+    writeAll(folder / "from", content(2000));
+    ASSERT_EQ(symlink("from", source.c_str()), 0);
+    ASSERT_EQ(symlink("to", target.c_str()), 0);
+    EXPECT_EQ(copier.copy(source, target), 0);
+    EXPECT_EQ(readAll(folder / "to"), content(2000));
+}
+
+TEST_F(ZTCopyTest, AFolderAsSourceGivesAnEmptyTarget)
+{
+    ASSERT_EQ(mkdir(source.c_str(), 0777), 0);
+    EXPECT_EQ(copier.copy(source, target), 0);
+    EXPECT_EQ(access(target.c_str(), F_OK), 0);
+    EXPECT_EQ(readAll(target), "");
+}
+
+TEST_F(ZTCopyTest, AFifoAsSourceWaitsForItsWriter)
+{
+    ASSERT_EQ(mkfifo(source.c_str(), 0600), 0);
+    Event opens;
+    Event copied;
+    const Interpose opening(interposed::open64, [&](const char* path, int flags, mode_t mode) {
+        opens.happen();
+        return interposed::open64.real(path, flags, mode);
+    });
+    std::thread copying([&] {
+        EXPECT_EQ(copier.copy(source, target), 0);
+        copied.happen();
+    });
+    opens.await();
+    EXPECT_FALSE(copied.awaitFor(50ms));
+    writeAll(source, content(2000));
+    copying.join();
+    EXPECT_EQ(readAll(target), content(2000));
+}
+
+TEST_F(ZTCopyTest, AFifoAsTargetWaitsForItsReader)
+{
+    writeAll(source, content(2000));
+    ASSERT_EQ(mkfifo(target.c_str(), 0600), 0);
+    Event opens;
+    Event copied;
+    const Interpose opening(interposed::open64, [&](const char* path, int flags, mode_t mode) {
+        if ((flags & O_CREAT) != 0) {
+            opens.happen();
+        }
+        return interposed::open64.real(path, flags, mode);
+    });
+    std::thread copying([&] {
+        EXPECT_EQ(copier.copy(source, target), 0);
+        copied.happen();
+    });
+    opens.await();
+    EXPECT_FALSE(copied.awaitFor(50ms));
+    EXPECT_EQ(readAll(target), content(2000));
+    copying.join();
+}
+
+TEST_F(ZTCopyTest, AFifoWhoseReaderGoesRaisesSIGPIPE)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    writeAll(source, content(1));
+    ASSERT_EQ(mkfifo(target.c_str(), 0600), 0);
+    EXPECT_EXIT(
+        {
+            const int reader = open(target.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+            const Interpose going(interposed::read, [&](int fd, void* buffer, size_t size) {
+                close(reader);
+                return interposed::read.real(fd, buffer, size);
+            });
+            copier.copy(source, target);
+        },
+        testing::KilledBySignal(SIGPIPE), "");
 }
 
 TEST_F(ZTCopyTest, SetsTheUmaskOfTheProcessTo0AlsoWhenItFails)

@@ -325,6 +325,58 @@ TEST_F(ZTFileHandlingTest, ASourceThatCannotBeReadToItsEndIsMovedAllTheSame)
     EXPECT_EQ(readAll(target + "/a"), std::string(1024, 'x'));
 }
 
+TEST_F(ZTFileHandlingTest, ASourceWhoseCopyCannotBeFlushedIsMovedAllTheSame)
+{
+    writeAll(source + "/a", "1");
+    writeAll(folder / "b", "2");
+    {
+        const Interpose failing(interposed::fsync, [](int) {
+            errno = EIO;
+            return -1;
+        });
+        EXPECT_EQ(copyDir(false).back(), "finished 0");
+        EXPECT_EQ(copyFile(folder / "b", target + "/b", false).back(), "finished 0");
+    }
+    EXPECT_THAT(namesIn(source), IsEmpty());
+    EXPECT_THAT(namesIn(folder / "."), ElementsAre("source", "target"));
+    EXPECT_THAT(namesIn(target), ElementsAre("a", "b"));
+}
+
+TEST_F(ZTFileHandlingTest, AMovedSourceThatCannotBeDeletedStaysAndNothingTells)
+{
+    const std::string from = source + "/a";
+    listener.onProgress = [&] {
+        if (fs::is_regular_file(from)) {
+            fs::remove(from);
+            fs::create_directories(from + "/full");
+        }
+    };
+    writeAll(from, std::string(2000, 'x'));
+    EXPECT_EQ(copyDir(false).back(), "finished 0");
+    EXPECT_TRUE(fs::exists(from));
+    fs::remove_all(from);
+    writeAll(from, std::string(2000, 'x'));
+    EXPECT_EQ(copyFile(from, target + "/b", false).back(), "finished 0");
+    EXPECT_TRUE(fs::exists(from));
+}
+
+TEST_F(ZTFileHandlingTest, LinksThatAreNamedAreFollowedAndAMoveDeletesTheLink)
+{
+    writeAll(folder / "from", "1");
+    fs::create_symlink("../from", source + "/link");
+    fs::create_symlink("../to", target + "/link");
+    EXPECT_EQ(copyFile(source + "/link", target + "/link", false).back(), "finished 0");
+    EXPECT_THAT(namesIn(source), IsEmpty());
+    EXPECT_EQ(readAll(folder / "from"), "1");
+    EXPECT_EQ(readAll(folder / "to"), "1");
+    fs::create_directory_symlink("source", folder / "from here");
+    fs::create_directory_symlink("target", folder / "to here");
+    writeAll(source + "/a", "2");
+    EXPECT_EQ(handling.copyDir(folder / "from here", folder / "to here", true, nullptr), 0);
+    handling.join();
+    EXPECT_EQ(readAll(target + "/a"), "2");
+}
+
 TEST_F(ZTFileHandlingTest, WithoutAnInterfaceNothingIsFlushedUntilTheEnd)
 {
     writeAll(source + "/a", std::string(5000, 'x'));
@@ -357,14 +409,27 @@ TEST_F(ZTFileHandlingTest, ALongerTargetKeepsItsTailAndCountsWhole)
     EXPECT_EQ(readAll(target + "/a"), std::string(1024, 'n') + std::string(3072, 'o'));
 }
 
-TEST_F(ZTFileHandlingTest, ATargetWithoutASizeDoesNotCount)
+TEST_F(ZTFileHandlingTest, ATargetWithoutASizeDoesNotCountSoThatProgressGoesBack)
 {
     for (const char* name : {"/a", "/b"}) {
-        writeAll(source + name, std::string(1024, 'n'));
+        writeAll(source + name, std::string(2048, 'n'));
         fs::create_symlink("/dev/null", target + name);
     }
+    EXPECT_THAT(copyDir(true), ElementsAre("progress 25", "progress 50", "progress 25",
+                                           "progress 50", "progress 100", "finished 0"));
+}
+
+TEST_F(ZTFileHandlingTest, AFileThatGrowsCountsAsMoreThanAll)
+{
+    writeAll(source + "/a", std::string(1024, 'x'));
+    const Listing growing(interposed::readdir64, [this](DIR* stream) {
+        if (ticks() == 3) {
+            writeAll(source + "/a", std::string(2048, 'x'));
+        }
+        return interposed::readdir64.real(stream);
+    });
     EXPECT_THAT(copyDir(true),
-                ElementsAre("progress 50", "progress 50", "progress 100", "finished 0"));
+                ElementsAre("progress 100", "progress 200", "progress 100", "finished 0"));
 }
 
 TEST_F(ZTFileHandlingTest, AFolderWithoutFilesEndsWith42AndNoProgress)
@@ -713,6 +778,16 @@ TEST_F(ZTFileHandlingTest, NoDescriptorIsLeftOpenByAnyEnding)
     EXPECT_THAT(listener.calls(), ElementsAre("finished 42", "progress 100", "progress 100",
                                               "finished 0", "finished 16", "finished 43"));
     EXPECT_EQ(openDescriptors(), before);
+}
+
+TEST_F(ZTFileHandlingTest, ARunLeavesOpenWhatACopyThatCannotOpenOneFileDoes)
+{
+    const auto openDescriptors = [] { return namesIn("/proc/self/fd").size(); };
+    const std::size_t before = openDescriptors();
+    writeAll(source + "/a", "1");
+    fs::create_directory(target + "/a");
+    EXPECT_THAT(copyDir(true), ElementsAre("finished 16"));
+    EXPECT_EQ(openDescriptors(), before + 1);
 }
 
 TEST_F(ZTFileHandlingTest, AStopBeforeTheFirstStepEndsWithTheCodeFromBefore)

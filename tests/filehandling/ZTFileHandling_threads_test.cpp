@@ -21,6 +21,7 @@
 #include <optional>
 #include <pthread.h>
 #include <string>
+#include <sys/stat.h>
 #include <thread>
 #include <vector>
 
@@ -174,6 +175,35 @@ TEST_F(ZTFileHandlingThreadsTest, StopReturnsWhileACallbackRunsAndTakesEffectAft
     handling.join();
     EXPECT_THAT(listener.calls(), ElementsAre("progress 100", "finished 43"));
     EXPECT_EQ(readAll(target + "/a"), "1");
+}
+
+TEST_F(ZTFileHandlingThreadsTest, ATargetThatIsAFifoHoldsTheRunUntilItIsReadAlsoAfterAStop)
+{
+    std::optional<FastClocks> clocks(std::in_place);
+    const std::string fifo = target + "/a";
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    Event opens;
+    const Interpose opening(interposed::open64, [&](const char* path, int flags, mode_t mode) {
+        if (path == fifo) {
+            opens.happen();
+        }
+        return interposed::open64.real(path, flags, mode);
+    });
+    std::optional<ZTFileHandling> handling(std::in_place);
+    EXPECT_EQ(handling->copyDir(source, target, true, &listener), 0);
+    opens.await();
+    clocks.reset();
+    handling->stop();
+    EXPECT_FALSE(listener.finished.awaitFor(50ms));
+    Event destroyed;
+    std::thread owner([&] {
+        handling.reset();
+        destroyed.happen();
+    });
+    EXPECT_FALSE(destroyed.awaitFor(50ms));
+    EXPECT_EQ(readAll(fifo), "1");
+    owner.join();
+    EXPECT_THAT(listener.calls(), ElementsAre("progress 100", "finished 43"));
 }
 
 TEST_F(ZTFileHandlingThreadsTest, OthersReadTheCode43FromTheFirstEntryToTheEndOfTheListing)
