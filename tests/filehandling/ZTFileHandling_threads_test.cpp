@@ -20,6 +20,7 @@
 #include <memory>
 #include <optional>
 #include <pthread.h>
+#include <stdexcept>
 #include <string>
 #include <sys/stat.h>
 #include <thread>
@@ -377,6 +378,22 @@ TEST_F(ZTFileHandlingThreadsTest, ACallbackCannotJoinItsOwnThread)
     listener.finished.await();
     handling.release();
     EXPECT_EQ(error, 35);
+}
+
+TEST_F(ZTFileHandlingThreadsTest, ACallbackThatThrowsOrReleasesItsObjectEndsTheProcess)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto runWith = [this](const std::function<void(ZTFileHandling&)>& callback) {
+        const FastClocks clocks;
+        ZTFileHandling handling;
+        listener.onFinished = [&] { callback(handling); };
+        handling.copyDir(source, target, true, &listener);
+        handling.join();
+    };
+    EXPECT_DEATH(runWith([](ZTFileHandling& handling) { handling.release(); }),
+                 "boost::thread_resource_error|trying joining itself");
+    EXPECT_DEATH(runWith([](ZTFileHandling&) { throw std::runtime_error("a callback's own"); }),
+                 "a callback's own");
 }
 
 TEST_F(ZTFileHandlingThreadsTest, AWaitThatFailsEndsTheProcess)
