@@ -50,6 +50,14 @@ TEST_F(InterfaceListTest, TakesTheAddressFromTheListAndAsksForTheNetmask)
                 ElementsAre("flags lo", "flags eth0", "hardware address eth0", "netmask eth0"));
 }
 
+TEST_F(InterfaceListTest, NothingOfTheNamesOfOthersGetsIntoTheRequests)
+{
+    system.interfaces = {{"a-longer-name", "127.0.0.1"}, {"eth0", "10.20.30.40"}};
+    EXPECT_EQ(network.readCurrentIpSettings(), 0);
+    EXPECT_THAT(system.requests, ElementsAre("flags a-longer-name", "flags eth0",
+                                             "hardware address eth0", "netmask eth0"));
+}
+
 TEST_F(InterfaceListTest, UsesOneDatagramSocketAndClosesIt)
 {
     system.interfaces = {{"eth0", "10.20.30.40"}};
