@@ -464,7 +464,8 @@ TEST_F(ZTNetworkLinuxTest, ReadGatewayReturns6WithoutALineOfTheInterface)
     for (const char* output :
          {"", "\n\n", "ERROR", "Kernel IP routing table\n",
           "0.0.0.0 10.0.0.1 0.0.0.0 UG 0 0 0 eth1\n", "10.0.0.0 10.0.0.1 0.0.0.0 U 0 0 0 eth0\n",
-          "0.0.0.0 10.0.0.1 0.0.0.0 ug 0 0 0 eth0\n", "UG0.0.0.0,10.0.0.1,eth0\n"}) {
+          "10.0.0.0 10.0.0.1 0.0.0.0 G 0 0 0 eth0\n", "0.0.0.0 10.0.0.1 0.0.0.0 ug 0 0 0 eth0\n",
+          "UG0.0.0.0,10.0.0.1,eth0\n"}) {
         routes.output = output;
         EXPECT_EQ(network.readGateway(), 6) << output;
         EXPECT_EQ(config.gateway, "192.168.135.1") << output;

@@ -216,6 +216,7 @@ TEST_F(InterfaceListTest, ANameThatFillsItsFieldIsRead)
     network.setNetworkinterface("sixteen-letters0");
     EXPECT_EQ(network.readCurrentIpSettings(), 0) << "a field without a NUL is read to its end";
     EXPECT_EQ(config.ipAddress, "10.20.30.41");
+    EXPECT_EQ(system.requests.back(), "netmask ") << "the system reads no field without a NUL";
 }
 
 TEST_F(InterfaceListTest, ANameThatIsTooLongIsNotCutOff)
