@@ -26,3 +26,8 @@ endfunction()
 function(zt_built_fast target)
     target_compile_options(${target} PRIVATE $<IF:$<CONFIG:Release>,-O1,-O0>)
 endfunction()
+
+# For what does not ship and need not be fast. Hardening needs some optimisation, so it goes as well.
+function(zt_built_unoptimised target)
+    target_compile_options(${target} PRIVATE -O0 -U_FORTIFY_SOURCE)
+endfunction()
