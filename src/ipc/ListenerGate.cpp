@@ -61,9 +61,7 @@ void ListenerGate::close()
     Lock lock(*mutex);
     const bool fromInside = inside == std::this_thread::get_id();
     ++closing;
-    if (!fromInside) {
-        wait.wake();
-    }
+    wait.wake();
     changed.wait(lock, [&] { return stopped || fromInside || (!closed && !isInside()); });
     --closing;
     closed = true;
