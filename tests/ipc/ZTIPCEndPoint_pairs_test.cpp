@@ -272,6 +272,20 @@ TEST_F(Pairs, AGateThatACallbackHasClosedStaysClosedForTheListenerThatReplacesIt
     endPoint->deinitialize();
 }
 
+TEST_F(Pairs, AGateThatTheOwnerHasClosedStaysClosedForTheListenerThatReplacesIt)
+{
+    listen();
+    endPoint->setMessageArrivalListenerActive(false);
+    EXPECT_EQ(endPoint->setMessageArrivalListener(&other), 0);
+    {
+        Owner second([this] { endPoint->setMessageArrivalListenerActive(false); });
+        second.awaitStandstill();
+        EXPECT_FALSE(second.isDone()) << "it was open";
+        endPoint->setMessageArrivalListenerActive(true);
+    }
+    endPoint->deinitialize();
+}
+
 TEST_F(Pairs, AListenerIsSetAnewWhereACallbackThatRemovedItHasReturned)
 {
     inCallback = [](ZTIPCEndPoint& endPoint) { endPoint.setMessageArrivalListener(nullptr); };
