@@ -92,8 +92,8 @@ Outcome print(Strings variables, Strings arguments)
 }
 
 const Strings FAILURE_AND_TRACE = {"1", "zt_pipe", "failure", "4", "zt_pipe", "trace"};
-const std::string FAILURE_LINE = "2026-11-21 09:12:13.123 1 zt_pipe failure\n";
-const std::string TRACE_LINE = "2026-11-21 09:12:13.123 4 zt_pipe trace\n";
+const std::string FAILURE_LINE = "2026-11-21 09:12:13.012 1 zt_pipe failure\n";
+const std::string TRACE_LINE = "2026-11-21 09:12:13.012 4 zt_pipe trace\n";
 
 } // namespace
 
@@ -108,8 +108,8 @@ TEST(ZTDebugEnvironment, ByDefaultFailuresOfAllSectionsGoToStderr)
 TEST(ZTDebugEnvironment, TheTimeIsLocal)
 {
     const Strings command = {ZTDEBUG_PRINTER, "1", "zt_pipe", "failure"};
-    EXPECT_EQ(run(command, {"TZ=ABC-5:30"}).err, "2026-11-21 14:42:13.123 1 zt_pipe failure\n");
-    EXPECT_EQ(run(command, {"TZ=ABC+10"}).err, "2026-11-20 23:12:13.123 1 zt_pipe failure\n");
+    EXPECT_EQ(run(command, {"TZ=ABC-5:30"}).err, "2026-11-21 14:42:13.012 1 zt_pipe failure\n");
+    EXPECT_EQ(run(command, {"TZ=ABC+10"}).err, "2026-11-20 23:12:13.012 1 zt_pipe failure\n");
 }
 
 TEST(ZTDebugEnvironment, LinesUpToTheLevelAreShown)
@@ -131,7 +131,7 @@ TEST(ZTDebugEnvironment, LevelZeroAndBelowSilences)
 TEST(ZTDebugEnvironment, TheFirstCallOfAllMayBeALine)
 {
     EXPECT_EQ(print({"ZT_DEBUG_LEVEL=0"}, {"1", "?", "x"}).err, "");
-    EXPECT_EQ(print({"ZT_DEBUG_LEVEL=4"}, {"4", "?", "x"}).err, "2026-11-21 09:12:13.123 4 ? x\n");
+    EXPECT_EQ(print({"ZT_DEBUG_LEVEL=4"}, {"4", "?", "x"}).err, "2026-11-21 09:12:13.012 4 ? x\n");
     EXPECT_EQ(print({"ZT_DEBUG_SECTIONS=a"}, {"1", "?", "x"}).err, "");
 }
 
@@ -146,9 +146,9 @@ TEST(ZTDebugEnvironment, WhatIsNoNumberIsTheDefaultLevel)
 TEST(ZTDebugEnvironment, OnlyTheSectionsListedAreShown)
 {
     const Strings lines = {"1", "a", "x", "1", "b", "x", "1", "ab", "x", "1", "c", "x"};
-    EXPECT_EQ(print({"ZT_DEBUG_SECTIONS=a,c"}, lines).err, "2026-11-21 09:12:13.123 1 a x\n"
-                                                           "2026-11-21 09:12:13.123 1 c x\n");
-    EXPECT_EQ(print({"ZT_DEBUG_SECTIONS=b"}, lines).err, "2026-11-21 09:12:13.123 1 b x\n");
+    EXPECT_EQ(print({"ZT_DEBUG_SECTIONS=a,c"}, lines).err, "2026-11-21 09:12:13.012 1 a x\n"
+                                                           "2026-11-21 09:12:13.012 1 c x\n");
+    EXPECT_EQ(print({"ZT_DEBUG_SECTIONS=b"}, lines).err, "2026-11-21 09:12:13.012 1 b x\n");
     EXPECT_EQ(print({"ZT_DEBUG_SECTIONS=none"}, lines).err, "");
     EXPECT_EQ(print({"ZT_DEBUG_SECTIONS=none"}, lines).status, 0);
 }
@@ -169,7 +169,18 @@ TEST(ZTDebugEnvironment, LevelAndSectionsDecideWhatASinkGets)
 TEST(ZTDebugEnvironment, TheHostsLevelTakesThePlaceOfTheEnvironments)
 {
     EXPECT_EQ(print({"ZT_DEBUG_LEVEL=0"}, {"--level", "3", "3", "a", "x", "4", "a", "x"}).err,
-              "2026-11-21 09:12:13.123 3 a x\n");
+              "2026-11-21 09:12:13.012 3 a x\n");
+}
+
+TEST(ZTDebugEnvironment, ASetUserIDProgramIgnoresIt)
+{
+    const TemporaryFolder temporary;
+    const std::string file = temporary / "log";
+    const Strings variables = {"ZT_DEBUG_LEVEL=4", "ZT_DEBUG_SECTIONS=a",
+                               "ZT_DEBUG_OUTPUT=" + file};
+    const Strings lines = {"--set-user-id", "1", "zt_pipe", "failure", "4", "a", "trace"};
+    EXPECT_EQ(print(variables, lines).err, FAILURE_LINE);
+    EXPECT_FALSE(std::filesystem::exists(file));
 }
 
 TEST(ZTDebugEnvironment, StderrMayBeNamed)
@@ -214,7 +225,7 @@ TEST(ZTDebugEnvironment, WithoutTheFileOneLineSaysSoAndStderrGetsAll)
 {
     const Outcome outcome =
         print({"ZT_DEBUG_OUTPUT=/dev/null/log", "ZT_DEBUG_LEVEL=4"}, FAILURE_AND_TRACE);
-    EXPECT_EQ(outcome.err, "2026-11-21 09:12:13.123 1 ZTDebug cannot open /dev/null/log "
+    EXPECT_EQ(outcome.err, "2026-11-21 09:12:13.012 1 ZTDebug cannot open /dev/null/log "
                            "(Not a directory), using stderr\n" +
                                FAILURE_LINE + TRACE_LINE);
     EXPECT_EQ(outcome.status, 0);
@@ -242,10 +253,10 @@ TEST(ZTDebugEnvironment, SyslogGetsLevelSectionAndTextOnOneLine)
 TEST(ZTDebugLifetime, LinesGoOutFromTheFirstMomentOfAProgramToItsLast)
 {
     const Outcome outcome = run({ZTDEBUG_LIFETIME}, {"TZ=UTC0"});
-    EXPECT_EQ(outcome.err, "2026-11-21 09:12:13.123 1 program first\n"
-                           "2026-11-21 09:12:13.123 1 library static constructor\n"
-                           "2026-11-21 09:12:13.123 1 program main\n"
-                           "2026-11-21 09:12:13.123 1 library static destructor\n"
-                           "2026-11-21 09:12:13.123 1 program last\n");
+    EXPECT_EQ(outcome.err, "2026-11-21 09:12:13.012 1 program first\n"
+                           "2026-11-21 09:12:13.012 1 library static constructor\n"
+                           "2026-11-21 09:12:13.012 1 program main\n"
+                           "2026-11-21 09:12:13.012 1 library static destructor\n"
+                           "2026-11-21 09:12:13.012 1 program last\n");
     EXPECT_EQ(outcome.status, 0);
 }

@@ -1,7 +1,8 @@
-// ZTDebug_printer [--sink] [--level LEVEL] [LEVEL SECTION TEXT]...
+// ZTDebug_printer [--set-user-id] [--sink] [--level LEVEL] [LEVEL SECTION TEXT]...
 //
 // Prints the lines given; the section "?" is none that is registered. What a sink gets, what goes
-// to syslog and whether the output file would be inherited shows in stdout.
+// to syslog and whether the output file would be inherited shows in stdout. --set-user-id lets the
+// C library take it for a program of that kind.
 
 #include "ztutil/ZTDebug.h"
 
@@ -29,6 +30,8 @@ void showSyslog(int priority, const char* format, va_list arguments)
     printf("\n");
 }
 
+bool isSetUserID = false;
+
 void showInheritance(const char* path)
 {
     std::error_code error;
@@ -41,6 +44,11 @@ void showInheritance(const char* path)
 }
 
 } // namespace
+
+extern "C" char* secure_getenv(const char* name) noexcept
+{
+    return isSetUserID ? nullptr : getenv(name);
+}
 
 extern "C" void syslog(int priority, const char* format, ...)
 {
@@ -62,6 +70,10 @@ extern "C" void __syslog_chk(int priority, int, const char* format, ...)
 int main(int, char** argument)
 {
     ++argument;
+    if (*argument != nullptr && *argument == std::string("--set-user-id")) {
+        isSetUserID = true;
+        ++argument;
+    }
     if (*argument != nullptr && *argument == std::string("--sink")) {
         ZTDebug::setSink(&showInStdout, nullptr);
         ++argument;

@@ -21,6 +21,7 @@ bool isRecording = false;
 bool isCuttingShort = false;
 bool isCloseFailing = false;
 std::vector<std::string> recorded;
+std::vector<bool> inherited; // whether a program would inherit what is written to
 
 class WriteToFileTest : public testing::Test {
 protected:
@@ -28,6 +29,7 @@ protected:
     {
         isRecording = isCuttingShort = isCloseFailing = false;
         recorded.clear();
+        inherited.clear();
     }
 
     const TemporaryFolder temporary;
@@ -40,6 +42,7 @@ extern "C" ssize_t write(int descriptor, const void* data, size_t size)
 {
     if (isRecording) {
         recorded.emplace_back(static_cast<const char*>(data), size);
+        inherited.push_back((fcntl(descriptor, F_GETFD) & FD_CLOEXEC) == 0);
     }
     return syscall(SYS_write, descriptor, data, isCuttingShort ? size - 1 : size);
 }
@@ -81,11 +84,12 @@ TEST_F(WriteToFileTest, AMissingFileIsCreatedWithTheModeTheUmaskLeaves)
     EXPECT_EQ(status.st_mode, S_IFREG | 0640u);
 }
 
-TEST_F(WriteToFileTest, TheTextIsWrittenAtOnce)
+TEST_F(WriteToFileTest, TheTextIsWrittenAtOnceAndNoProgramInheritsTheFile)
 {
     isRecording = true;
     EXPECT_TRUE(writeToFile(file, 12345));
     EXPECT_THAT(recorded, ElementsAre("12345"));
+    EXPECT_THAT(inherited, ElementsAre(false));
 }
 
 TEST_F(WriteToFileTest, WhereNoFileCanBeOpenedItIsFalse)
