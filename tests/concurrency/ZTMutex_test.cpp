@@ -84,6 +84,18 @@ TEST(ZTMutex, IsNotRecursive)
     mutex->unlock();
 }
 
+TEST(ZTMutex, DeletingItDestroysTheSystemsMutex)
+{
+    auto mutex = newMutex();
+    int destroyed = 0;
+    const Interpose counting(interposed::pthread_mutex_destroy, [&](pthread_mutex_t* native) {
+        ++destroyed;
+        return interposed::pthread_mutex_destroy.real(native);
+    });
+    mutex.reset();
+    EXPECT_EQ(destroyed, 1);
+}
+
 TEST(ZTMutex, StaysLockedInAForkedChildAndCanBeDeletedThere)
 {
     auto mutex = newMutex();

@@ -17,7 +17,9 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <functional>
 #include <gtest/gtest.h>
 #include <iostream>
@@ -677,6 +679,19 @@ TEST(ZTThread, SleepEndsOnTheWallClockToTheMicrosecond)
         EXPECT_EQ(ZTThread::sleep(7295), 0);
         EXPECT_EQ(clocks.now(), FakeClocks::nanoseconds({1500000008, 294999000}));
     });
+}
+
+TEST(ZTThread, SleepEndsOnTheWallClockInEachTimeZone)
+{
+    setenv("TZ", "UTC-5", 1);
+    tzset();
+    {
+        const FakeClocks clocks({1500000000, 0});
+        EXPECT_EQ(ZTThread::sleep(1000), 0);
+        EXPECT_EQ(clocks.slept(), std::chrono::seconds(1));
+    }
+    unsetenv("TZ");
+    tzset();
 }
 
 TEST(ZTThread, ALongSleepIsNotCutTo32BitsOfMicroseconds)
