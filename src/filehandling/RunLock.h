@@ -19,7 +19,18 @@ public:
         unlock();
     }
 
-    /// False in a child that was forked since.
+    /// In a child made by fork() since, the thread that has it locked does not exist.
+    ~RunLock()
+    {
+        if (!isOfThisProcess()) {
+            release();
+        }
+    }
+
+    RunLock(const RunLock&) = delete;
+    RunLock& operator=(const RunLock&) = delete;
+
+    /// False in a child made by fork() since.
     bool isOfThisProcess() const { return process == getpid(); }
 
 private:

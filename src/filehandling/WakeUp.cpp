@@ -8,7 +8,7 @@ namespace ZT {
 
 std::unique_ptr<RunLock> WakeUp::makeLock()
 {
-    return std::make_unique<RunLock>(mutex);
+    return std::make_unique<RunLock>(*mutex);
 }
 
 bool WakeUp::wait(RunLock& lock, const std::atomic<bool>& flag, unsigned int milliseconds)
@@ -27,7 +27,7 @@ void WakeUp::raise(std::atomic<bool>& flag)
     if (flag) {
         return;
     }
-    const boost::lock_guard<boost::mutex> guard(mutex);
+    const boost::lock_guard<boost::mutex> guard(*mutex);
     flag = true;
     condition.notify_all();
 }

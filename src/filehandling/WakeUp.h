@@ -1,6 +1,7 @@
 #ifndef ZT_WAKEUP_H
 #define ZT_WAKEUP_H
 
+#include "concurrency/ForkSafe.h"
 #include "concurrency/WallClockCondition.h"
 #include "filehandling/RunLock.h"
 
@@ -24,7 +25,7 @@ public:
 
 private:
     WallClockCondition condition;
-    boost::mutex mutex;
+    ForkSafe<boost::mutex> mutex;
 };
 
 } // namespace ZT

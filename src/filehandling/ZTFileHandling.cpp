@@ -32,13 +32,7 @@ ZTFileHandling::ZTFileHandling()
 ZTFileHandling::~ZTFileHandling()
 {
     release();
-    if (belongsToParent()) {
-        // Their destructors, and that of the WakeUp, would wait for a thread that is not there.
-        static_cast<void>(lock.release());
-        static_cast<void>(thread.release());
-    } else {
-        wakeUp().~WakeUp();
-    }
+    wakeUp().~WakeUp();
 }
 
 int ZTFileHandling::copyDir(const std::string& source, const std::string& target, bool newCm,

@@ -5,6 +5,7 @@
 #include "filehandling/CopyListener.h"
 #include "support/Diagnostics.h"
 #include "support/Event.h"
+#include "support/ForkedChild.h"
 #include "support/Interpose.h"
 #include "support/Layout.h"
 #include "support/TemporaryFolder.h"
@@ -19,9 +20,7 @@
 #include <gtest/gtest.h>
 #include <optional>
 #include <string>
-#include <sys/wait.h>
 #include <thread>
-#include <unistd.h>
 #include <vector>
 
 using testing::IsEmpty;
@@ -482,64 +481,54 @@ TEST(ZTFileHandlingLifetime, OthersMayStopAndLookWhileTheOwnerStartsAndReleases)
 
 namespace {
 
-// What a child's check returned, or that the child hung.
-std::string inAChild(const std::function<bool()>& check)
-{
-    const pid_t child = fork();
-    if (child == 0) {
-        alarm(100);
-        _exit(check() ? 0 : 1);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    return WIFEXITED(status) ? (WEXITSTATUS(status) == 0 ? "true" : "false") : "it was ended";
-}
-
-// Releases and destroys the object, and returns whether that left its bytes alone.
-bool releaseAndDestroy(std::optional<ZTFileHandling>& handling)
+// In a child of fork().
+void releaseAndDestroy(std::optional<ZTFileHandling>& handling)
 {
     unsigned char before[sizeof *handling];
     std::memcpy(before, &*handling, sizeof before);
     handling->release();
-    const bool isUntouched = std::memcmp(before, &*handling, sizeof before) == 0;
+    EXPECT_EQ(std::memcmp(before, &*handling, sizeof before), 0) << "it is left alone";
     handling.reset();
-    return isUntouched;
 }
 
 } // namespace
 
-TEST(ZTFileHandlingLifetime, AChildMayReleaseAndDestroyWhatRunsInTheParent)
+TEST(ZTFileHandlingLifetime, AForkedChildMayReleaseAndDestroyWhatRunsInTheParent)
 {
     atEach([](HeldRun& run) {
-        EXPECT_EQ(inAChild([&] { return releaseAndDestroy(run.handling); }), "true");
+        EXPECT_TRUE(succeedsInForkedChild([&] { releaseAndDestroy(run.handling); }));
         expectFlags(*run.handling, !run.isHeldAfterItsEnd(), run.isHeldAfterItsEnd());
         run.letGo();
         run.handling->join();
         EXPECT_EQ(run.listener.calls(), WHOLE);
-        EXPECT_EQ(inAChild([&] { return releaseAndDestroy(run.handling); }), "true");
+        EXPECT_TRUE(succeedsInForkedChild([&] { releaseAndDestroy(run.handling); }));
     });
 }
 
-TEST(ZTFileHandlingLifetime, AChildOfTheRunsThreadMayDestroyTheObject)
+TEST(ZTFileHandlingLifetime, AForkedChildMayDestroyItWithoutReleasingItBefore)
+{
+    atEach([](HeldRun& run) { EXPECT_TRUE(succeedsInForkedChild([&] { run.handling.reset(); })); });
+}
+
+TEST(ZTFileHandlingLifetime, ACallbacksForkedChildMayDestroyTheObject)
 {
     HeldRun run(Moment::WAITS, true);
-    std::vector<std::string> results;
+    std::vector<bool> successes;
     run.listener.onProgress = run.listener.onFinished = [&] {
-        results.push_back(inAChild([&] { return releaseAndDestroy(run.handling); }));
+        successes.push_back(succeedsInForkedChild([&] { releaseAndDestroy(run.handling); }));
     };
     run.letGo();
     run.handling->join();
-    EXPECT_THAT(results, testing::ElementsAre("true", "true", "true"));
+    EXPECT_THAT(successes, testing::ElementsAre(true, true, true));
     EXPECT_EQ(run.listener.calls(), WHOLE);
 }
 
-TEST(ZTFileHandlingLifetime, AChildTracesNothingOfAnObjectThatRunsInTheParent)
+TEST(ZTFileHandlingLifetime, AForkedChildTracesNothingOfWhatRunsInTheParent)
 {
     HeldRun run(Moment::WAITS, true);
     Diagnostics diagnostics(4);
-    EXPECT_EQ(inAChild([&] {
-                  releaseAndDestroy(run.handling);
-                  return diagnostics.take().empty();
-              }),
-              "true");
+    EXPECT_TRUE(succeedsInForkedChild([&] {
+        releaseAndDestroy(run.handling);
+        EXPECT_THAT(diagnostics.take(), IsEmpty());
+    }));
 }
