@@ -187,6 +187,21 @@ TEST_F(ZTCopyTest, JustHalfOfTheWorkIsNotFlushed)
     EXPECT_THAT(listener.calls(), ElementsAre("progress 50"));
 }
 
+TEST_F(ZTCopyTest, TheFirstWholePercentBeyondHalfOfTheWorkIsFlushed)
+{
+    writeAll(source, content(1024));
+    copier.setOffsetAndTotal(0, 2000);
+    copier.setInterface(&listener);
+    int flushes = 0;
+    const Interpose counting(interposed::fsync, [&](int) {
+        ++flushes;
+        return 0;
+    });
+    EXPECT_EQ(copier.copy(source, target), 0);
+    EXPECT_EQ(flushes, 2);
+    EXPECT_THAT(listener.calls(), ElementsAre("progress 51"));
+}
+
 TEST_F(ZTCopyTest, FlushesAChunkWhosePercentageIsNoNews)
 {
     writeAll(source, content(3072));
@@ -281,10 +296,13 @@ TEST_F(ZTCopyTest, ResetForgetsTheInterfaceTheOffsetAndTheTotal)
     EXPECT_THAT(listener.calls(), IsEmpty());
     copier.setOffsetAndTotal(10, 20);
     copier.init();
-    copier.setInterface(&listener);
-    copier.setOffsetAndTotal(0, 2048);
     copy(1024);
-    EXPECT_THAT(listener.calls(), ElementsAre("progress 50"));
+    EXPECT_THAT(listener.calls(), IsEmpty());
+    copier.setOffsetAndTotal(4294967295, 7);
+    copier.reset();
+    copier.setInterface(&listener);
+    copy(1);
+    EXPECT_THAT(listener.calls(), ElementsAre("progress 4294967295")) << "1 of 0 bytes";
 }
 
 TEST_F(ZTCopyTest, ALongerTargetKeepsItsTail)
