@@ -202,6 +202,21 @@ TEST_F(ZTCopyTest, TheFirstWholePercentBeyondHalfOfTheWorkIsFlushed)
     EXPECT_THAT(listener.calls(), ElementsAre("progress 51"));
 }
 
+TEST_F(ZTCopyTest, AChunkIsReportedBeforeItIsFlushed)
+{
+    writeAll(source, content(1024));
+    copier.setOffsetAndTotal(0, 1024);
+    copier.setInterface(&listener);
+    std::vector<std::string> events;
+    listener.onProgress = [&] { events.emplace_back("report"); };
+    const Interpose flushing(interposed::fsync, [&](int) {
+        events.emplace_back("flush");
+        return 0;
+    });
+    EXPECT_EQ(copier.copy(source, target), 0);
+    EXPECT_THAT(events, ElementsAre("report", "flush", "flush"));
+}
+
 TEST_F(ZTCopyTest, FlushesAChunkWhosePercentageIsNoNews)
 {
     writeAll(source, content(3072));
@@ -287,6 +302,14 @@ TEST_F(ZTCopyTest, TheOffsetStartsAgainFrom0AndGives0PercentEvenOf0)
     EXPECT_THAT(listener.calls(), IsEmpty());
 }
 
+TEST_F(ZTCopyTest, AnOffsetThatStartsAgainIsNotReported)
+{
+    copier.setOffsetAndTotal(4294966271, 4294967295);
+    copier.setInterface(&listener);
+    copy(2048);
+    EXPECT_THAT(listener.calls(), ElementsAre("progress 100"));
+}
+
 TEST_F(ZTCopyTest, ResetForgetsTheInterfaceTheOffsetAndTheTotal)
 {
     copier.setOffsetAndTotal(10, 20);
@@ -294,7 +317,7 @@ TEST_F(ZTCopyTest, ResetForgetsTheInterfaceTheOffsetAndTheTotal)
     copier.reset();
     copy(1024);
     EXPECT_THAT(listener.calls(), IsEmpty());
-    copier.setOffsetAndTotal(10, 20);
+    copier.setInterface(&listener);
     copier.init();
     copy(1024);
     EXPECT_THAT(listener.calls(), IsEmpty());
@@ -416,6 +439,35 @@ TEST_F(ZTCopyTest, SetsTheUmaskOfTheProcessTo0AlsoWhenItFails)
     umask(077);
     EXPECT_EQ(copier.copy(folder / "missing", target), 16);
     EXPECT_EQ(umask(0), 0U);
+}
+
+TEST_F(ZTCopyTest, AWriteThatTakesAPartIsFollowedByTheRest)
+{
+    const Interpose partial(interposed::write, [](int to, const void* data, size_t size) {
+        return interposed::write.real(to, data, std::min<size_t>(size, 100));
+    });
+    copy(3000);
+    EXPECT_EQ(readAll(target), content(3000));
+}
+
+TEST_F(ZTCopyTest, ADescriptorMayBe0)
+{
+    writeAll(source, content(3000));
+    const int standardInput = fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3);
+    for (const bool isTheTargets : {false, true}) {
+        const Interpose opening(interposed::open64, [&](const char* path, int flags, mode_t mode) {
+            if (((flags & O_CREAT) != 0) == isTheTargets) {
+                close(STDIN_FILENO);
+            }
+            return interposed::open64.real(path, flags, mode);
+        });
+        std::remove(target.c_str());
+        EXPECT_EQ(copier.copy(source, target), 0);
+        EXPECT_EQ(readAll(target), content(3000));
+        EXPECT_EQ(fcntl(STDIN_FILENO, F_GETFD), -1) << "it was used and closed";
+        dup2(standardInput, STDIN_FILENO);
+    }
+    close(standardInput);
 }
 
 TEST_F(ZTCopyTest, AFileOntoItselfStaysAsItIs)
