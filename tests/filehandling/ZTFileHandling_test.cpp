@@ -933,6 +933,18 @@ TEST_F(ZTFileHandlingTest, AMutexThatCannotBeLockedThrowsOutOfACopy)
     EXPECT_EQ(copyDir(true).back(), "finished 42");
 }
 
+TEST_F(ZTFileHandlingTest, WithoutARunNothingIsLocked)
+{
+    copyDir(true);
+    handling.release();
+    const Interpose refused(interposed::pthread_mutex_lock, [this](pthread_mutex_t* mutex) {
+        return isIn(handling, mutex) ? EINVAL : interposed::pthread_mutex_lock.real(mutex);
+    });
+    handling.stop();
+    handling.release();
+    EXPECT_EQ(handling.copyDir("", target, true, &listener), 41);
+}
+
 TEST_F(ZTFileHandlingTest, AConstructorThatTheSystemRefusesThrowsBoostsError)
 {
     {
