@@ -221,6 +221,12 @@ TEST_F(ZTSharedMutexTest, AnAutoLockTakesItSharedOrExclusivelyByTheStaticType)
 TEST_F(ZTSharedMutexTest, NoInterruptionComesOutOfALockThatWaits)
 {
     int held = 0;
+    std::atomic<int> waiting{0};
+    const Interpose counting(interposed::pthread_cond_wait,
+                             [&](pthread_cond_t* condition, pthread_mutex_t* stateMutex) {
+                                 ++waiting;
+                                 return interposed::pthread_cond_wait.real(condition, stateMutex);
+                             });
     mutex->lock();
     const auto shared = std::make_unique<StartedThread>([&] {
         EXPECT_NO_THROW(mutex->lock_shared());
@@ -231,6 +237,9 @@ TEST_F(ZTSharedMutexTest, NoInterruptionComesOutOfALockThatWaits)
         ++held;
         mutex->unlock();
     });
+    while (waiting < 2) {
+        std::this_thread::yield();
+    }
     shared->interrupt();
     exclusive.interrupt();
     mutex->unlock();
