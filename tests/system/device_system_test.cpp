@@ -130,10 +130,13 @@ TEST(IsProcessRunning, IsTrueUntilAProcessThatHasEndedWasWaitedFor)
 
 TEST(IsProcessRunning, IsTrueOfTheOneThatAsksAndOfTheShellThatItRuns)
 {
+    char before[16] = "";
+    prctl(PR_GET_NAME, before);
     EXPECT_FALSE(ZTSystem::isProcessRunning("zt-asker"));
     prctl(PR_SET_NAME, "zt-asker");
     EXPECT_TRUE(ZTSystem::isProcessRunning("zt-asker"));
     EXPECT_TRUE(ZTSystem::isProcessRunning("sh"));
+    prctl(PR_SET_NAME, before);
 }
 
 TEST(IsProcessRunning, TakesAnOptionOfKillallForOne)
