@@ -147,7 +147,6 @@ private:
     WakeUp& wakeUp();
     int startWorker(void (*worker)(void*), bool newCm, ZTFileHandlingInterface* newInterface);
     void endWorker();
-    bool belongsToParent() const;
     void requestStop();
     int checkDirectory(const std::string& directory);
     int keepFailure(int result);

@@ -147,7 +147,7 @@ void ZTFileHandling::join()
 
 void ZTFileHandling::release()
 {
-    if (belongsToParent()) {
+    if (lock != nullptr && !lock->isOfThisProcess()) {
         return;
     }
     trace("ZTFileHandling::release");
@@ -184,11 +184,6 @@ void ZTFileHandling::endWorker()
     }
     lock.reset();
     thread.reset();
-}
-
-bool ZTFileHandling::belongsToParent() const
-{
-    return lock != nullptr && !lock->isOfThisProcess();
 }
 
 int ZTFileHandling::setSourceDirectory(const std::string& directory)

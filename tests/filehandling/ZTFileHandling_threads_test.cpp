@@ -162,6 +162,42 @@ TEST_F(ZTFileHandlingThreadsTest, AStopJustBeforeARunStartsToWaitIsNotLost)
     EXPECT_THAT(listener.calls(), ElementsAre("finished 0"));
 }
 
+TEST_F(ZTFileHandlingThreadsTest, AStopThatHasLetTheThreadGoOnHasToldItWhy)
+{
+    std::atomic<int> waits{0};
+    Event goesOn; // to its end, or to wait again
+    const Interpose waiting(interposed::pthread_cond_timedwait,
+                            [&](pthread_cond_t* condition, pthread_mutex_t* mutex, auto) {
+                                if (++waits == 2) {
+                                    goesOn.happen();
+                                }
+                                return interposed::pthread_cond_wait.real(condition, mutex);
+                            });
+    listener.onFinished = [&] { goesOn.happen(); };
+    ZTFileHandling handling;
+    EXPECT_EQ(handling.copyDir(source, target, true, &listener), 0);
+    while (waits == 0) {
+        std::this_thread::yield();
+    }
+    {
+        // The condition's mutex is unlocked before the object's own.
+        const Interpose unlocking(interposed::pthread_mutex_unlock,
+                                  [&, client = pthread_self(), unlocks = 0](auto* mutex) mutable {
+                                      const int result =
+                                          interposed::pthread_mutex_unlock.real(mutex);
+                                      if (pthread_equal(pthread_self(), client) != 0 &&
+                                          isIn(handling, mutex) && ++unlocks == 2) {
+                                          goesOn.await();
+                                      }
+                                      return result;
+                                  });
+        handling.stop();
+    }
+    EXPECT_EQ(waits, 1);
+    handling.join();
+    EXPECT_THAT(listener.calls(), ElementsAre("finished 0"));
+}
+
 TEST_F(ZTFileHandlingThreadsTest, StopReturnsWhileACallbackRunsAndTakesEffectAfterIt)
 {
     const FastClocks clocks;

@@ -75,6 +75,7 @@ INTERPOSE(int, pthread_mutex_destroy, (pthread_mutex_t* mutex), noexcept, mutex)
 INTERPOSE(int, pthread_mutex_init, (pthread_mutex_t* mutex, const pthread_mutexattr_t* attributes),
           noexcept, mutex, attributes)
 INTERPOSE(int, pthread_mutex_lock, (pthread_mutex_t* mutex), noexcept, mutex)
+INTERPOSE(int, pthread_mutex_unlock, (pthread_mutex_t* mutex), noexcept, mutex)
 INTERPOSE(int, pthread_setname_np, (pthread_t thread, const char* name), noexcept, thread, name)
 INTERPOSE(int, pthread_setschedparam, (pthread_t thread, int policy, const sched_param* parameter),
           noexcept, thread, policy, parameter)

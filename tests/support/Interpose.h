@@ -125,6 +125,7 @@ extern InterposedCall<int(pthread_t, int*, sched_param*)> pthread_getschedparam;
 extern InterposedCall<int(pthread_mutex_t*)> pthread_mutex_destroy;
 extern InterposedCall<int(pthread_mutex_t*, const pthread_mutexattr_t*)> pthread_mutex_init;
 extern InterposedCall<int(pthread_mutex_t*)> pthread_mutex_lock;
+extern InterposedCall<int(pthread_mutex_t*)> pthread_mutex_unlock;
 extern InterposedCall<int(pthread_t, const char*)> pthread_setname_np;
 extern InterposedCall<int(pthread_t, int, const sched_param*)> pthread_setschedparam;
 extern InterposedCall<ssize_t(int, void*, size_t)> read;
