@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstring>
 #include <deque>
+#include <malloc.h>
 #include <optional>
 #include <string>
 #include <utility>
@@ -61,11 +62,13 @@ public:
     /// The bytes of the record that is not complete, where the binary interface has them.
     std::string held() const
     {
-        const std::size_t offset = sizeof(void*) + sizeof(std::deque<char*>);
-        const auto* bytes = fieldAt<char*>(this, offset);
-        const int length = fieldAt<int>(this, offset + sizeof(void*));
+        const auto* bytes = fieldAt<char*>(this, PARTIAL);
+        const int length = fieldAt<int>(this, PARTIAL + sizeof(void*));
         return bytes == nullptr ? "" : std::string(bytes, static_cast<std::size_t>(length));
     }
+
+    /// How much memory they take.
+    std::size_t heldIn() const { return malloc_usable_size(fieldAt<char*>(this, PARTIAL)); }
 
     std::deque<std::string> reads;
     int answer = 0;
@@ -74,6 +77,9 @@ public:
     int received = 0;
     unsigned int askedID = 0;
     unsigned int askedLength = 0;
+
+private:
+    static constexpr std::size_t PARTIAL = sizeof(void*) + sizeof(std::deque<char*>);
 };
 
 #endif

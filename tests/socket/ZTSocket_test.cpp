@@ -282,6 +282,16 @@ TEST_F(ZTSocketTest, ALengthOf0OrOneThatNeverComesStallsTheStreamAtItsMarker)
     }
 }
 
+TEST_F(ZTSocketTest, ALengthTakesNoMemoryBeforeItsBytesHaveCome)
+{
+    EXPECT_EQ(read(head(0xffffffff) + "x"), NOTHING);
+    EXPECT_LE(socket.heldIn(), 4096U + 16U);
+    for (int reads = 0; reads < 10; ++reads) {
+        EXPECT_EQ(read(junk(1500)), NOTHING);
+        EXPECT_LE(socket.heldIn(), 4 * socket.held().size() + 16U);
+    }
+}
+
 TEST_F(ZTSocketTest, ALengthThatEndsOneByteTooLateIsIncomplete)
 {
     EXPECT_EQ(nextAfter({head(21) + "a", "b"}), head(21) + "ab");
