@@ -227,6 +227,22 @@ TEST(ZTHealthManagement, WithoutASocketReturns14AndClosesNothing)
     EXPECT_EQ(send(COMMAND_20, data), 14);
 }
 
+TEST(ZTHealthManagement, AConnectionThatGetsTheDescriptor0IsUsedAndClosedToo)
+{
+    std::vector<int> calls;
+    const auto note = [&](int descriptor, auto...) {
+        calls.push_back(descriptor);
+        return 0;
+    };
+    const Interpose creating(interposed::socket, [](auto...) { return 0; });
+    const Interpose connecting(interposed::connect, note);
+    const Interpose sending(interposed::send, note);
+    const Interpose closing(interposed::close, note);
+    Data data;
+    EXPECT_EQ(send(COMMAND_20, data, false), 0);
+    EXPECT_EQ(calls, (std::vector<int>{0, 0, 0}));
+}
+
 TEST(ZTHealthManagement, AFailedSendReturns7AndIsNotRepeated)
 {
     const FakeHealthDaemon daemon;
