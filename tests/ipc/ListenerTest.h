@@ -46,6 +46,14 @@ inline int threads()
     return count;
 }
 
+/// A thread that has been joined may show a moment longer.
+inline void awaitEndOfThreads()
+{
+    while (threads() != 0) {
+        std::this_thread::yield();
+    }
+}
+
 /// Notes what arrives, after an action of the test's.
 class NotingListener : public ZT::ZTIPCMessageArrivalListener {
 public:
@@ -83,13 +91,6 @@ public:
     {
         endPoint->setReceiveTimeout(timeout);
         ASSERT_EQ(endPoint->setMessageArrivalListener(&listener), 0);
-    }
-
-    void awaitEndOfThread() const
-    {
-        while (threads() != 0) {
-            std::this_thread::yield();
-        }
     }
 
     std::string receive()

@@ -262,7 +262,7 @@ TEST_F(ListenerTest, WithoutAConnectionItsThreadEndsAtOnce)
 {
     endPoint->deinitialize();
     EXPECT_EQ(endPoint->setMessageArrivalListener(&listener), 0);
-    awaitEndOfThread();
+    awaitEndOfThreads();
     EXPECT_EQ(endPoint->getMessageArrivalListener(), &listener);
     EXPECT_EQ(endPoint->setMessageArrivalListener(nullptr), 0);
 }
@@ -285,7 +285,7 @@ TEST_F(ListenerTest, AHangUpLosesTheConnectionAndEndsTheThreadButKeepsTheListene
 {
     listen();
     peer->hangUp();
-    awaitEndOfThread();
+    awaitEndOfThreads();
     EXPECT_THAT(diagnostics.take(), ElementsAre(failure(HUNG_UP)));
     EXPECT_FALSE(endPoint->isConnected());
     EXPECT_EQ(endPoint->getReadEndPointID(), -1);
@@ -303,7 +303,7 @@ TEST_F(ListenerTest, AHangUpInTheMiddleOfAFrameIsFoundOut)
     listen();
     peer->write(frameBytes("hello").substr(0, 12));
     peer->hangUp();
-    awaitEndOfThread();
+    awaitEndOfThreads();
     EXPECT_THAT(diagnostics.take(),
                 ElementsAre(failure("receiveMessage() Incomplete message data bytes received."),
                             failure(HUNG_UP)));
@@ -389,7 +389,7 @@ TEST_F(ListenerTest, AHangUpWhileTheOwnerSendsLeavesTheDescriptorsNumberTaken)
     EXPECT_EQ(endPoint->sendMessage(&message), 7);
     EXPECT_EQ(fcntl(descriptor, F_GETFD), -1);
     EXPECT_FALSE(endPoint->isConnected());
-    awaitEndOfThread();
+    awaitEndOfThreads();
     EXPECT_THAT(diagnostics.take(),
                 UnorderedElementsAre(failure(HUNG_UP),
                                      failure("sendMessage() The other end of the connection is "
@@ -659,7 +659,7 @@ TEST_F(ListenerTest, AConnectionThatIsLostWhileItStandsAtTheGateIsReportedOnce)
     EXPECT_EQ(endPoint->sendMessage(&message), 7);
     diagnostics.take();
     endPoint->setMessageArrivalListenerActive(true);
-    awaitEndOfThread();
+    awaitEndOfThreads();
     EXPECT_THAT(diagnostics.take(),
                 ElementsAre(failure("receiveMessage() failed. Invalid linkID.")));
 }
@@ -788,7 +788,7 @@ TEST_P(WhileTheThread, RemovingEndsItAndLeavesTheConnectionToTheOwner)
         EXPECT_EQ(waits, waitsBefore) << "it has made a further pass";
     }
     EXPECT_EQ(openDescriptors(), descriptorsBefore);
-    awaitEndOfThread();
+    awaitEndOfThreads();
     send();
     EXPECT_EQ(receive(), "hello");
     EXPECT_EQ(listener.arrived(), arrivedBefore());
@@ -813,7 +813,7 @@ TEST_P(WhileTheThread, DeinitializingEndsItAndCloses)
     EXPECT_EQ(endPoint->getMessageArrivalListener(), nullptr);
     EXPECT_EQ(openDescriptors(), descriptorsBefore - 1);
     EXPECT_EQ(peer->read(1), "");
-    awaitEndOfThread();
+    awaitEndOfThreads();
 }
 
 TEST_P(WhileTheThread, DestroyingEndsItAndCloses)
@@ -822,7 +822,7 @@ TEST_P(WhileTheThread, DestroyingEndsItAndCloses)
     EXPECT_EQ(listener.arrived(), arrivedBefore());
     EXPECT_EQ(openDescriptors(), descriptorsBefore - 1);
     EXPECT_EQ(peer->read(1), "");
-    awaitEndOfThread();
+    awaitEndOfThreads();
 }
 
 TEST_P(WhileTheThread, AHangUpEndsIt)
@@ -830,7 +830,7 @@ TEST_P(WhileTheThread, AHangUpEndsIt)
     peer->hangUp();
     release.happen();
     endPoint->setMessageArrivalListenerActive(true);
-    awaitEndOfThread();
+    awaitEndOfThreads();
     EXPECT_FALSE(endPoint->isConnected());
     EXPECT_EQ(listener.arrived(), arrivedBefore());
     auto lines = diagnostics.take();
@@ -877,7 +877,7 @@ TEST_P(WhileTheThread, SendingToAPeerThatReadsNoMoreLosesTheConnectionAndEndsIt)
     EXPECT_EQ(endPoint->getReadEndPointID(), -1);
     diagnostics.take();
     endPoint->setMessageArrivalListenerActive(true);
-    awaitEndOfThread();
+    awaitEndOfThreads();
     EXPECT_EQ(fcntl(descriptor, F_GETFD), -1);
     EXPECT_EQ(listener.arrived(), arrivedBefore());
     if (GetParam() == State::StandsAtTheGate) {
@@ -937,7 +937,7 @@ TEST_F(ListenerTest, ACallbackMayRemoveItsListener)
     listen();
     peer->write(frameBytes("one") + frameBytes("two"));
     EXPECT_THAT(listener.await(1), ElementsAre("one"));
-    awaitEndOfThread();
+    awaitEndOfThreads();
     EXPECT_EQ(receive(), "two");
     EXPECT_THAT(listener.arrived(), ElementsAre("one"));
 }
@@ -968,7 +968,7 @@ TEST_F(ListenerTest, ACallbackMayRemoveItsListenerAndSetAnother)
     EXPECT_THAT(second.await(1), ElementsAre("two"));
     EXPECT_THAT(listener.await(1), ElementsAre("one"));
     endPoint->deinitialize();
-    awaitEndOfThread();
+    awaitEndOfThreads();
 }
 
 TEST_F(ListenerTest, ACallbackMayDeinitializeItsEndPoint)
@@ -977,7 +977,7 @@ TEST_F(ListenerTest, ACallbackMayDeinitializeItsEndPoint)
     listen();
     peer->write(frameBytes("one") + frameBytes("two"));
     EXPECT_THAT(listener.await(1), ElementsAre("one"));
-    awaitEndOfThread();
+    awaitEndOfThreads();
     EXPECT_EQ(peer->read(1), "");
     EXPECT_FALSE(endPoint->isConnected());
 }
@@ -988,7 +988,7 @@ TEST_F(ListenerTest, ACallbackMayDeleteItsEndPoint)
     listen();
     peer->write(frameBytes("one") + frameBytes("two"));
     EXPECT_THAT(listener.await(1), ElementsAre("one"));
-    awaitEndOfThread();
+    awaitEndOfThreads();
     EXPECT_EQ(peer->read(1), "");
 }
 
@@ -1013,7 +1013,7 @@ TEST_F(ListenerTest, ACallbackWhoseConnectFailsEndsTheThread)
     listener.action = [this](IPCMessage*) { EXPECT_EQ(endPoint->connectTo("/no/server"), 14); };
     listen();
     peer->write(frameBytes("one") + frameBytes("two"));
-    awaitEndOfThread();
+    awaitEndOfThreads();
     EXPECT_THAT(listener.arrived(), ElementsAre("one"));
     EXPECT_EQ(endPoint->getMessageArrivalListener(), &listener);
     EXPECT_EQ(diagnostics.take().size(), 1U);
@@ -1050,7 +1050,7 @@ TEST_F(ListenerTest, OwnerAndCallbackMayBothRemoveIt)
     }
     release.happen();
     EXPECT_EQ(removed.get(), 0);
-    awaitEndOfThread();
+    awaitEndOfThreads();
 }
 
 TEST_F(ListenerTest, NothingIsLostWhereTheOwnerAndAListenerTakeTurns)

@@ -118,7 +118,7 @@ protected:
     void TearDown() override
     {
         endPoint.reset();
-        EXPECT_EQ(threads(), 0);
+        awaitEndOfThreads();
         EXPECT_THAT(diagnostics.take(), IsEmpty());
     }
 };
@@ -153,7 +153,7 @@ TEST_P(AfterACallbackHas, RemovingWaitsForIt)
         EXPECT_EQ(endPoint->setMessageArrivalListener(nullptr), 0);
         EXPECT_EQ(running, 0);
     });
-    EXPECT_EQ(threads(), 0);
+    awaitEndOfThreads();
 }
 
 TEST_P(AfterACallbackHas, DeinitializingWaitsForIt)
@@ -162,7 +162,7 @@ TEST_P(AfterACallbackHas, DeinitializingWaitsForIt)
         endPoint->deinitialize();
         EXPECT_EQ(running, 0);
     });
-    EXPECT_EQ(threads(), 0);
+    awaitEndOfThreads();
 }
 
 TEST_P(AfterACallbackHas, DestroyingWaitsForIt)
@@ -171,7 +171,7 @@ TEST_P(AfterACallbackHas, DestroyingWaitsForIt)
         endPoint.reset();
         EXPECT_EQ(running, 0);
     });
-    EXPECT_EQ(threads(), 0);
+    awaitEndOfThreads();
 }
 
 TEST_P(AfterACallbackHas, SettingAnotherWaitsForIt)
@@ -182,7 +182,7 @@ TEST_P(AfterACallbackHas, SettingAnotherWaitsForIt)
         EXPECT_EQ(endPoint->getMessageArrivalListener(), &other);
     });
     EXPECT_EQ(endPoint->setMessageArrivalListener(nullptr), 0);
-    EXPECT_EQ(threads(), 0);
+    awaitEndOfThreads();
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -292,7 +292,7 @@ TEST_F(Pairs, AListenerIsSetAnewWhereACallbackThatRemovedItHasReturned)
     enterCallback();
     letCallbackAct();
     mayReturn.happen();
-    awaitEndOfThread();
+    awaitEndOfThreads();
     peer->write(frameBytes("second"));
     EXPECT_EQ(endPoint->setMessageArrivalListener(&other), 0);
     EXPECT_THAT(other.await(1), ElementsAre("second"));
@@ -311,7 +311,7 @@ TEST_F(Pairs, AListenerThatItsCallbackRemovesMakesNoFurtherPass)
     inside.await();
     letCallbackAct();
     mayReturn.happen();
-    awaitEndOfThread();
+    awaitEndOfThreads();
     EXPECT_THAT(diagnostics.take(), IsEmpty());
 }
 
@@ -344,7 +344,7 @@ TEST_P(WhileTheOwner, ACallbackIsRefusedAnotherListener)
         letCallbackAct();
         mayReturn.happen();
     }
-    EXPECT_EQ(threads(), 0);
+    awaitEndOfThreads();
     EXPECT_THAT(other.arrived(), IsEmpty());
     EXPECT_THAT(listener.arrived(), ElementsAre("first"));
     EXPECT_EQ(endPoint->setMessageArrivalListener(&other), 0) << "now it is free to";
@@ -373,7 +373,7 @@ TEST_F(Pairs, ACallbackIsRefusedAnotherListenerWhileTheOwnerDestroysTheEndPoint)
         letCallbackAct();
         mayReturn.happen();
     }
-    EXPECT_EQ(threads(), 0);
+    awaitEndOfThreads();
 }
 
 // Each thing that an owner can do with each thing that a callback can, before, after and at once
@@ -480,7 +480,7 @@ TEST_P(EachPair, EndsInGoodOrder)
         }
         static_cast<void>(destroys ? scene.endPoint.release() : nullptr);
         scene.endPoint.reset();
-        EXPECT_EQ(threads(), 0);
+        awaitEndOfThreads();
         scene.diagnostics.take();
     }
     peersOfReplacedConnections.clear();
