@@ -227,18 +227,16 @@ in_root()
         ln -s usr/bin usr/lib usr/lib64 usr/sbin "$root"
         mount --rbind /usr "$root/usr"
         cp "$ztsim" "$root/tmp/ztsim"
-        run()
-        {
-            # Sanitizers miss /proc, and say so.
-            LD_LIBRARY_PATH=$LD_LIBRARY_PATH chroot "$root" /tmp/ztsim "$@" 2>&1 |
-                sed "/^==.*WARNING: reading executable name failed/d"
-            echo "= ${PIPESTATUS[0]}"
-        }
+        run() { LD_LIBRARY_PATH=$LD_LIBRARY_PATH chroot "$root" /tmp/ztsim "$@" 2>&1; echo "= $?"; }
         '"$1" bash "$scratch/root" "$ztsim"
 }
 
 ztsim_says_what_a_root_lacks()
 {
+    if ldd "$ztsim" | grep -q 'lib[at]san'; then
+        echo "left out: a sanitizer does not work without /proc" >&2
+        exit 77
+    fi
     expect_eq "$(in_root '
         run -- true; run ctl power
         mount -t proc proc "$root/proc"; run -- true
