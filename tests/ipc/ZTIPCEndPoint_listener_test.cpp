@@ -4,6 +4,7 @@
 
 #include "ipc/ListenerTest.h"
 #include "support/Event.h"
+#include "support/ForkedChild.h"
 #include "support/Interpose.h"
 
 #include <boost/thread/exceptions.hpp>
@@ -22,7 +23,6 @@
 #include <mutex>
 #include <string>
 #include <sys/epoll.h>
-#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -898,15 +898,7 @@ TEST_P(WhileTheThread, AnotherConnectionIsListenedTo)
 
 TEST_P(WhileTheThread, AForkedChildDestroysItsCopyWithoutWaitingAndTheParentListensOn)
 {
-    const pid_t child = fork();
-    if (child == 0) {
-        alarm(60);
-        endPoint.reset();
-        _exit(0);
-    }
-    int status = -1;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
+    EXPECT_TRUE(succeedsInForkedChild([this] { endPoint.reset(); }));
     const int waitsBefore = waits;
     release.happen();
     endPoint->setMessageArrivalListenerActive(true);

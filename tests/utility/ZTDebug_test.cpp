@@ -1,5 +1,6 @@
 #include "ztutil/ZTDebug.h"
 
+#include "support/ForkedChild.h"
 #include "ztutil/ZTStringTokenizer.h"
 
 #include <array>
@@ -13,7 +14,6 @@
 #include <gmock/gmock.h>
 #include <malloc.h>
 #include <sys/syscall.h>
-#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -506,24 +506,6 @@ TEST_F(ZTDebugTest, AnUnwantedLineAndARegistrationDoNotWaitForARunningSink)
 
 // Children made by fork()
 
-namespace {
-
-// Whether a child that does this ends by itself.
-bool doesChildEnd(const std::function<void()>& action)
-{
-    const pid_t child = fork();
-    if (child == 0) {
-        alarm(60);
-        action();
-        _exit(0);
-    }
-    int status = -1;
-    EXPECT_EQ(waitpid(child, &status, 0), child);
-    return status == 0;
-}
-
-} // namespace
-
 TEST_F(ZTDebugTest, AChildPrintsThoughAThreadOfItsParentWasPrinting)
 {
     struct Gate {
@@ -541,10 +523,8 @@ TEST_F(ZTDebugTest, AChildPrintsThoughAThreadOfItsParentWasPrinting)
     ZTDebug::setSink(wait, &gate);
     std::thread printer([this] { ZTDebug::debugPrintError(1, pipeSection, "line"); });
     gate.entered.get_future().wait();
-    EXPECT_TRUE(doesChildEnd([this] {
-        if (ZTDebug::debugPrintError(1, pipeSection, "child's") != 0) {
-            _exit(1);
-        }
+    EXPECT_TRUE(succeedsInForkedChild([this] {
+        EXPECT_EQ(ZTDebug::debugPrintError(1, pipeSection, "child's"), 0);
         ZTDebug::setSink(nullptr, nullptr);
     }));
     gate.leave.set_value();
@@ -560,11 +540,8 @@ TEST_F(ZTDebugTest, AChildRegistersAndPrintsThoughThreadsOfItsParentWere)
         }
     });
     for (int i = 0; i < 200; ++i) {
-        EXPECT_TRUE(doesChildEnd([this] {
-            if (ZTDebug::insertNewDebugSection("zt_pipe") != pipeSection) {
-                _exit(1);
-            }
-        }));
+        EXPECT_TRUE(succeedsInForkedChild(
+            [this] { EXPECT_EQ(ZTDebug::insertNewDebugSection("zt_pipe"), pipeSection); }));
     }
     isOver = true;
     registering.join();
@@ -574,7 +551,7 @@ TEST_F(ZTDebugTest, AChildThatASinkMakesPrintsInTheSinkToo)
 {
     const auto makeChild = [](void* context, int, const char*, const char*) {
         *static_cast<bool*>(context) =
-            doesChildEnd([] { ZTDebug::debugPrintError(1, 0, "child's"); });
+            succeedsInForkedChild([] { ZTDebug::debugPrintError(1, 0, "child's"); });
     };
     bool hasEnded = false;
     ZTDebug::setSink(makeChild, &hasEnded);
