@@ -58,7 +58,11 @@ void ListenerWait::wake() const
 
 bool ListenerWait::takeWake(const DescriptorSet& readable) const
 {
-    return readable.contains(woken.number) && takeWake();
+    if (!readable.contains(woken.number)) {
+        return false;
+    }
+    forgetWake();
+    return true;
 }
 
 bool ListenerWait::awaitWholeFrame(int socket) const
@@ -72,7 +76,8 @@ bool ListenerWait::awaitWholeFrame(int socket) const
         const int count = epoll_wait(poller.number, events, 2, NO_LIMIT);
         for (int i = 0; i < count; ++i) {
             if (events[i].data.fd == woken.number) {
-                return !takeWake();
+                forgetWake();
+                return false;
             }
             if ((events[i].events & HUNG_UP) != 0) {
                 return true;
@@ -82,10 +87,10 @@ bool ListenerWait::awaitWholeFrame(int socket) const
     return true;
 }
 
-bool ListenerWait::takeWake() const
+void ListenerWait::forgetWake() const
 {
     eventfd_t count = 0;
-    return eventfd_read(woken.number, &count) == 0;
+    eventfd_read(woken.number, &count);
 }
 
 } // namespace ZT

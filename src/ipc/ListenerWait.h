@@ -30,7 +30,7 @@ public:
     bool awaitWholeFrame(int socket) const;
 
 private:
-    bool takeWake() const;
+    void forgetWake() const;
 
     const OpenDescriptor woken;
     const OpenDescriptor poller; // tells of `woken`, and of each change of a socket once
