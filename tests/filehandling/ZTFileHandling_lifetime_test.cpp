@@ -12,7 +12,6 @@
 
 #include <atomic>
 #include <cerrno>
-#include <cstring>
 #include <ctime>
 #include <filesystem>
 #include <functional>
@@ -484,10 +483,10 @@ namespace {
 // In a child of fork().
 void releaseAndDestroy(std::optional<ZTFileHandling>& handling)
 {
-    unsigned char before[sizeof *handling];
-    std::memcpy(before, &*handling, sizeof before);
+    const auto* object = reinterpret_cast<const char*>(&*handling);
+    const std::string before(object, sizeof *handling);
     handling->release();
-    EXPECT_EQ(std::memcmp(before, &*handling, sizeof before), 0) << "it is left alone";
+    EXPECT_EQ(std::string(object, sizeof *handling), before) << "it is left alone";
     handling.reset();
 }
 
