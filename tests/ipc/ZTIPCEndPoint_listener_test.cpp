@@ -335,7 +335,7 @@ TEST_F(ListenerTest, ANonBlockingSocketTooGetsItsFramesWhole)
     listen();
     const std::string frame = frameBytes("hello");
     WaitsForRest rest;
-    for (const std::size_t size : {4, 8, 12}) {
+    for (const std::size_t size : {4U, 8U, 12U}) {
         const std::size_t before = listener.arrived().size();
         const int waits = rest.count();
         peer->write(frame.substr(0, size));

@@ -301,11 +301,9 @@ TEST(ZTSystem, GetSystemCommandOutputEndsWhenReadingIsNotPossible)
 
 TEST(ZTSystem, GetSystemCommandOutputKeepsWhatCameBeforeReadingFailed)
 {
-    const cookie_read_function_t* const readOnce = [](void* count, char* buffer,
-                                                      size_t) -> ssize_t {
+    const auto readOnce = [](void* count, char* buffer, size_t) -> ssize_t {
         if (++*static_cast<int*>(count) == 1) {
-            std::memcpy(buffer, "abc", 3);
-            return 3;
+            return static_cast<ssize_t>(std::string("abc").copy(buffer, 3));
         }
         errno = EIO;
         return -1;

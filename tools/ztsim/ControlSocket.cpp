@@ -59,7 +59,9 @@ std::map<pid_t, Stream::socket> connectToDevices(boost::asio::io_context& contex
         if (!pid || !isWanted(*pid) || devices.count(*pid) != 0) { // each connection is listed, too
             continue;
         }
-        const int device = connectTo({'\0' + prefix + rest});
+        std::string name(1, '\0');
+        name.append(prefix).append(rest);
+        const int device = connectTo({name});
         if (device >= 0) {
             Stream::socket socket(context, Stream(), device);
             if (isOfThisUser(device)) {
