@@ -548,6 +548,20 @@ TEST_F(ZTFileHandlingTest, ACopyThatFailsEndsWith16AndKeepsItsSourceInAMove)
     EXPECT_EQ(readAll(source + "/a"), "1");
 }
 
+TEST_F(ZTFileHandlingTest, ACopyThatFailsEndsWithTheNextStep)
+{
+    writeAll(source + "/a", "1");
+    fs::create_directory(target + "/a");
+    std::int64_t failed = 0;
+    const OnTrace looking([&](const std::string& text) {
+        if (text.rfind("ZTFileHandling::copy | file", 0) == 0) {
+            failed = ticks();
+        }
+    });
+    copyDir(true);
+    EXPECT_EQ(ticks(), failed + 1);
+}
+
 TEST_F(ZTFileHandlingTest, AFolderOnAFullMediumEndsWith16AndKeepsItsSourceInAMove)
 {
     writeAll(source + "/a", "1");

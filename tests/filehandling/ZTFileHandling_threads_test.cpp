@@ -119,15 +119,15 @@ TEST_F(ZTFileHandlingThreadsTest, AStopWhoseLockIsRefusedThrowsAndCanBeRepeated)
     const EndlessTicks endless;
     ZTFileHandling handling;
     EXPECT_EQ(handling.copyDir(source, target, true, &listener), 0);
-    {
-        const pthread_t client = pthread_self();
-        const Interpose refused(interposed::pthread_mutex_lock, [&](pthread_mutex_t* mutex) {
-            return isIn(handling, mutex) && pthread_equal(pthread_self(), client) != 0
+    bool refuses = true; // the client alone
+    const Interpose locking(
+        interposed::pthread_mutex_lock, [&, client = pthread_self()](pthread_mutex_t* mutex) {
+            return pthread_equal(pthread_self(), client) != 0 && refuses && isIn(handling, mutex)
                        ? EINVAL
                        : interposed::pthread_mutex_lock.real(mutex);
         });
-        EXPECT_THROW(handling.stop(), boost::lock_error);
-    }
+    EXPECT_THROW(handling.stop(), boost::lock_error);
+    refuses = false;
     EXPECT_FALSE(handling.isRunning());
     handling.stop();
     handling.join();
@@ -179,20 +179,16 @@ TEST_F(ZTFileHandlingThreadsTest, AStopThatHasLetTheThreadGoOnHasToldItWhy)
     while (waits == 0) {
         std::this_thread::yield();
     }
-    {
-        // The condition's mutex is unlocked before the object's own.
-        const Interpose unlocking(interposed::pthread_mutex_unlock,
-                                  [&, client = pthread_self(), unlocks = 0](auto* mutex) mutable {
-                                      const int result =
-                                          interposed::pthread_mutex_unlock.real(mutex);
-                                      if (pthread_equal(pthread_self(), client) != 0 &&
-                                          isIn(handling, mutex) && ++unlocks == 2) {
-                                          goesOn.await();
-                                      }
-                                      return result;
-                                  });
-        handling.stop();
-    }
+    // The condition's mutex is unlocked before the object's own.
+    const Interpose unlocking(interposed::pthread_mutex_unlock, [&, client = pthread_self(),
+                                                                 unlocks = 0](auto* mutex) mutable {
+        const int result = interposed::pthread_mutex_unlock.real(mutex);
+        if (pthread_equal(pthread_self(), client) != 0 && isIn(handling, mutex) && ++unlocks == 2) {
+            goesOn.await();
+        }
+        return result;
+    });
+    handling.stop();
     EXPECT_EQ(waits, 1);
     handling.join();
     EXPECT_THAT(listener.calls(), ElementsAre("finished 0"));
