@@ -92,29 +92,32 @@ ztsim_refuses_wrong_usage()
     refuse() { expect_failure 125 "$1; see ztsim --help" "$ztsim" "${@:2}"; }
     refuse "there is no option --bogus" --bogus -- true
     refuse "there is no option -x" -x true
-    refuse "--power-state: *6*" --power-state 6 -- true
-    refuse "*--power-state*-1*" --power-state -1 -- true
-    refuse "--propagation-time: *31*" --propagation-time 31 -- true
-    refuse "--power-timeout: *power state 6" --power-timeout 6=1 -- true
+    local number
+    for number in 6 -1 nan inf 1.5 0x1 " 1" "" -18446744073709551615; do
+        refuse "--power-state: \"$number\" is not in 0..5" --power-state "$number" -- true
+        refuse "--power-timeout: \"$number\" is not in 0..5" --power-timeout "$number=1" -- true
+    done
+    refuse '--propagation-time: "31" is not in 0..30' --propagation-time 31 -- true
     refuse '--power-timeout: "1" is not of the form NAME=VALUE' --power-timeout 1 -- true
-    refuse '--power-timeout: "x" is not a number' --power-timeout 1=x -- true
-    refuse '--power-timeout: "1 " is not a number' --power-timeout "1=1 " -- true
-    refuse '--power-timeout: "" is not a number' --power-timeout 1= -- true
-    refuse '--power-timeout: *4294967296 is out of range' --power-timeout 1=4294967296 -- true
+    refuse '--power-timeout: "x" is not in 0..4294967295' --power-timeout 1=x -- true
+    refuse '--power-timeout: "1 " is not in 0..4294967295' --power-timeout "1=1 " -- true
+    refuse '--power-timeout: "" is not in 0..4294967295' --power-timeout 1= -- true
+    refuse '--power-timeout: "4294967296" is not in 0..4294967295' --power-timeout 1=4294967296 -- true
     refuse '--device: *"toaster"' --device toaster=1 -- true
-    refuse '--device: "1.5" is not a number' --device touch=1.5 -- true
+    refuse '--device: "1.5" is not in -2147483648..2147483647' --device touch=1.5 -- true
     refuse "there is no option display=2" --device touch=1 display=2 -- true
     refuse '--power-fault: there is no fault "mishap", but hang-up, *' --power-fault mishap@1 -- true
     refuse '--power-fault: "silence" is not of the form KIND@N' --power-fault silence -- true
     refuse '--power-fault: "silence@0"*' --power-fault silence@0 -- true
     refuse '--power-fault: "hang-up@1"*already' --power-fault silence@1 --power-fault hang-up@1 \
         -- true
-    refuse "*--power-away*" --power-away soon -- true
+    refuse '--power-away: "soon" is not in 0..4294967295' --power-away soon -- true
+    refuse '--power-away: "-1" is not in 0..4294967295' --power-away -1 -- true
     refuse '--health-field: there is no field "toaster"' --health-field toaster=1 -- true
     refuse '--health-field: "serial-number" is not of the form NAME=VALUE' --health-field serial-number -- true
-    refuse '--health-field: number 256 is out of range' --health-field product-type=256 -- true
-    refuse '--health-field: "-1" is not a number' --health-field product-type=-1 -- true
-    refuse '--health-field: number 4294967296 is out of range' --health-field value-32=4294967296 \
+    refuse '--health-field: "256" is not in 0..255' --health-field product-type=256 -- true
+    refuse '--health-field: "-1" is not in 0..255' --health-field product-type=-1 -- true
+    refuse '--health-field: "4294967296" is not in 0..4294967295' --health-field value-32=4294967296 \
         -- true
     refuse '--health-field: "123456789012345678901234567890123" has more than 32 bytes' \
         --health-field part-number=123456789012345678901234567890123 -- true
@@ -735,6 +738,12 @@ health field-17: 255
 8'
 }
 
+ztsim_ctl_takes_decimal_numbers()
+{
+    expect_eq "$("$ztsim" --power-state 05 --power-timeout 1=010 -- bash -c '
+        ztsim ctl power; ztsim ctl timeout 1; ztsim ctl timeout 2 0100; ztsim ctl timeout 2' 2>&1)" $'5\n10\n100'
+}
+
 ztsim_ctl_changes_what_clients_see()
 {
     expect_eq "$("$ztsim" -- bash -c '
@@ -793,17 +802,19 @@ ztsim_ctl_refuses_wrong_usage()
     refuse 'there is no command "powr", but power, *' powr
     refuse 'there is no command "--bogus", but power, *' --bogus
     refuse "--pid: *" --pid
-    refuse "*--pid*" --pid x power
-    refuse "power: STATE: Value 7 not in range 0 to 6" power 7
+    refuse '--pid: "x" is not in 1..2147483647' --pid x power
+    refuse '--pid: "-1" is not in 1..2147483647' --pid -1 power
+    refuse 'power: STATE: "7" is not in 0..6' power 7
     refuse "power: *more" power 1 more
     refuse "timeout: STATE is required" timeout
-    refuse "timeout: STATE: Value 6 not in range 0 to 5" timeout 6
-    refuse "timeout: *VALUE = 4294967296*" timeout 1 4294967296
-    refuse "propagation: TIME: Value 31 not in range 0 to 30" propagation 31
+    refuse 'timeout: STATE: "6" is not in 0..5' timeout 6
+    refuse 'timeout: VALUE: "4294967296" is not in 0..4294967295' timeout 1 4294967296
+    refuse 'timeout: VALUE: "-18446744073709551615" is not in 0..4294967295' timeout 1 -18446744073709551615
+    refuse 'propagation: TIME: "31" is not in 0..30' propagation 31
     refuse 'device: NAME: there is no device "toaster"' device toaster
-    refuse "device: *STATE = x*" device touch x
+    refuse 'device: STATE: "x" is not in -2147483648..2147483647' device touch x
     refuse 'health: there is no field "toaster"' health toaster
-    refuse 'health: number 256 is out of range' health product-type 256
+    refuse 'health: "256" is not in 0..255' health product-type 256
     refuse 'hang-up: *network*' hang-up network
     refuse 'power-fault: there is no fault "unterminated", but hang-up, short-record, unknown-type, unknown-device, silence' \
         power-fault unterminated
@@ -1025,13 +1036,13 @@ ztsim_refuses_wrong_lines_of_a_script()
     }
     refuse power '"power" is not of the form TIME COMMAND'
     refuse 1 '"1" is not of the form TIME COMMAND'
-    refuse "power 2" '"power" is not a number'
-    refuse "+ power 2" '"" is not a number'
-    refuse "-1 power 2" "time -1 is not in 0..1000000"
-    refuse "nan power 2" "time nan is not in 0..1000000"
-    refuse "1e7 power 2" "time 1e7 is not in 0..1000000"
+    local time
+    for time in power -1 nan inf 1e7 1e400 0x1; do
+        refuse "$time power 2" "time \"$time\" is not in 0..1000000"
+    done
+    refuse "+ power 2" 'time "" is not in 0..1000000'
     refuse "1 toast" 'there is no command "toast", but power, timeout, *'
-    refuse "1 power 7" "power: STATE: Value 7 not in range 0 to 6"
+    refuse "1 power 7" 'power: STATE: "7" is not in 0..6'
     refuse "1 health serial-number 123456789012345678901234567890123" '*has more than 32 bytes'
     printf '2 power 1\n1 power 2\n' >"$scratch/script"
     expect_failure 125 "$scratch/script:2: time 1 is before that of the line before; *" \

@@ -1,6 +1,6 @@
 #include "Command.h"
 
-#include <CLI/CLI.hpp>
+#include "common/NumberOption.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -60,17 +60,15 @@ Parser::Parser()
 {
     app.set_help_flag();
     app.require_subcommand(0, 1); // what comes behind is no command, even if it is called like one
-    const auto upTo = [](std::uint32_t most) { return CLI::Range(0U, most); };
-    addVerb("power", &Parser::power).add_option("STATE", value)->check(upTo(6));
+    tools::addNumber(addVerb("power", &Parser::power), "STATE", value, 0U, 6U);
     CLI::App& timeoutVerb = addVerb("timeout", &Parser::timeout);
-    timeoutVerb.add_option("STATE", state)->required()->check(upTo(5));
-    timeoutVerb.add_option("VALUE", value);
-    addVerb("propagation", &Parser::propagation)
-        .add_option("TIME", value)
-        ->check(upTo(PowerSettings::MAX_PROPAGATION_TIME));
+    tools::addNumber(timeoutVerb, "STATE", state, 0U, 5U)->required();
+    tools::addNumber(timeoutVerb, "VALUE", value, 0U, UINT32_MAX);
+    tools::addNumber(addVerb("propagation", &Parser::propagation), "TIME", value, 0U,
+                     PowerSettings::MAX_PROPAGATION_TIME);
     CLI::App& deviceVerb = addVerb("device", &Parser::device);
     deviceVerb.add_option("NAME", name)->required();
-    deviceVerb.add_option("STATE", deviceState);
+    tools::addNumber(deviceVerb, "STATE", deviceState, INT32_MIN, INT32_MAX);
     CLI::App& healthVerb = addVerb("health", &Parser::health);
     healthVerb.add_option("NAME", name)->required();
     healthVerb.add_option("VALUE", text);

@@ -5,14 +5,13 @@
 #include "ControlSocket.h"
 #include "Log.h"
 #include "Options.h"
+#include "common/NumberOption.h"
 #include "common/Printable.h"
 
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/read.hpp>
 #include <boost/asio/write.hpp>
-
-#include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <fstream>
@@ -127,7 +126,8 @@ int runControlClient(int argc, char** argv)
     app.footer(footer());
     app.prefix_command();
     std::optional<pid_t> pid;
-    app.add_option("--pid", pid, "The process of the ztsim; the only one that runs by default")
+    tools::addNumber(app, "--pid", pid, 1, INT32_MAX,
+                     "The process of the ztsim; the only one that runs by default")
         ->type_name("PID");
     try {
         app.parse(argc, argv);

@@ -1,6 +1,6 @@
 #include "Fault.h"
 
-#include "Number.h"
+#include "common/Number.h"
 
 #include <stdexcept>
 
@@ -26,7 +26,7 @@ Faults parseFaults(const std::vector<std::string>& texts, const FaultKinds& kind
         if (at == std::string::npos) {
             throw std::invalid_argument("\"" + text + "\" is not of the form KIND@N");
         }
-        const auto record = parseNumber<std::uint64_t>(text.substr(at + 1));
+        const auto record = tools::parseNumber<std::uint64_t>(text.substr(at + 1));
         if (record == 0) {
             throw std::invalid_argument("\"" + text + "\": records are counted from 1");
         }

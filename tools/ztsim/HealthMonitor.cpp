@@ -1,6 +1,6 @@
 #include "HealthMonitor.h"
 
-#include "Number.h"
+#include "common/Number.h"
 
 #include <algorithm>
 #include <array>
@@ -100,10 +100,10 @@ void HealthMonitor::set(const std::string& name, const std::string& value)
     HealthRecord& answer = answers[field.answer];
     switch (field.kind) {
     case Kind::Byte:
-        answer.byte = parseNumber<std::uint8_t>(value);
+        answer.byte = tools::parseNumber<std::uint8_t>(value);
         break;
     case Kind::Value:
-        answer.value = parseNumber<std::uint32_t>(value);
+        answer.value = tools::parseNumber<std::uint32_t>(value);
         break;
     case Kind::Text:
         setText(answer, value);

@@ -1,8 +1,8 @@
 #include "Options.h"
 
 #include "Log.h"
-#include "Number.h"
 #include "TextFile.h"
+#include "common/NumberOption.h"
 
 #include <CLI/CLI.hpp>
 
@@ -121,11 +121,8 @@ std::pair<std::string, std::string> splitAssignment(const std::string& text)
 void setTimeout(PowerSettings& settings, const std::string& text)
 {
     const auto [state, value] = splitAssignment(text);
-    const auto index = parseNumber<std::uint32_t>(state);
-    if (index >= settings.timeouts.size()) {
-        throw std::invalid_argument("there is no time-out of power state " + state);
-    }
-    settings.timeouts[index] = parseNumber<std::uint32_t>(value);
+    const auto index = tools::parseNumber<std::size_t>(state, 0, settings.timeouts.size() - 1);
+    settings.timeouts[index] = tools::parseNumber<std::uint32_t>(value);
 }
 
 void setDevice(PowerSettings& settings, const std::string& text)
@@ -135,7 +132,7 @@ void setDevice(PowerSettings& settings, const std::string& text)
     if (device == settings.devices.end()) {
         throw std::invalid_argument("there is no device \"" + name + "\"");
     }
-    device->second = parseNumber<std::int32_t>(state);
+    device->second = tools::parseNumber<std::int32_t>(state);
 }
 
 void setHealthField(HealthMonitor& monitor, const std::string& text)
@@ -276,19 +273,18 @@ void CommandLine::addPowerOptions()
     PowerSettings& settings = power.settings;
     CLI::Option* const none =
         app.add_flag("--no-power-daemon", noPower, "Nothing listens on /var/run/ztpmd_api");
-    CLI::Option* const state =
-        app.add_option("--power-state", settings.state, "Initial power state; 0 by default")
-            ->type_name("0..5")
-            ->check(CLI::Range(0U, 5U).description(""));
+    CLI::Option* const state = tools::addNumber(app, "--power-state", settings.state, 0U, 5U,
+                                                "Initial power state; 0 by default")
+                                   ->type_name("0..5");
 
     CLI::Option* const timeout = addAssignments(
         app, "--power-timeout", [&settings](const auto& text) { setTimeout(settings, text); },
         "Initial time-out of a power state 0..5; 0 by default; repeatable");
     CLI::Option* const time =
-        app.add_option("--propagation-time", settings.propagationTime,
-                       "Initial propagation time of power state 2; 0 by default")
-            ->type_name("0..30")
-            ->check(CLI::Range(0U, PowerSettings::MAX_PROPAGATION_TIME).description(""));
+        tools::addNumber(app, "--propagation-time", settings.propagationTime, 0U,
+                         PowerSettings::MAX_PROPAGATION_TIME,
+                         "Initial propagation time of power state 2; 0 by default")
+            ->type_name("0..30");
 
     CLI::Option* const device = addAssignments(
         app, "--device", [&settings](const auto& text) { setDevice(settings, text); },
@@ -354,9 +350,13 @@ void CommandLine::addFaultOptions(const std::string& daemon, const char* group,
         [&settings, &kinds](const auto& texts) { settings.faults = parseFaults(texts, kinds); },
         "What goes wrong at which record, see below; repeatable");
     fault->type_name("KIND@N");
-    CLI::Option* const away = app.add_option_function<unsigned>(
-        "--" + daemon + "-away",
-        [&settings](unsigned value) { settings.away = std::chrono::milliseconds(value); },
+    const std::string name = "--" + daemon + "-away";
+    CLI::Option* const away = app.add_option_function<std::string>(
+        name,
+        [&settings, name](const auto& text) {
+            settings.away =
+                std::chrono::milliseconds(tools::parseNumber(name, text, 0U, UINT32_MAX));
+        },
         "How long a hang-up lasts; 300 by default");
     away->type_name("MS");
     for (CLI::Option* option : {fault, away}) {

@@ -1,8 +1,8 @@
 #include "Script.h"
 
 #include "Log.h"
-#include "Number.h"
 #include "TextFile.h"
+#include "common/Number.h"
 
 #include <cmath>
 #include <stdexcept>
@@ -14,11 +14,12 @@ constexpr double LONGEST_TIME = 1e6;
 
 std::chrono::steady_clock::duration parseTime(const std::string& text)
 {
-    const auto seconds = parseNumber<double>(text);
-    if (!(seconds >= 0 && seconds <= LONGEST_TIME)) {
-        throw std::invalid_argument("time " + text + " is not in 0..1000000");
+    try {
+        const double seconds = tools::parseNumber(text, 0.0, LONGEST_TIME);
+        return std::chrono::milliseconds(std::llround(seconds * 1000));
+    } catch (const std::invalid_argument& error) {
+        throw std::invalid_argument(std::string("time ") + error.what());
     }
-    return std::chrono::milliseconds(std::llround(seconds * 1000));
 }
 
 } // namespace
