@@ -2,6 +2,7 @@
 #include "Output.h"
 #include "TimeLimit.h"
 #include "Verbs.h"
+#include "common/NumberOption.h"
 
 #include <memory>
 #include <optional>
@@ -12,7 +13,7 @@ namespace {
 
 struct Options {
     std::optional<std::string> name; ///< all without
-    std::optional<std::uint32_t> byte;
+    std::optional<std::string> byte;
     bool json = false;
     double wait = 2;
 };
@@ -45,11 +46,14 @@ void eepromVerb(const Options& options)
     const EepromField& field = findEepromField(*options.name);
     if (!options.byte) {
         readOne(field, options);
-    } else if (field.kind == EepromField::WRITE_ONLY) {
-        writeEepromField(field, static_cast<std::uint8_t>(*options.byte), options.wait);
-    } else {
-        throw CLI::ValidationError("NAME", field.name + std::string(" can only be read"));
+        return;
     }
+    if (field.kind != EepromField::WRITE_ONLY) {
+        throw CLI::ValidationError("NAME",
+                                   field.name + std::string(" is read-only (field-17 is not)"));
+    }
+    const int byte = tools::parseNumber("BYTE", *options.byte, 0, UINT8_MAX);
+    writeEepromField(field, static_cast<std::uint8_t>(byte), options.wait);
 }
 
 } // namespace
@@ -63,8 +67,7 @@ void addEeprom(CLI::App& app)
                      "field-0, product-type, product-variant, field-6, field-8, part-number, "
                      "customer-part-number, serial-number, field-16, field-17, field-19, field-21, "
                      "field-23 or field-25");
-    verb->add_option("BYTE", options->byte, "0..255, what field-17 is to be")
-        ->check(CLI::Range(0, UINT8_MAX).description(""));
+    verb->add_option("BYTE", options->byte, "0..255, what field-17 is to be");
     verb->add_flag("--json", options->json, "Print JSON");
     addWaitOption(*verb, options->wait);
     verb->callback([options] { eepromVerb(*options); });

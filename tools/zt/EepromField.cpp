@@ -1,10 +1,25 @@
 #include "EepromField.h"
 
 #include "HealthExchange.h"
+#include "zt/ZTIPCEndPoint.h"
 
 #include <CLI/CLI.hpp>
 
 namespace zt {
+namespace {
+
+const int EXCHANGE_FAILED = 1;
+
+/// The library says that for whatever went wrong; whether the daemon is there can be asked for.
+int refine(int result)
+{
+    const int reach =
+        result == EXCHANGE_FAILED ? ZT::ZTIPCEndPoint(false).isSocketAvailable(HEALTH_DAEMON) : 0;
+    return reach == 0 ? result : reach;
+}
+
+} // namespace
+
 const std::array<EepromField, 14> EEPROM_FIELDS{{
     {"field-0", ZT::EEPROM_FIELD_0, EepromField::VALUE},
     {"product-type", ZT::EEPROM_PRODUCT_TYPE, EepromField::BYTE},
@@ -36,7 +51,7 @@ Json readEepromField(const EepromField& field, double seconds)
 {
     ZT::ZTEEPROMMessageData data{};
     exchangeWithin(seconds, std::string("read ") + field.name,
-                   [&] { return ZT::ZTEeprom::readDataFromEeprom(field.command, data); });
+                   [&] { return refine(ZT::ZTEeprom::readDataFromEeprom(field.command, data)); });
     switch (field.kind) {
     case EepromField::BYTE:
         return data.byte;
@@ -52,7 +67,7 @@ void writeEepromField(const EepromField& field, std::uint8_t byte, double second
     ZT::ZTEEPROMMessageData data{};
     data.byte = byte;
     exchangeWithin(seconds, std::string("write ") + field.name,
-                   [&] { return ZT::ZTEeprom::writeDataToEeprom(field.command, data); });
+                   [&] { return refine(ZT::ZTEeprom::writeDataToEeprom(field.command, data)); });
 }
 
 } // namespace zt

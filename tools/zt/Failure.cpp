@@ -3,7 +3,6 @@
 #include "Output.h"
 
 #include <map>
-#include <utility>
 
 namespace zt {
 namespace {
@@ -45,14 +44,21 @@ int exitCodeOf(int result)
 
 } // namespace
 
-Failure::Failure(int exitCode, const std::string& what, std::string advice)
+Advice Advice::orSimulate(std::string text)
+{
+    Advice advice(std::move(text));
+    advice.canSimulate = true;
+    return advice;
+}
+
+Failure::Failure(int exitCode, const std::string& what, Advice advice)
     : std::runtime_error(what), exitCode(exitCode), advice(std::move(advice))
 {}
 
 void tell(const Failure& failure)
 {
     complain(failure.what());
-    complain("try: " + failure.advice);
+    complain("try: " + failure.advice.text);
 }
 
 std::string describeResult(int result)
@@ -62,7 +68,7 @@ std::string describeResult(int result)
            (meaning == MEANINGS.end() ? "which is unknown" : meaning->second);
 }
 
-void check(int result, const std::string& task, const std::string& advice)
+void check(int result, const std::string& task, const Advice& advice)
 {
     if (result != 0) {
         throw Failure(exitCodeOf(result), "cannot " + task + ": " + describeResult(result), advice);

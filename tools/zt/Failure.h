@@ -3,6 +3,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace zt {
 
@@ -17,13 +18,25 @@ enum ExitCode : int {
     STOPPED_BY = 128, ///< and the number of the signal
 };
 
+/// What the user may try.
+struct Advice {
+    Advice(const char* text) : text(text) {}
+    Advice(std::string text) : text(std::move(text)) {}
+
+    /// For a failure of which a simulated device is the cure, where there is no real one.
+    static Advice orSimulate(std::string text);
+
+    std::string text;
+    bool canSimulate = false;
+};
+
 /// What went wrong, and what the user may try about it.
 class Failure : public std::runtime_error {
 public:
-    Failure(int exitCode, const std::string& what, std::string advice);
+    Failure(int exitCode, const std::string& what, Advice advice);
 
     const int exitCode;
-    const std::string advice;
+    const Advice advice;
 };
 
 /// On standard error, a line each: what went wrong, and what to try.
@@ -33,7 +46,7 @@ void tell(const Failure& failure);
 std::string describeResult(int result);
 
 /// Throws for every result but 0; `task` is what was to be done, e.g. "send the message".
-void check(int result, const std::string& task, const std::string& advice);
+void check(int result, const std::string& task, const Advice& advice);
 
 } // namespace zt
 

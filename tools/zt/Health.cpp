@@ -3,6 +3,7 @@
 #include "Output.h"
 #include "TimeLimit.h"
 #include "Verbs.h"
+#include "common/NumberOption.h"
 #include "zt/ZTHealthManagement.h"
 
 #include <cstdint>
@@ -106,7 +107,8 @@ void addHealth(CLI::App& app)
 
     CLI::App* const set = health->add_subcommand("set", "Set a value");
     set->add_option("NAME", options->name, names)->required();
-    set->add_option("NUMBER", options->number, "What it is to be")->required();
+    tools::addNumber(*set, "NUMBER", options->number, 0U, UINT32_MAX, "What it is to be")
+        ->required();
     set->callback([options] { setVerb(*options); });
     for (CLI::App* const verb : {get, set}) {
         addWaitOption(*verb, options->wait);

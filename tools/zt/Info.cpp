@@ -62,8 +62,8 @@ void infoVerb(const Options& options)
     std::vector<Failure> failures;
     print(readFields(options, failures), options.json);
     if (!failures.empty()) {
-        std::for_each(failures.begin(), failures.end() - 1, tell);
-        throw Failure(failures.back());
+        std::for_each(failures.begin() + 1, failures.end(), tell);
+        throw Failure(failures.front()); // it makes the exit code
     }
 }
 

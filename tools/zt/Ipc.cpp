@@ -1,21 +1,25 @@
+#include "CountOption.h"
 #include "Failure.h"
+#include "Listener.h"
 #include "Output.h"
 #include "Payload.h"
-#include "Reader.h"
-#include "StopSignals.h"
 #include "TimeLimit.h"
 #include "Verbs.h"
-#include "zt/ZTEndPointManager.h"
 #include "zt/ZTIPCEndPoint.h"
 #include "zt/ZTIPCServer.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdint>
+#include <cstring>
 #include <filesystem>
-#include <map>
 #include <memory>
 #include <string>
+#include <sys/epoll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace zt {
@@ -61,17 +65,16 @@ public:
     IPCMessage message{};
 };
 
-void printMessage(const Message& received, const std::string& peer, bool asJson)
+std::string lineOf(const Message& received, const std::string& peer, bool asJson)
 {
     const IPCMessage& message = received.message;
     if (!asJson) {
-        printLine(escape(peer) + ' ' + std::to_string(message.header1) + ' ' +
-                  std::to_string(message.header2) + ' ' + escape(received.text()));
-        return;
+        return escape(peer) + ' ' + std::to_string(message.header1) + ' ' +
+               std::to_string(message.header2) + ' ' + escape(received.text());
     }
     Json fields{{"peer", peer}, {"header1", message.header1}, {"header2", message.header2}};
     addPayload(fields, received.text());
-    printJson(fields);
+    return inJson(fields);
 }
 
 std::string checkPath(const std::string& path)
@@ -102,67 +105,115 @@ void checkNothingIsLost(const fs::path& path)
     }
 }
 
-/// Accepts clients and prints what they send.
-class Listener final : private Reader {
+/// It is readable when something new has come, not for as long as something is there: half a
+/// message waits for its rest without being looked at all the time.
+class IpcClient final : public Client {
 public:
-    explicit Listener(const Options& options) : options(options)
+    /// Of a connection and an epoll descriptor, which are both its own from now on.
+    IpcClient(std::unique_ptr<ZT::ZTIPCEndPoint> endPoint, int news, bool asJson)
+        : endPoint(std::move(endPoint)), news(news), asJson(asJson)
     {
-        check(server.initialize(options.path), "listen on " + options.path,
-              "see that the folder is there and may be written");
-        signals.subscribeTo(manager);
-        check(manager.addEndPoint(server.getServerEndPoint(), this), "wait for clients",
-              "report this");
+        look(EPOLL_CTL_ADD);
     }
 
-    void listen()
+    ~IpcClient() override { ::close(news); }
+
+    IpcClient(const IpcClient&) = delete;
+    IpcClient& operator=(const IpcClient&) = delete;
+
+    int getReadEndPointID() const override { return news; }
+
+    /// Prints one message.
+    bool hear(const Print& print) override
     {
-        while (!isEnough() && StopSignals::received() == 0) {
-            listenForAMoment(manager);
+        epoll_event event{};
+        ::epoll_wait(news, &event, 1, 0);
+        const bool isGone = (event.events & ~static_cast<std::uint32_t>(EPOLLIN)) != 0;
+        if (!isGone && !isMessageThere()) {
+            return true;
         }
+        Message message;
+        const std::string peer = endPoint->getPeerEndPointAddress();
+        if (endPoint->receiveMessage(&message.message) != 0) {
+            return false;
+        }
+        print(lineOf(message, peer, asJson));
+        look(EPOLL_CTL_MOD);
+        return true;
     }
 
 private:
-    bool isEnough() const { return options.count != 0 && heard >= options.count; }
+    static const std::size_t HEAD_SIZE = 9; ///< of a message, its last byte the length of the data
 
-    int onEndPointReadable(ZT::ZTEndPoint* endPoint, ZT::ZTEndPointManager* /*manager*/) override
+    bool isMessageThere() const
     {
-        if (endPoint == server.getServerEndPoint()) {
-            accept();
-        } else {
-            receive(endPoint);
-        }
-        return 0;
+        unsigned char bytes[HEAD_SIZE + LONGEST_TEXT];
+        const ssize_t size =
+            ::recv(endPoint->getReadEndPointID(), bytes, sizeof bytes, MSG_PEEK | MSG_DONTWAIT);
+        return size >= static_cast<ssize_t>(HEAD_SIZE) &&
+               static_cast<std::size_t>(size) >= HEAD_SIZE + bytes[HEAD_SIZE - 1];
     }
 
-    void accept()
+    /// What is there counts as new.
+    void look(int operation)
     {
-        std::unique_ptr<ZT::ZTIPCEndPoint> client(server.acceptConnection());
-        if (client != nullptr && client->isConnected() &&
-            manager.addEndPoint(client.get(), this) == 0) {
-            clients.emplace(client.get(), std::move(client));
-        }
+        epoll_event event{};
+        event.events = EPOLLIN | EPOLLRDHUP | EPOLLET;
+        ::epoll_ctl(news, operation, endPoint->getReadEndPointID(), &event);
     }
 
-    void receive(ZT::ZTEndPoint* endPoint)
+    const std::unique_ptr<ZT::ZTIPCEndPoint> endPoint;
+    const int news;
+    const bool asJson;
+};
+
+class IpcListener final : public Listener {
+public:
+    explicit IpcListener(const Options& options) : Listener(options.count), options(options)
     {
-        ZT::ZTIPCEndPoint& client = *clients.at(endPoint);
-        Message message;
-        const std::string peer = client.getPeerEndPointAddress();
-        if (client.receiveMessage(&message.message) != 0) {
-            manager.removeEndPoint(endPoint); // found by its -1: no other is closed at this time
-            clients.erase(endPoint);
-        } else if (!isEnough()) {
-            ++heard;
-            printMessage(message, peer, options.json);
+        check(server.initialize(options.path), "listen on " + options.path,
+              "see that the folder is there and may be written");
+        acceptAt(*server.getServerEndPoint());
+    }
+
+    ~IpcListener() override { ::unlink(options.path.c_str()); }
+
+    IpcListener(const IpcListener&) = delete;
+    IpcListener& operator=(const IpcListener&) = delete;
+
+private:
+    /// The library's own leaves the connection of a client without a name open for good.
+    bool accept() override
+    {
+        const int news = ::epoll_create1(EPOLL_CLOEXEC);
+        if (news < 0) {
+            return false;
         }
+        sockaddr_un address{};
+        socklen_t size = sizeof address;
+        const int connection =
+            ::accept4(server.getServerEndPoint()->getReadEndPointID(),
+                      reinterpret_cast<sockaddr*>(&address), &size, SOCK_CLOEXEC);
+        if (connection < 0) {
+            const int error = errno;
+            ::close(news);
+            errno = error;
+            return false;
+        }
+        const std::string name(address.sun_path,
+                               ::strnlen(address.sun_path, sizeof address.sun_path));
+        auto endPoint = std::make_unique<ZT::ZTIPCEndPoint>(false);
+        if (endPoint->initialize(connection, options.path, name) != 0) {
+            ::close(news);
+            ::close(connection);
+            return true;
+        }
+        add(std::make_unique<IpcClient>(std::move(endPoint), news, options.json));
+        return true;
     }
 
     const Options& options;
-    StopSignals signals;
     ZT::ZTIPCServer server;
-    std::map<ZT::ZTEndPoint*, std::unique_ptr<ZT::ZTIPCEndPoint>> clients;
-    ZT::ZTEndPointManager manager; // goes before what it knows
-    unsigned int heard = 0;
 };
 
 /// It would lose its clients to come.
@@ -178,10 +229,9 @@ void listenVerb(const Options& options)
 {
     checkNothingIsLost(options.path);
     checkNobodyListens(options.path);
-    Listener listener(options);
+    IpcListener listener(options);
     complain("listening on " + options.path);
     listener.listen();
-    ::unlink(options.path.c_str());
 }
 
 void connect(ZT::ZTIPCEndPoint& endPoint, const Options& options)
@@ -218,7 +268,7 @@ void sendVerb(const Options& options)
             Message answer;
             check(endPoint.receiveMessage(&answer.message), "receive an answer",
                   "see that the server answers, or give it longer with --wait SECONDS");
-            printMessage(answer, options.path, options.json);
+            printLine(lineOf(answer, options.path, options.json));
         }
     }
 }
@@ -238,19 +288,21 @@ void addIpc(CLI::App& app)
 
     CLI::App* const listen = ipc->add_subcommand(
         "listen", "Be a server, and print each message until Ctrl-C: sender, headers, text");
-    listen->add_option("--count", options->count, "End after so many messages")->type_name("N");
+    addCountOption(*listen, options->count, "End after so many messages");
     listen->callback([options] { listenVerb(*options); });
 
     CLI::App* const send = ipc->add_subcommand("send", "Send texts to a server");
-    send->add_option("--header1", options->header1, "The first header word; 0 by default")
+    tools::addNumber(*send, "--header1", options->header1, 0U, UINT32_MAX,
+                     "The first header word; 0 by default")
         ->type_name("N");
-    send->add_option("--header2", options->header2, "The second header word; 0 by default")
+    tools::addNumber(*send, "--header2", options->header2, 0U, UINT32_MAX,
+                     "The second header word; 0 by default")
         ->type_name("N");
     send->add_option("--from", options->from, "The name that the server is told")
         ->type_name("NAME")
         ->check(checkPath);
     send->add_flag("--answer", options->answer, "Wait for a message after each, and print it");
-    addWaitOption(*send, options->wait);
+    addWaitOption(*send, options->wait, "How long to wait for the server, and for each answer");
     send->callback([options] { sendVerb(*options); });
 
     for (CLI::App* const verb : {listen, send}) {

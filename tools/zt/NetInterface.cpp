@@ -1,6 +1,7 @@
 #include "NetInterface.h"
 
 #include "Failure.h"
+#include "RequiredCommand.h"
 
 #include <fcntl.h>
 #include <net/if.h>
@@ -11,6 +12,8 @@
 namespace zt {
 
 namespace {
+
+const char NET_TOOLS[] = "net-tools";
 
 /// Holds back what is written to standard error by commands that run meanwhile.
 class HeldErrors {
@@ -57,14 +60,16 @@ NetInterface::NetInterface(std::string name) : name(std::move(name))
     network.setNetworkinterface(this->name);
     if (::if_nametoindex(this->name.c_str()) == 0) {
         throw Failure(FAILED, "there is no network interface " + this->name,
-                      "see the names that ifconfig -a lists");
+                      Advice::orSimulate("see the names that ifconfig -a lists"));
     }
 }
 
 ZT::ZTNetworkConfig NetInterface::read()
 {
+    requireCommand("route", NET_TOOLS);
     check(network.readCurrentIpSettings(), "read the settings of " + name,
-          "see with ifconfig that " + name + " has an address and is the last that has one");
+          Advice::orSimulate("see with ifconfig that " + name +
+                             " has an address and is the last that has one"));
     ZT::ZTNetworkConfig settings = *network.getNetworkConfig();
     if (network.readGateway() == 0) {
         settings.gateway = network.getNetworkConfig()->gateway;
@@ -76,14 +81,17 @@ ZT::ZTNetworkConfig NetInterface::read()
 
 void NetInterface::write(const ZT::ZTNetworkConfig& wanted)
 {
+    requireCommand("ifconfig", NET_TOOLS);
+    requireCommand("route", NET_TOOLS);
     // The old gateway often goes with the old address, of which the commands complain.
     const HeldErrors errors;
     if (!network.setNetworkSettings(wanted.ipAddress, wanted.netmask, wanted.gateway)) {
-        throw Failure(FAILED,
-                      "cannot set " + name + " to " + wanted.ipAddress + " netmask " +
-                          wanted.netmask + " gateway " + wanted.gateway + errors.reason(),
-                      "see what zt net show says now, whether the gateway lies in the new "
-                      "network, and that you are root");
+        throw Failure(
+            FAILED,
+            "cannot set " + name + " to " + wanted.ipAddress + " netmask " + wanted.netmask +
+                " gateway " + wanted.gateway + errors.reason(),
+            Advice::orSimulate("see what zt net show says now, whether the gateway lies in "
+                               "the new network, and that you are root"));
     }
 }
 

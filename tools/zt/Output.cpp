@@ -1,12 +1,14 @@
 #include "Output.h"
 
 #include "Failure.h"
+#include "common/Printable.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <unistd.h>
 
 namespace zt {
 namespace {
@@ -33,32 +35,34 @@ void failToPrint(int error)
 
 std::string escape(const std::string& text)
 {
-    const char* const digits = "0123456789abcdef";
     std::string escaped;
     for (const char character : text) {
-        const auto byte = static_cast<unsigned char>(character);
-        if (byte < 0x20 || byte == 0x7f) {
-            escaped += {'\\', 'x', digits[byte / 16], digits[byte % 16]};
-        } else if (character == '\\') {
-            escaped += "\\\\";
-        } else {
-            escaped += character;
-        }
+        escaped += character == '\\' ? "\\\\" : std::string(1, character);
     }
-    return escaped;
+    return tools::printable(escaped);
 }
 
 void printLine(const std::string& line)
 {
-    if (std::fputs((line + '\n').c_str(), stdout) < 0 || std::fflush(stdout) != 0) {
-        failToPrint(errno);
+    const std::string text = line + '\n';
+    for (std::size_t written = 0; written < text.size();) {
+        const ssize_t count = ::write(STDOUT_FILENO, text.data() + written, text.size() - written);
+        if (count < 0 && errno != EINTR) { // after a signal the line is ended first
+            failToPrint(errno);
+        }
+        written += static_cast<std::size_t>(std::max<ssize_t>(count, 0));
     }
+}
+
+std::string inJson(const Json& object)
+{
+    // What the device says need not be UTF-8, and may hold what a terminal would obey.
+    return object.dump(-1, ' ', true, Json::error_handler_t::replace);
 }
 
 void printJson(const Json& object)
 {
-    // What the device says need not be UTF-8.
-    printLine(object.dump(-1, ' ', false, Json::error_handler_t::replace));
+    printLine(inJson(object));
 }
 
 void print(const Json& fields, bool asJson)
@@ -93,7 +97,7 @@ void printSingle(const Json& field, bool asJson)
 
 void complain(const std::string& line)
 {
-    std::fputs(("zt: " + line + '\n').c_str(), stderr);
+    std::fputs(("zt: " + tools::printable(line) + '\n').c_str(), stderr);
 }
 
 } // namespace zt

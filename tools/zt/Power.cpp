@@ -1,3 +1,4 @@
+#include "CountOption.h"
 #include "Failure.h"
 #include "Output.h"
 #include "PowerDialogue.h"
@@ -5,6 +6,7 @@
 #include "StopSignals.h"
 #include "TimeLimit.h"
 #include "Verbs.h"
+#include "common/NumberOption.h"
 #include "zt/ZTEvent.h"
 #include "ztutil/ZTTick.h"
 
@@ -125,16 +127,6 @@ void getOne(const Item& item, const Options& options)
     printSingle({{item.name, get(dialogue, item, options.wait)}}, options.json);
 }
 
-template <typename Number>
-Number parseNumber(const char* name, const std::string& text)
-{
-    Number number{};
-    if (!CLI::detail::lexical_cast(text, number)) {
-        throw CLI::ValidationError(name, "\"" + text + "\" is no such number");
-    }
-    return number;
-}
-
 void getState(const Options& options)
 {
     PowerDialogue dialogue(options.wait);
@@ -188,7 +180,7 @@ void timeoutVerb(const Options& options)
         getOne(timeoutOf(state), options);
         return;
     }
-    const auto value = parseNumber<std::uint32_t>("VALUE", *options.value);
+    const auto value = tools::parseNumber("VALUE", *options.value, 0U, UINT32_MAX);
     PowerDialogue dialogue(options.wait);
     set(dialogue, timeoutOf(state), "set the time-out of state " + stateName(state),
         dialogue.power().setTimeoutForState(state, value), value, options.wait);
@@ -200,10 +192,7 @@ void propagationVerb(const Options& options)
         getOne(propagationTime(), options);
         return;
     }
-    const auto value = parseNumber<std::uint32_t>("TIME", *options.value);
-    if (value > LONGEST_PROPAGATION_TIME) {
-        throw CLI::ValidationError("TIME", *options.value + " is not in 0..30");
-    }
+    const auto value = tools::parseNumber("TIME", *options.value, 0U, LONGEST_PROPAGATION_TIME);
     PowerDialogue dialogue(options.wait);
     set(dialogue, propagationTime(), "set the propagation time",
         dialogue.power().setPropagationTimeForState(ZT::STATE_2, value), value, options.wait);
@@ -222,7 +211,7 @@ void getDevices(const Options& options)
 
 void setDevice(int device, const Options& options)
 {
-    const auto state = parseNumber<std::int32_t>("STATE", *options.value);
+    const auto state = tools::parseNumber("STATE", *options.value, INT32_MIN, INT32_MAX);
     const Item item = stateOfDevice(device);
     PowerDialogue dialogue(options.wait);
     const std::string task = "set the state of " + item.name;
@@ -326,6 +315,7 @@ void watchVerb(const Options& options)
         options.json ? printJson({{"event", name}, {"time", ZT::ZTTick::getTickCount()}})
                      : printLine(name);
     });
+    complain("listening to the power-management daemon");
     while (!isEnough() && StopSignals::received() == 0) {
         dialogue.listen();
     }
@@ -381,8 +371,7 @@ void addPower(CLI::App& app)
         const auto options = std::make_shared<Options>();
         CLI::App* const added = addVerb(*power, verb, options);
         if (verb.run == watchVerb) {
-            added->add_option("--count", options->count, "End after so many reports")
-                ->type_name("N");
+            addCountOption(*added, options->count, "End after so many reports");
         } else {
             addWaitOption(*added, options->wait);
         }

@@ -9,13 +9,16 @@
 
 namespace zt {
 
-const char* const POWER_ADVICE =
-    "see that the power-management daemon runs; it listens on /var/run/ztpmd_api";
+const Advice POWER_ADVICE = Advice::orSimulate(
+    "see that the power-management daemon runs; it listens on /var/run/ztpmd_api");
 
 PowerDialogue::PowerDialogue(double seconds)
 {
     const TimeLimit limit(seconds); // a daemon may listen and not accept
-    check(interface.init(), "reach the power-management daemon", POWER_ADVICE);
+    const char* const task = "reach the power-management daemon";
+    const int result = interface.init();
+    checkInTime(result, task, "it has not accepted", seconds);
+    check(result, task, POWER_ADVICE);
     interface.setEventListener(this);
     check(interface.subscribeToEndpointManager(&endPoints), "listen to the daemon", "report this");
 }
@@ -50,9 +53,9 @@ PowerReport PowerDialogue::await(const std::string& task, double seconds, const 
     setHearer(nullptr);
     if (!answer) {
         throw Failure(NO_ANSWER,
-                      "cannot " + task + ": " + describeResult(17) +
-                          ": the power-management daemon has not answered " + within(seconds),
-                      "see that the daemon is well, or give it longer with --wait SECONDS");
+                      "cannot " + task + ": result 17, " +
+                          timeIsUp("the power-management daemon has not answered", seconds),
+                      WAIT_ADVICE);
     }
     return *answer;
 }

@@ -1,6 +1,7 @@
 #ifndef ZT_TOOL_POWERDIALOGUE_H
 #define ZT_TOOL_POWERDIALOGUE_H
 
+#include "Failure.h"
 #include "zt/ZTEndPoint.h"
 #include "zt/ZTEndPointManager.h"
 #include "zt/ZTPowerManagementInterfaceR7.h"
@@ -65,8 +66,8 @@ private:
     std::function<void(const PowerReport&)> hearer;
 };
 
-/// For Failure.
-extern const char* const POWER_ADVICE;
+/// Where the daemon cannot be reached.
+extern const Advice POWER_ADVICE;
 
 } // namespace zt
 

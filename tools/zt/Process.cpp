@@ -1,5 +1,6 @@
 #include "Failure.h"
 #include "Output.h"
+#include "RequiredCommand.h"
 #include "Verbs.h"
 #include "zt/ZTSystem.h"
 
@@ -21,6 +22,7 @@ struct Options {
 
 int psVerb(const Options& options)
 {
+    requireCommand("killall", "psmisc");
     Json fields;
     bool allRun = true;
     for (const std::string& name : options.names) {

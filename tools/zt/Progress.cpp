@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -14,6 +16,14 @@ const unsigned int DEFAULT_WIDTH = 80;
 const std::size_t SMALLEST_BAR = 5;
 const unsigned int ROOM = 3;
 const char CLEAR_THE_REST[] = "\033[K";
+
+/// One that obeys escape sequences.
+bool isTerminal()
+{
+    const char* const kind = std::getenv("TERM");
+    return ::isatty(STDOUT_FILENO) == 1 && kind != nullptr && *kind != '\0' &&
+           std::strcmp(kind, "dumb") != 0;
+}
 
 unsigned int terminalWidth()
 {
@@ -55,14 +65,12 @@ std::string progressBar(unsigned int percent, std::chrono::seconds elapsed, unsi
     return std::string(number) + " [" + bar(percent, width - taken) + "] " + time;
 }
 
-Progress::Progress()
-    : isTerminal(::isatty(STDOUT_FILENO) == 1), start(std::chrono::steady_clock::now())
-{}
+Progress::Progress() : canDraw(isTerminal()), start(std::chrono::steady_clock::now()) {}
 
 void Progress::show(unsigned int percent)
 {
     percent = std::min(percent, 100U);
-    if (isTerminal) {
+    if (canDraw) {
         draw(percent);
     } else if (percent / 10 > printedTens) {
         printedTens = percent / 10;

@@ -10,8 +10,8 @@ namespace zt {
 /// narrow.
 std::string progressBar(unsigned int percent, std::chrono::seconds elapsed, unsigned int width);
 
-/// Shows on standard output how far something is: on a terminal as a bar over its whole width,
-/// elsewhere as a line for every 10 %.
+/// Shows on standard output how far something is: on a terminal as a bar over its whole width, on a
+/// dumb one and elsewhere as a line for every 10 %.
 class Progress {
 public:
     Progress();
@@ -24,7 +24,7 @@ public:
 private:
     void draw(unsigned int percent);
 
-    const bool isTerminal;
+    const bool canDraw;
     const std::chrono::steady_clock::time_point start;
     bool isDrawn = false;
     unsigned int printedTens = 0;

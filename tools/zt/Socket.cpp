@@ -1,12 +1,10 @@
+#include "CountOption.h"
 #include "Failure.h"
+#include "Listener.h"
 #include "Output.h"
 #include "Payload.h"
-#include "Reader.h"
-#include "StopSignals.h"
 #include "TimeLimit.h"
 #include "Verbs.h"
-#include "zt/ZTEndPoint.h"
-#include "zt/ZTEndPointManager.h"
 #include "zt/ZTSocketFactory.h"
 #include "zt/ZTSocketMessage.h"
 
@@ -15,8 +13,8 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
-#include <map>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <sys/socket.h>
 #include <utility>
@@ -35,6 +33,7 @@ struct Options {
     bool json = false;
     std::uint16_t type = 200;
     bool flag = false;
+    bool answer = false;
     std::vector<std::uint16_t> parameters{0, 0, 0};
     std::string text;
     double wait = 2;
@@ -83,55 +82,51 @@ void checkSystem(int result, const std::string& task, const std::string& advice)
 {
     if (result < 0) {
         const int error = errno;
-        throw Failure(error == EINTR || error == EAGAIN ? NO_ANSWER : UNREACHABLE,
+        throw Failure(UNREACHABLE,
                       "cannot " + task + ": result " + std::to_string(result) + ", " +
                           std::strerror(error),
                       advice);
     }
 }
 
-/// A descriptor that a manager waits for.
-class Waited final : public ZT::ZTEndPoint {
+/// Reads once each time it is let, so that a peer that floods does not keep it from all else.
+class Reception final : public ZT::ZTSocketLinux {
 public:
-    explicit Waited(int descriptor) : descriptor(descriptor) {}
+    using ZT::ZTSocketLinux::receiveSocketData;
 
-    int getReadEndPointID() const override { return descriptor; }
-    int getWriteEndPointID() const override { return descriptor; }
-    bool isConnected() const override { return true; }
-    int reconnect() override { return 0; }
+    /// What is held of records is not freed otherwise.
+    ~Reception() override
+    {
+        mayRead = false;
+        int status = 0;
+        while (std::unique_ptr<char[]>(getNextSocketBuffer(status, ANY)) != nullptr) {
+        }
+        dropPartialAbove(0);
+    }
+
+    void letRead() { mayRead = true; }
+
+    int receiveSocketData(unsigned int id, int* buffer, unsigned int length) override
+    {
+        if (!mayRead) {
+            errno = EAGAIN;
+            return -1;
+        }
+        mayRead = false;
+        return ZT::ZTSocketLinux::receiveSocketData(id, buffer, length);
+    }
 
 private:
-    const int descriptor;
+    static const int ANY = 1; ///< is not looked at once nothing may be read any more
+
+    bool mayRead = false;
 };
 
-/// A connection: it prints the messages that come over it.
-class Connection {
-public:
-    explicit Connection(int descriptor)
-        : waited(descriptor), descriptor(descriptor),
-          peer(nameOf(addressOf(descriptor, ::getpeername))),
-          socket(ZT::ZTSocketFactory::createSocketClass())
-    {
-        ::fcntl(descriptor, F_SETFL, O_NONBLOCK); // so that all that has come can be read
-    }
-
-    ~Connection()
-    {
-        int status = 0; // what is not fetched is not freed
-        while (const char* const record = socket->getNextSocketBuffer(status, descriptor)) {
-            delete[] record;
-        }
-        socket->closeSocket(static_cast<unsigned int>(descriptor));
-    }
-
-    Connection(const Connection&) = delete;
-    Connection& operator=(const Connection&) = delete;
-
-    Waited waited;
-    const int descriptor;
-    const std::string peer;
-    const std::unique_ptr<ZT::ZTSocket> socket;
-};
+// What getNextSocketBuffer() says.
+const int RECORD = 0;
+const int RECEIVING_FAILED = 4;
+const int CLOSED = 14;
+const int NOTHING_WHOLE = -1; ///< if that was said before
 
 std::string payloadOf(const char* record, const ZT::ZTSocketMessage& message)
 {
@@ -139,7 +134,7 @@ std::string payloadOf(const char* record, const ZT::ZTSocketMessage& message)
     return length > HEAD_SIZE ? std::string(record + HEAD_SIZE, length - HEAD_SIZE) : std::string();
 }
 
-void printRecord(char* record, const std::string& peer, bool asJson)
+std::string lineOf(char* record, const std::string& peer, bool asJson)
 {
     const ZT::ZTSocketMessage message(record);
     const std::string text = payloadOf(record, message);
@@ -149,8 +144,7 @@ void printRecord(char* record, const std::string& peer, bool asJson)
                     {"flag", message.messageFlag},
                     {"parameters", {message.parameter1, message.parameter2, message.parameter3}}};
         addPayload(fields, text);
-        printJson(fields);
-        return;
+        return inJson(fields);
     }
     std::string line = peer + ' ' + std::to_string(message.messageType) +
                        (message.messageFlag ? " true" : " false");
@@ -158,138 +152,173 @@ void printRecord(char* record, const std::string& peer, bool asJson)
          {message.parameter1, message.parameter2, message.parameter3}) {
         line += ' ' + std::to_string(parameter);
     }
-    printLine(line + (text.empty() ? "" : ' ' + escape(text)));
+    return line + (text.empty() ? "" : ' ' + escape(text));
 }
 
-/// Accepts clients and prints what they send.
-class Listener final : private Reader {
+class SocketClient final : public Client {
 public:
-    explicit Listener(const Options& options)
-        : options(options), socket(ZT::ZTSocketFactory::createSocketClass())
+    SocketClient(int descriptor, bool asJson)
+        : descriptor(descriptor), peer(nameOf(addressOf(descriptor, ::getpeername))), asJson(asJson)
     {
-        bind();
-        checkSystem(socket->listenSocket(), "listen", "report this");
-        server = std::make_unique<Waited>(socket->getSocketIdentifier());
-        check(manager.addEndPoint(server.get(), this), "wait for clients", "report this");
-        signals.subscribeTo(manager);
+        ::fcntl(descriptor, F_SETFL, O_NONBLOCK); // the server may be wrong about who is readable
     }
 
-    std::string name() const { return nameOf(addressOf(server->getReadEndPointID(), getsockname)); }
+    ~SocketClient() override { reception.closeSocket(static_cast<unsigned int>(descriptor)); }
 
-    void listen()
+    SocketClient(const SocketClient&) = delete;
+    SocketClient& operator=(const SocketClient&) = delete;
+
+    int getReadEndPointID() const override { return descriptor; }
+
+    bool hear(const Print& print) override
     {
-        while (!isEnough() && StopSignals::received() == 0) {
-            listenForAMoment(manager);
+        reception.letRead();
+        int status = RECORD;
+        while (status == RECORD) {
+            status = NOTHING_WHOLE;
+            const std::unique_ptr<char[]> record(reception.getNextSocketBuffer(status, descriptor));
+            if (record != nullptr) {
+                print(lineOf(record.get(), peer, asJson));
+            }
         }
+        return status != CLOSED && status != RECEIVING_FAILED;
     }
 
 private:
-    bool isEnough() const { return options.count != 0 && heard >= options.count; }
+    const int descriptor;
+    const std::string peer;
+    const bool asJson;
+    Reception reception;
+};
 
+/// A socket that listens.
+class Server final : public ZT::ZTEndPoint {
+public:
+    int getReadEndPointID() const override { return socket->getSocketIdentifier(); }
+    int getWriteEndPointID() const override { return socket->getSocketIdentifier(); }
+    bool isConnected() const override { return true; }
+    int reconnect() override { return 0; }
+
+    const std::unique_ptr<ZT::ZTSocketLinux> socket{ZT::ZTSocketFactory::createSocketClass()};
+};
+
+class SocketListener final : public Listener {
+public:
+    explicit SocketListener(const Options& options) : Listener(options.count), options(options)
+    {
+        bind();
+        checkSystem(server.socket->listenSocket(), "listen", "report this");
+        acceptAt(server);
+    }
+
+    std::string name() const { return nameOf(addressOf(server.getReadEndPointID(), getsockname)); }
+
+private:
     /// Binding does not tell whether it has succeeded; the name does.
     void bind()
     {
         std::string address = options.address;
-        socket->bindSocket(&address[0], options.port);
+        server.socket->bindSocket(&address[0], options.port);
         const int error = errno;
-        const std::string bound = nameOf(addressOf(socket->getSocketIdentifier(), getsockname));
         const std::string wanted = options.address + ':' + std::to_string(options.port);
-        if (bound != wanted && (options.port != 0 || bound == "0.0.0.0:0")) {
+        if (name() != wanted && (options.port != 0 || name() == "0.0.0.0:0")) {
             throw Failure(FAILED, "cannot listen on " + wanted + ": " + std::strerror(error),
                           "see whether another program listens there, or take another --port");
         }
     }
 
-    int onEndPointReadable(ZT::ZTEndPoint* endPoint, ZT::ZTEndPointManager* /*manager*/) override
+    bool accept() override
     {
-        if (endPoint == server.get()) {
-            accept();
-        } else {
-            receive(endPoint);
-        }
-        return 0;
-    }
-
-    void accept()
-    {
-        const int descriptor = socket->acceptSocket();
+        const int descriptor = server.socket->acceptSocket();
         if (descriptor >= 0) {
-            auto client = std::make_unique<Connection>(descriptor);
-            manager.addEndPoint(&client->waited, this);
-            ZT::ZTEndPoint* const endPoint = &client->waited;
-            clients.emplace(endPoint, std::move(client));
+            add(std::make_unique<SocketClient>(descriptor, options.json));
         }
+        return descriptor >= 0;
     }
-
-    void receive(ZT::ZTEndPoint* endPoint)
-    {
-        const Connection& client = *clients.at(endPoint);
-        int status = NOTHING_WHOLE;
-        while (!isEnough() && (status == NOTHING_WHOLE || status == 0)) {
-            status = NOTHING_WHOLE;
-            const std::unique_ptr<char[]> record(
-                client.socket->getNextSocketBuffer(status, client.descriptor));
-            if (record != nullptr) {
-                ++heard;
-                printRecord(record.get(), client.peer, options.json);
-            }
-        }
-        if (status == CLOSED || status == RECEIVING_FAILED) {
-            manager.removeEndPoint(endPoint);
-            clients.erase(endPoint);
-        }
-    }
-
-    static const int NOTHING_WHOLE = -1;
-    static const int RECEIVING_FAILED = 4;
-    static const int CLOSED = 14;
 
     const Options& options;
-    StopSignals signals;
-    const std::unique_ptr<ZT::ZTSocketLinux> socket;
-    std::unique_ptr<Waited> server;
-    std::map<ZT::ZTEndPoint*, std::unique_ptr<Connection>> clients;
-    ZT::ZTEndPointManager manager; // goes before what it knows
-    unsigned int heard = 0;
+    Server server;
 };
 
 void listenVerb(const Options& options)
 {
-    Listener listener(options);
+    SocketListener listener(options);
     complain("listening on " + listener.name());
     listener.listen();
 }
 
-void sendVerb(const Options& options)
+/// Throws for a result below 0; `lack` is what has not happened if that came because the time was
+/// up.
+void checkExchange(int result, const Options& options, const std::string& task,
+                   const std::string& lack)
 {
-    const std::unique_ptr<ZT::ZTSocket> socket(ZT::ZTSocketFactory::createSocketClass());
-    const TimeLimit limit(options.wait);
-    const std::string peer = options.address + ':' + std::to_string(options.port);
-    std::string address = options.address;
-    checkSystem(socket->connectSocket(&address[0], options.port), "connect to " + peer,
-                "see that a server listens there");
+    if (result < 0 && TimeLimit::isOver()) {
+        throw Failure(NO_ANSWER, "cannot " + task + ": " + timeIsUp(lack, options.wait),
+                      "see that the server is well, or give it longer with --wait SECONDS");
+    }
+    checkSystem(result, task, "see that a server listens there");
+}
+
+void send(ZT::ZTSocket& socket, const std::string& peer, const Options& options)
+{
     TextMessage message(options.text);
     message.messageType = options.type;
     message.messageFlag = options.flag;
     message.parameter1 = options.parameters[0];
     message.parameter2 = options.parameters[1];
     message.parameter3 = options.parameters[2];
-    const int sent = socket->sendSocketData(&message);
-    checkSystem(sent, "send to " + peer, "see that the server still runs");
-    if (static_cast<unsigned int>(sent) < message.calculateBufferSize()) {
+    const int sent = socket.sendSocketData(&message);
+    const auto size = static_cast<int>(message.calculateBufferSize());
+    const int lacking = sent < size && TimeLimit::isOver() ? -1 : sent;
+    checkExchange(lacking, options, "send to " + peer, "the server has not read all of it");
+    if (sent < size) {
         throw Failure(FAILED, "only " + std::to_string(sent) + " bytes were sent to " + peer,
-                      "see that the server reads what it gets, or give it longer with --wait");
+                      "see that the server reads what it gets");
+    }
+}
+
+void printAnswer(Reception& socket, const std::string& peer, const Options& options)
+{
+    const std::string task = "receive an answer from " + peer;
+    int status = NOTHING_WHOLE;
+    std::unique_ptr<char[]> record;
+    while (status == NOTHING_WHOLE && !TimeLimit::isOver()) {
+        socket.letRead();
+        record.reset(socket.getNextSocketBuffer(status, 0));
+    }
+    if (record == nullptr) {
+        checkExchange(TimeLimit::isOver() ? -1 : 0, options, task, "none has come");
+        throw Failure(FAILED,
+                      "cannot " + task + ": result " + std::to_string(status) +
+                          (status == CLOSED ? ", it was closed" : ", receiving failed"),
+                      "see that the server answers, and still runs");
+    }
+    printLine(lineOf(record.get(), peer, options.json));
+}
+
+void sendVerb(const Options& options)
+{
+    Reception socket;
+    const TimeLimit limit(options.wait);
+    const std::string peer = options.address + ':' + std::to_string(options.port);
+    std::string address = options.address;
+    checkExchange(socket.connectSocket(&address[0], options.port), options, "connect to " + peer,
+                  "it has not accepted");
+    send(socket, peer, options);
+    if (options.answer) {
+        printAnswer(socket, peer, options);
     }
 }
 
 std::vector<std::uint16_t> parseParameters(const std::string& text)
 {
     std::vector<std::uint16_t> numbers;
-    for (const std::string& part : CLI::detail::split(text, ',')) {
-        std::uint16_t number = 0;
-        if (CLI::detail::lexical_cast(part, number)) {
-            numbers.push_back(number);
+    try {
+        for (const std::string& part : CLI::detail::split(text, ',')) {
+            numbers.push_back(tools::parseNumber<std::uint16_t>(part));
         }
+    } catch (const std::invalid_argument&) {
+        numbers.clear();
     }
     if (numbers.size() != 3 || std::count(text.begin(), text.end(), ',') != 2) {
         throw CLI::ValidationError("--parameters", '"' + text + "\" is not three numbers 0..65535");
@@ -313,32 +342,33 @@ void addSocket(CLI::App& app)
     CLI::App* const listen = socket->add_subcommand(
         "listen",
         "Be a server, and print each message until Ctrl-C: sender, type, flag, parameters, text");
-    listen->add_option("--count", options->count, "End after so many messages")->type_name("N");
-    listen->add_flag("--json", options->json, "Print JSON");
+    addCountOption(*listen, options->count, "End after so many messages");
     listen->callback([options] { listenVerb(*options); });
 
     CLI::App* const send = socket->add_subcommand("send", "Send a message to a server");
     send->add_option("TEXT", options->text, "What it carries; nothing by default")
         ->check(checkText);
-    send->add_option("--type", options->type, "Its type; 200 by default")
-        ->type_name("N")
-        ->check(CLI::Range(0, UINT16_MAX).description(""));
+    tools::addNumber<std::uint16_t>(*send, "--type", options->type, 0, UINT16_MAX,
+                                    "Its type; 200 by default")
+        ->type_name("N");
     send->add_flag("--flag", options->flag, "Set its flag");
     send->add_option_function<std::string>(
             "--parameters",
             [options](const std::string& text) { options->parameters = parseParameters(text); },
             "Its parameters; 0,0,0 by default")
         ->type_name("A,B,C");
-    addWaitOption(*send, options->wait);
+    send->add_flag("--answer", options->answer, "Wait for a message back, and print it");
+    addWaitOption(*send, options->wait, "How long connecting, sending and the answer may take");
     send->callback([options] { sendVerb(*options); });
 
     for (CLI::App* const verb : {listen, send}) {
         verb->add_option("--address", options->address, "The server's; 127.0.0.1 by default")
             ->type_name("A.B.C.D")
             ->check(CLI::ValidIPV4.description(""));
-        verb->add_option("--port", options->port, "The server's; 15000 by default")
-            ->type_name("0..65535")
-            ->check(CLI::Range(0, UINT16_MAX).description(""));
+        tools::addNumber<unsigned int>(*verb, "--port", options->port, 0, UINT16_MAX,
+                                       "The server's; 15000 by default")
+            ->type_name("0..65535");
+        verb->add_flag("--json", options->json, "Print JSON");
     }
 }
 

@@ -1,13 +1,17 @@
 #include "TimeLimit.h"
 
+#include "Failure.h"
+#include "common/NumberOption.h"
+
 #include <cmath>
 #include <csignal>
-#include <string>
+#include <sstream>
 #include <sys/time.h>
 
 namespace zt {
 namespace {
 
+const double SHORTEST_SECONDS = 0.001;
 const double LONGEST_SECONDS = 3600;
 const suseconds_t AGAIN_US = 50000;
 
@@ -49,21 +53,31 @@ bool TimeLimit::isOver()
     return over != 0;
 }
 
-void addWaitOption(CLI::App& verb, double& seconds)
+const char* const WAIT_ADVICE =
+    "see that the daemon is well, or give it longer with --wait SECONDS";
+
+void addWaitOption(CLI::App& verb, double& seconds, const std::string& help)
 {
-    verb.add_option("--wait", seconds, "How long to wait for an answer; 2 by default")
-        ->type_name("SECONDS")
-        ->check(CLI::Range(0.001, LONGEST_SECONDS).description(""));
+    tools::addNumber(verb, "--wait", seconds, SHORTEST_SECONDS, LONGEST_SECONDS,
+                     help + "; 2 by default")
+        ->type_name("SECONDS");
 }
 
-std::string within(double seconds)
+std::string timeIsUp(const std::string& lack, double seconds)
 {
-    std::string text = std::to_string(seconds);
-    text.erase(text.find_last_not_of('0') + 1);
-    if (text.back() == '.') {
-        text.pop_back();
+    std::ostringstream text;
+    text << "the time is up: " << lack << " within " << seconds << " s";
+    return text.str();
+}
+
+void checkInTime(int result, const std::string& task, const std::string& lack, double seconds)
+{
+    if (result != 0 && TimeLimit::isOver()) {
+        throw Failure(NO_ANSWER,
+                      "cannot " + task + ": " + describeResult(result) + ": " +
+                          timeIsUp(lack, seconds),
+                      WAIT_ADVICE);
     }
-    return "within " + text + " s";
 }
 
 } // namespace zt

@@ -1,12 +1,13 @@
 #include "Failure.h"
+#include "OffDevice.h"
 #include "Output.h"
+#include "Usage.h"
 #include "Verbs.h"
 #include "zt/ZTEnvironmentVariable.h"
 #include "ztutil/ZTDebug.h"
 
 #include <algorithm>
 #include <csignal>
-#include <cstdio>
 #include <exception>
 #include <fcntl.h>
 #include <iostream>
@@ -67,21 +68,16 @@ void quietLibrary()
     }
 }
 
-std::string usedVerb(const CLI::App& app)
-{
-    const auto verbs = app.get_subcommands();
-    return verbs.empty() ? app.get_name() : app.get_name() + ' ' + usedVerb(*verbs.front());
-}
-
 int exitFor(const CLI::App& app, const CLI::ParseError& error)
 {
     if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
         std::ostringstream text;
         app.exit(error, text);
-        std::fputs(text.str().c_str(), stdout);
+        const std::string lines = text.str();
+        zt::printLine(lines.substr(0, lines.find_last_not_of('\n') + 1));
         return zt::DONE;
     }
-    zt::complain(std::string(error.what()) + "; see " + usedVerb(app) + " --help");
+    zt::complain(zt::explain(app, error));
     return zt::WRONG_USAGE;
 }
 
@@ -134,6 +130,9 @@ int main(int argc, char** argv)
         return run(argc, argv);
     } catch (const zt::Failure& failure) {
         zt::tell(failure);
+        if (failure.advice.canSimulate && zt::isOffDevice()) {
+            zt::complain("or try: " + zt::simulated(argc, argv));
+        }
         return failure.exitCode;
     } catch (const std::exception& error) {
         zt::complain(error.what());

@@ -39,7 +39,7 @@ _zt()
         "ipc listen") words="--count --json --help" ;;
         "ipc send") words="--header1 --header2 --from --answer --json --wait --help" ;;
         "socket listen") words="--address --port --count --json --help" ;;
-        "socket send") words="--address --port --type --flag --parameters --wait --help" ;;
+        "socket send") words="--address --port --type --flag --parameters --answer --json --wait --help" ;;
         esac
     fi
     if [ "${COMP_WORDS[1]}" = copy ] && [ "$COMP_CWORD" -gt 1 ]; then
