@@ -67,7 +67,6 @@ FrameOutcome sendFrame(int descriptor, const IPCMessage& message)
     const std::unique_ptr<unsigned char[]> frame(new unsigned char[size]);
     std::memcpy(frame.get(), &message, HEADER_SIZE);
     std::memcpy(frame.get() + HEADER_SIZE, message.data, message.dataLength);
-    errno = 0;
     const ssize_t sent = send(descriptor, frame.get(), size, MSG_NOSIGNAL);
     if (sent < 0 && errno == EPIPE) {
         return {7, "sendMessage() The other end of the connection is closed. (EPIPE)", true};

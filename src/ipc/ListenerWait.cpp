@@ -11,7 +11,6 @@ namespace ZT {
 namespace {
 
 const int NO_LIMIT = -1;
-const std::uint32_t HUNG_UP = EPOLLRDHUP | EPOLLHUP | EPOLLERR;
 
 void watch(int poller, int descriptor, std::uint32_t events)
 {
@@ -61,7 +60,8 @@ bool ListenerWait::takeWake(const DescriptorSet& readable) const
     if (!readable.contains(woken.number)) {
         return false;
     }
-    forgetWake();
+    eventfd_t count = 0;
+    eventfd_read(woken.number, &count);
     return true;
 }
 
@@ -76,21 +76,14 @@ bool ListenerWait::awaitWholeFrame(int socket) const
         const int count = epoll_wait(poller.number, events, 2, NO_LIMIT);
         for (int i = 0; i < count; ++i) {
             if (events[i].data.fd == woken.number) {
-                forgetWake();
                 return false;
             }
-            if ((events[i].events & HUNG_UP) != 0) {
+            if ((events[i].events & EPOLLRDHUP) != 0) {
                 return true;
             }
         }
     } while (hasPartOfFrame(socket));
     return true;
-}
-
-void ListenerWait::forgetWake() const
-{
-    eventfd_t count = 0;
-    eventfd_read(woken.number, &count);
 }
 
 } // namespace ZT

@@ -26,12 +26,10 @@ public:
 
     /// Waits until receiving a frame does not wait, be it that all of it is there or that the rest
     /// will never come; takes no processor time meanwhile. False if wake() was called before, which
-    /// is over with that.
+    /// the next wait finds again.
     bool awaitWholeFrame(int socket) const;
 
 private:
-    void forgetWake() const;
-
     const OpenDescriptor woken;
     const OpenDescriptor poller; // tells of `woken`, and of each change of a socket once
 };

@@ -31,7 +31,6 @@ bool fillAddress(sockaddr_un& address, const std::string& path)
 bool connectTo(int descriptor, const std::string& path)
 {
     sockaddr_un address;
-    errno = 0;
     return fillAddress(address, path) &&
            connect(descriptor, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
 }

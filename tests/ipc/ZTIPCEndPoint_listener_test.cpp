@@ -283,9 +283,11 @@ TEST_F(ListenerTest, ItsFunctionReturnsWhereThereIsNoListener)
 
 TEST_F(ListenerTest, AHangUpLosesTheConnectionAndEndsTheThreadButKeepsTheListener)
 {
+    WaitsForRest rest;
     listen();
     peer->hangUp();
     awaitEndOfThreads();
+    EXPECT_EQ(rest.count(), 0);
     EXPECT_THAT(diagnostics.take(), ElementsAre(failure(HUNG_UP)));
     EXPECT_FALSE(endPoint->isConnected());
     EXPECT_EQ(endPoint->getReadEndPointID(), -1);
@@ -308,6 +310,19 @@ TEST_F(ListenerTest, AHangUpInTheMiddleOfAFrameIsFoundOut)
                 ElementsAre(failure("receiveMessage() Incomplete message data bytes received."),
                             failure(HUNG_UP)));
     EXPECT_THAT(listener.arrived(), IsEmpty());
+}
+
+TEST_F(ListenerTest, APeerThatSendsNoMoreInTheMiddleOfAFrameIsFoundOut)
+{
+    WaitsForRest rest;
+    listen();
+    peer->write(frameBytes("hello").substr(0, 12));
+    rest.awaitMoreThan(1);
+    peer->writeNoMore();
+    awaitEndOfThreads();
+    EXPECT_THAT(diagnostics.take(),
+                ElementsAre(failure("receiveMessage() Incomplete message data bytes received."),
+                            failure(HUNG_UP)));
 }
 
 TEST_F(ListenerTest, ASignalWhileItWaitsForTheRestOfAFrameLosesNothing)
@@ -361,6 +376,101 @@ TEST_F(ListenerTest, NothingWakesItWhileItWaitsForTheRestOfAFrame)
     EXPECT_EQ(rest.shortestTimeout, -1);
     endPoint->setMessageArrivalListener(nullptr);
     EXPECT_THAT(diagnostics.take(), Each(failure(EXPIRED)));
+}
+
+TEST_F(ListenerTest, ItSleepsUntilMoreOfAFrameComes)
+{
+    listen();
+    const std::string frame = frameBytes("hello");
+    WaitsForRest rest;
+    for (std::size_t sent = 0; sent + 1 < frame.size(); ++sent) {
+        peer->write(frame.substr(sent, 1));
+        rest.awaitMoreThan(static_cast<int>(sent) + 1); // the first one tells how things are
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        EXPECT_EQ(rest.count(), static_cast<int>(sent) + 2);
+    }
+    peer->write(frame.substr(frame.size() - 1));
+    listener.await(1);
+    endPoint->setMessageArrivalListener(nullptr);
+}
+
+TEST_F(ListenerTest, AWholeFrameIsReceivedWithoutAWaitForItsRest)
+{
+    WaitsForRest rest;
+    listen();
+    for (const std::size_t size : {0U, 1U, 254U, 255U}) {
+        const std::size_t before = listener.arrived().size();
+        peer->write(frameBytes(std::string(size, 'x')));
+        EXPECT_EQ(listener.await(before + 1).back(), std::string(size, 'x'));
+    }
+    EXPECT_EQ(rest.count(), 0);
+    endPoint->setMessageArrivalListener(nullptr);
+}
+
+TEST_F(ListenerTest, ItDoesNotWaitForWhatSomebodyElseHasReceived)
+{
+    Event received;
+    std::atomic<bool> isFirst{true};
+    const Interpose selecting(interposed::select, [&](int count, fd_set* in, auto... others) {
+        if (isFirst.exchange(false)) {
+            FD_CLR(count - 1, in); // the descriptor that wakes it
+            return 1;
+        }
+        received.happen();
+        return interposed::select.real(count, in, others...);
+    });
+    const Interpose receiving(interposed::recv, [](int from, void* data, size_t size, int flags) {
+        EXPECT_TRUE((flags & MSG_DONTWAIT) != 0);
+        return interposed::recv.real(from, data, size, flags);
+    });
+    listen();
+    received.await();
+    EXPECT_THAT(diagnostics.take(),
+                ElementsAre(failure("receiveMessage() failed due to unknown error.")));
+    peer->write(frameBytes("hello"));
+    EXPECT_THAT(listener.await(1), ElementsAre("hello"));
+    endPoint->setMessageArrivalListener(nullptr);
+}
+
+TEST_F(ListenerTest, ProgramsThatAreStartedInheritNothingThatItWaitsWith)
+{
+    std::vector<int> before;
+    for (int number = 0; number < 64; ++number) {
+        before.push_back(fcntl(number, F_GETFD));
+    }
+    listen();
+    int opened = 0;
+    for (int number = 0; number < 64; ++number) {
+        if (before[static_cast<std::size_t>(number)] == -1 && fcntl(number, F_GETFD) != -1) {
+            ++opened;
+            EXPECT_EQ(fcntl(number, F_GETFD), FD_CLOEXEC);
+        }
+    }
+    EXPECT_EQ(opened, 2);
+}
+
+TEST_F(ListenerTest, ADuplicateOfAnEarlierConnectionDoesNotDisturbTheOneThatHasItsNumber)
+{
+    WaitsForRest rest;
+    listen();
+    const int duplicate = dup(descriptor);
+    peer->write(frameBytes("first").substr(0, 12));
+    rest.awaitMoreThan(1);
+    const LocalPeer second(*endPoint);
+    while (fcntl(descriptor, F_GETFD) != -1) {
+        std::this_thread::yield();
+    }
+    const LocalPeer third(*endPoint);
+    ASSERT_EQ(endPoint->getReadEndPointID(), descriptor);
+    const int before = rest.count();
+    third.write(frameBytes("third").substr(0, 12));
+    rest.awaitMoreThan(before + 1);
+    peer->hangUp();
+    EXPECT_THAT(diagnostics.take(), IsEmpty());
+    third.write(frameBytes("third").substr(12));
+    EXPECT_THAT(listener.await(1), ElementsAre("third"));
+    endPoint->deinitialize();
+    close(duplicate);
 }
 
 TEST_F(ListenerTest, AFrameWithoutDataIsDeliveredBeforeMoreComes)

@@ -921,10 +921,13 @@ TEST_F(ConnectedTest, ASendThatASignalInterruptsIsNotRepeated)
 
 TEST_F(ConnectedTest, AnOldEPIPEIsNotTakenForALostConnection)
 {
-    const Interpose failing(interposed::send, [](auto...) { return -1; });
-    errno = EPIPE;
+    const Interpose partial(interposed::send, [](int to, const void* data, size_t size, int flags) {
+        const ssize_t sent = interposed::send.real(to, data, size - 1, flags);
+        errno = EPIPE;
+        return sent;
+    });
     EXPECT_EQ(endPoint.sendMessage(&message), 7);
-    expectKept(descriptor, "sendMessage() Message could not be sent. Unknown error");
+    expectKept(descriptor, "sendMessage() Incomplete message sent.");
 }
 
 TEST_F(ConnectedTest, AShortSendReturns7AndIsNotRepeated)
@@ -987,7 +990,8 @@ TEST_F(ConnectedTest, AFrameIsReceivedIntoABufferThatSuffices)
 TEST_F(ConnectedTest, ABufferThatFitsExactlyIsReused)
 {
     peer.write(frameBytes("hello"));
-    OwnedMessage received(5);
+    OwnedMessage received(64); // where no smaller one is put
+    received.dataLength = 5;
     const unsigned char* buffer = received.data;
     EXPECT_EQ(endPoint.receiveMessage(&received, 0), 0);
     EXPECT_EQ(received.data, buffer);
@@ -1200,6 +1204,19 @@ TEST_F(ConnectedTest, DataThatIsCutShortReturns8AndKeepsTheConnection)
     peer.hangUp();
     EXPECT_EQ(endPoint.receiveMessage(&message, -1), 8);
     expectKept(descriptor, "receiveMessage() Incomplete message data bytes received.");
+}
+
+TEST_F(ConnectedTest, WhatDoesNotArriveIsZeroInANewBuffer)
+{
+    peer.write(frameBytes(std::string(40, 'x')).substr(0, 9 + 20));
+    peer.hangUp();
+    OwnedMessage received;
+    {
+        const OwnedMessage used(std::string(40, 'y')); // the new buffer is likely to be its
+    }
+    EXPECT_EQ(endPoint.receiveMessage(&received, -1), 8);
+    expectKept(descriptor, "receiveMessage() Incomplete message data bytes received.");
+    EXPECT_EQ(received.text(), std::string(20, 'x') + std::string(20, '\0'));
 }
 
 TEST_F(ConnectedTest, ANonBlockingSocketDoesNotWaitForTheRestOfAFrame)

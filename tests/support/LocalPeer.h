@@ -37,6 +37,9 @@ public:
     /// What the endpoint sends from now on fails; what it is sent still arrives.
     void readNoMore() const { EXPECT_EQ(shutdown(descriptor, SHUT_RD), 0); }
 
+    /// What it has sent was all; it still reads.
+    void writeNoMore() const { EXPECT_EQ(shutdown(descriptor, SHUT_WR), 0); }
+
     void write(const std::string& bytes) const
     {
         EXPECT_EQ(send(descriptor, bytes.data(), bytes.size(), MSG_NOSIGNAL),
