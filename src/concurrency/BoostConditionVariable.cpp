@@ -2,6 +2,7 @@
 
 #include "concurrency/BoostUniqueLock.h"
 #include "concurrency/WallClock.h"
+#include "frame/printLine.h"
 
 #include <algorithm>
 #include <iostream>
@@ -60,7 +61,7 @@ int BoostConditionVariable::timed_wait(ZTLock* lock, unsigned int timeout, unsig
     const bool woken = condition.waitUntil(boostLockOf(*lock), deadline);
     remaining = woken ? timeUntil(deadline) : 0;
     if (remaining > timeout) {
-        std::cerr << "Error: Time is going backwards!!" << std::endl;
+        printLine(std::cerr, "Error: Time is going backwards!!\n");
     }
     return 0;
 }

@@ -1,6 +1,7 @@
 #include "concurrency/BoostThread.h"
 
 #include "concurrency/WallClock.h"
+#include "frame/printLine.h"
 
 #include <boost/thread/thread.hpp>
 
@@ -70,8 +71,8 @@ int BoostThread::getPriority(int& policy, int& priority)
         return pthread_getschedparam(native, &systemPolicy, &parameter);
     });
     if (error != 0) {
-        std::cerr << "BoostThread::getScheduleParameter(): error: cannot read thread parameter!"
-                  << std::endl;
+        printLine(std::cerr,
+                  "BoostThread::getScheduleParameter(): error: cannot read thread parameter!\n");
         return 1;
     }
     priority = parameter.sched_priority;
@@ -81,7 +82,7 @@ int BoostThread::getPriority(int& policy, int& priority)
             return 0;
         }
     }
-    std::cerr << "BoostThread::getScheduleParameter(): error: unknown scheduler!" << std::endl;
+    printLine(std::cerr, "BoostThread::getScheduleParameter(): error: unknown scheduler!\n");
     return 0;
 }
 
@@ -92,7 +93,7 @@ int BoostThread::setPriority(int policy, int priority)
             return setSystemPriority(known.system, priority);
         }
     }
-    std::cerr << "BoostThread::setScheduleParameter(): error: unknown scheduler!" << std::endl;
+    printLine(std::cerr, "BoostThread::setScheduleParameter(): error: unknown scheduler!\n");
     return 20;
 }
 
@@ -124,10 +125,10 @@ int BoostThread::setSystemPriority(int systemPolicy, int priority)
         return pthread_setschedparam(native, systemPolicy, &parameter);
     });
     if (error != 0) {
-        std::cout << "BoostThread::setScheduleParameter(): warning: cannot set thread parameter!"
-                  << std::endl
-                  << "  Make sure we have the right to change priorities (e.g. running as root)."
-                  << std::endl;
+        printLine(std::cout,
+                  "BoostThread::setScheduleParameter(): warning: cannot set thread parameter!\n");
+        printLine(std::cout,
+                  "  Make sure we have the right to change priorities (e.g. running as root).\n");
         return 1;
     }
     return 0;

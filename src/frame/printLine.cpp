@@ -1,15 +1,15 @@
 #include "frame/printLine.h"
 
 #include <exception>
-#include <iostream>
+#include <ostream>
 
 namespace ZT {
 
-void printLine(std::string_view line)
+void printLine(std::ostream& stream, std::string_view line)
 {
     try {
-        std::cout.write(line.data(), static_cast<std::streamsize>(line.size())).flush();
-    } catch (const std::exception&) { // the stream keeps the failure in its state
+        stream.write(line.data(), static_cast<std::streamsize>(line.size())).flush();
+    } catch (const std::exception&) { // it keeps the failure in its state
     }
 }
 

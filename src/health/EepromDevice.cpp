@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <iostream>
 #include <memory>
 #include <string>
 #include <thread>
@@ -41,7 +42,7 @@ int initEeprom()
     eepromDescriptor =
         initEepromDev(DEVICE_PATH, EEPROM_UNLOCK_SEED, EEPROM_UNLOCK_KEY, UNLOCK_PATH);
     if (eepromDescriptor == NO_DESCRIPTOR) {
-        printLine("Failed to open eeprom2 \n");
+        printLine(std::cout, "Failed to open eeprom2 \n");
     }
     return eepromDescriptor;
 }
@@ -61,7 +62,7 @@ int initEepromDev(const char* devicePath, std::uint32_t seed, const char* key,
     const std::uint32_t word = unlockWord(seed, key);
     // Counted are bytes, so a word that went whole gives 4 and leads to the second try.
     if (std::fwrite(&word, 1, sizeof word, file.get()) == 1) {
-        printLine(std::string("Failed to unlock eeprom: ") + devicePath + '\n');
+        printLine(std::cout, std::string("Failed to unlock eeprom: ") + devicePath + '\n');
         return NO_DESCRIPTOR;
     }
     file.reset();

@@ -6,6 +6,7 @@
 #include "zt/zthmd_msg.h"
 
 #include <cstring>
+#include <iostream>
 #include <string>
 
 namespace ZT {
@@ -88,8 +89,8 @@ int ZTEeprom::readDataFromEeprom(ZTEEPROMCommand command, ZTEEPROMMessageData& d
     fillMapsOnFirstUse();
     if (command == EEPROM_CUSTOMER_PART_NUMBER) {
         const int result = getEEPROMData(command, data);
-        printLine("Customer Part Number read failed from eeprom device :" +
-                  std::to_string(eepromDescriptor) + '\n');
+        printLine(std::cout, "Customer Part Number read failed from eeprom device :" +
+                                 std::to_string(eepromDescriptor) + '\n');
         return result;
     }
     zthmd_msg_t message{};

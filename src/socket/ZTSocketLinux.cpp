@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
+#include <iostream>
 #include <string>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -21,7 +22,7 @@ const unsigned int DEFAULT_PORT = 15000;
 
 void printFailure(const char* operation, int error, const std::string& details = "")
 {
-    printLine(operation + std::string(std::strerror(error)) + details + '\n');
+    printLine(std::cout, operation + std::string(std::strerror(error)) + details + '\n');
     errno = error;
 }
 

@@ -6,6 +6,7 @@
 #include <charconv>
 #include <csignal>
 #include <cstring>
+#include <iostream>
 
 namespace ZT {
 
@@ -23,7 +24,7 @@ void sigHandler(int sig)
     char* end = line + std::strlen(line);
     end = std::to_chars(end, line + sizeof line, sig).ptr;
     *end++ = '\n';
-    printLine({line, static_cast<std::size_t>(end - line)});
+    printLine(std::cout, {line, static_cast<std::size_t>(end - line)});
     errno = error;
 }
 

@@ -4,6 +4,7 @@
 #include "support/CapturedStream.h"
 #include "support/Event.h"
 #include "support/FakeClocks.h"
+#include "support/ForeignFormat.h"
 #include "support/ForkedChild.h"
 #include "support/Interpose.h"
 #include "support/Layout.h"
@@ -318,6 +319,18 @@ TEST_F(ZTConditionVariableTest, SaysThatTimeIsGoingBackwardsAndKeepsWhatRemains)
     clocks.stepDuringWait(-seconds(10));
     EXPECT_EQ(remainingOf1000(), 10700U);
     EXPECT_EQ(cerr.text(), BACKWARDS);
+}
+
+TEST_F(ZTConditionVariableTest, SaysSoWhateverFormatTheStreamHas)
+{
+    FakeClocks clocks(SOME_TIME);
+    const CapturedStream cerr(std::cerr);
+    const ForeignFormat format(std::cerr);
+    clocks.wakeAfter(milliseconds(300));
+    clocks.stepDuringWait(-seconds(10));
+    EXPECT_EQ(remainingOf1000(), 10700U);
+    EXPECT_EQ(cerr.text(), BACKWARDS);
+    EXPECT_TRUE(format.isKept());
 }
 
 TEST_F(ZTConditionVariableTest, AStepBackThatLeavesNoMoreThanTheTimeoutIsQuiet)

@@ -4,6 +4,7 @@
 #include "support/CapturedStream.h"
 #include "support/Event.h"
 #include "support/FakeClocks.h"
+#include "support/ForeignFormat.h"
 #include "support/ForkedChild.h"
 #include "support/Interpose.h"
 #include "support/Layout.h"
@@ -462,6 +463,34 @@ TEST(ZTThread, SetPriorityThatTheSystemRefusesReturns1AndWarnsOnStandardOutput)
               "  Make sure we have the right to change priorities (e.g. running as root).\n");
     EXPECT_EQ(cout.flushes(), 2);
     EXPECT_EQ(cerr.text(), "");
+}
+
+TEST(ZTThread, LinesLookTheSameWhateverFormatTheStreamHas)
+{
+    WaitingThread thread;
+    const Interpose refused(interposed::pthread_setschedparam, [](auto...) { return EPERM; });
+    const CapturedStream cout(std::cout);
+    const CapturedStream cerr(std::cerr);
+    const ForeignFormat ofOutput(std::cout);
+    const ForeignFormat ofErrors(std::cerr);
+    EXPECT_EQ(thread->setPriority(3, 1), 20);
+    EXPECT_EQ(thread->setPriority(2, 1), 1);
+    EXPECT_EQ(cerr.text(), "BoostThread::setScheduleParameter(): error: unknown scheduler!\n");
+    EXPECT_EQ(cout.text(),
+              "BoostThread::setScheduleParameter(): warning: cannot set thread parameter!\n"
+              "  Make sure we have the right to change priorities (e.g. running as root).\n");
+    EXPECT_TRUE(ofOutput.isKept());
+    EXPECT_TRUE(ofErrors.isKept());
+}
+
+TEST(ZTThread, AStreamThatThrowsChangesNoResult)
+{
+    WaitingThread thread;
+    const Interpose refused(interposed::pthread_setschedparam, [](auto...) { return EPERM; });
+    const ThrowingOutput output(std::cout);
+    const ThrowingOutput errors(std::cerr);
+    EXPECT_EQ(thread->setPriority(3, 1), 20);
+    EXPECT_EQ(thread->setPriority(2, 1), 1);
 }
 
 TEST(ZTThread, SetPriorityOfARealThreadReachesTheSystem)

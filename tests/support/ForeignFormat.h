@@ -9,28 +9,29 @@
 #include <streambuf>
 #include <string>
 
-/// During its lifetime std::cout has all that an application can set to make a number or a text
+/// During its lifetime a stream has all that an application can set to make a number or a text
 /// look otherwise.
 class ForeignFormat {
 public:
-    ForeignFormat() : locale(std::cout.imbue(std::locale(std::locale(), new Grouping)))
+    explicit ForeignFormat(std::ostream& stream = std::cout)
+        : stream(stream), locale(stream.imbue(std::locale(std::locale(), new Grouping)))
     {
-        format.copyfmt(std::cout);
-        std::cout << std::hex << std::showbase << std::showpos << std::setfill('*')
-                  << std::setw(WIDTH);
+        format.copyfmt(stream);
+        stream << std::hex << std::showbase << std::showpos << std::setfill('*')
+               << std::setw(WIDTH);
     }
 
     ~ForeignFormat()
     {
-        std::cout.copyfmt(format);
-        std::cout.imbue(locale);
+        stream.copyfmt(format);
+        stream.imbue(locale);
     }
 
     ForeignFormat(const ForeignFormat&) = delete;
     ForeignFormat& operator=(const ForeignFormat&) = delete;
 
     /// Whether the width is still there for what the application prints next.
-    static bool isKept() { return std::cout.width() == WIDTH; }
+    bool isKept() const { return stream.width() == WIDTH; }
 
 private:
     struct Grouping : std::numpunct<char> {
@@ -39,23 +40,25 @@ private:
 
     static constexpr int WIDTH = 200;
 
+    std::ostream& stream;
     const std::locale locale;
     std::ios format{nullptr};
 };
 
-/// During its lifetime nothing can be written to std::cout, which makes errno EIO, and the
+/// During its lifetime nothing can be written to a stream, which makes errno EIO, and the
 /// application has asked for exceptions of that.
 class ThrowingOutput {
 public:
-    ThrowingOutput() : original(std::cout.rdbuf(&buffer))
+    explicit ThrowingOutput(std::ostream& stream = std::cout)
+        : stream(stream), original(stream.rdbuf(&buffer))
     {
-        std::cout.exceptions(std::ios::badbit | std::ios::failbit);
+        stream.exceptions(std::ios::badbit | std::ios::failbit);
     }
 
     ~ThrowingOutput()
     {
-        std::cout.exceptions(std::ios::goodbit);
-        std::cout.rdbuf(original); // makes it good again, too
+        stream.exceptions(std::ios::goodbit);
+        stream.rdbuf(original); // makes it good again, too
     }
 
     ThrowingOutput(const ThrowingOutput&) = delete;
@@ -70,6 +73,7 @@ private:
         }
     };
 
+    std::ostream& stream;
     Failing buffer;
     std::streambuf* const original;
 };
