@@ -136,7 +136,6 @@ int ZTIPCEndPoint::connectTo(const std::string& newPeerAddress)
     const Socket used = getSocket();
     if (used == nullptr) {
         printIPCFailure("connectTo() failed. Invalid endPointID.");
-        connected = false;
         return 14;
     }
     if (newPeerAddress.empty()) {

@@ -8,6 +8,7 @@
 #include "support/Interpose.h"
 
 #include <boost/thread/exceptions.hpp>
+#include <boost/thread/thread.hpp>
 
 #include <algorithm>
 #include <atomic>
@@ -525,6 +526,55 @@ TEST_F(ListenerTest, AConnectionThatIsLostTwiceLeavesTheNextOneAlone)
     EXPECT_EQ(endPoint->sendMessage(&message), 0);
     EXPECT_EQ(next->read(14), frameBytes(0, 0, 5, "hello"));
     diagnostics.take();
+}
+
+TEST_F(ListenerTest, AnOwnerThatIsInterruptedStillWaitsForTheCallback)
+{
+    Event inside;
+    Event release;
+    std::atomic<bool> returned{false};
+    listener.action = [&](IPCMessage*) {
+        inside.happen();
+        release.await();
+        returned = true;
+    };
+    listen();
+    peer->write(frameBytes("hello"));
+    inside.await();
+    boost::thread owner([&] {
+        endPoint->deinitialize();
+        EXPECT_TRUE(returned);
+        EXPECT_TRUE(boost::this_thread::interruption_requested());
+    });
+    owner.interrupt();
+    while (endPoint->getMessageArrivalListener() != nullptr) {
+        std::this_thread::yield();
+    }
+    release.happen();
+    owner.join();
+    EXPECT_EQ(endPoint->getReadEndPointID(), -1);
+}
+
+TEST_F(ListenerTest, ACallbackHasTheConnectionUntilItReturnsWhileTheOwnerDeinitializes)
+{
+    Event inside;
+    Event release;
+    listener.action = [&](IPCMessage* message) {
+        inside.happen();
+        release.await();
+        EXPECT_TRUE(endPoint->isConnected());
+        EXPECT_EQ(endPoint->sendMessage(message), 0);
+    };
+    listen();
+    peer->write(frameBytes("hello"));
+    inside.await();
+    auto owner = std::async(std::launch::async, [this] { endPoint->deinitialize(); });
+    while (endPoint->getMessageArrivalListener() != nullptr) {
+        std::this_thread::yield();
+    }
+    release.happen();
+    owner.get();
+    EXPECT_EQ(peer->read(14), frameBytes("hello"));
 }
 
 // The gate

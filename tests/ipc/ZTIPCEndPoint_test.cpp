@@ -429,9 +429,11 @@ TEST_F(ZTIPCEndPointTest, ConnectWithATimeoutMakesTheSocketNonBlockingForGood)
 {
     const ListeningSocket server(path);
     ASSERT_EQ(endPoint.initialize(folder / "own", false), 0);
+    EXPECT_EQ(fcntl(endPoint.getReadEndPointID(), F_SETFL, O_APPEND), 0);
     endPoint.setConnectTimeout(0);
     EXPECT_EQ(endPoint.connectTo(path), 0);
     EXPECT_TRUE(isNonBlocking(endPoint.getReadEndPointID()));
+    EXPECT_EQ(fcntl(endPoint.getReadEndPointID(), F_GETFL) & O_APPEND, O_APPEND) << "others stay";
 }
 
 TEST_F(ZTIPCEndPointTest, ConnectPassesTheWholeAddress)
@@ -1176,6 +1178,22 @@ TEST_F(ConnectedTest, ReceivingFromAPeerThatHasGoneLosesTheConnection)
     EXPECT_EQ(endPoint.receiveMessage(&message, -1), 8);
     expectLost(descriptor, "receiveMessage() Connection refused peerThe other end of the "
                            "connection is closed. (0 bytesH)");
+}
+
+TEST_F(ConnectedTest, ALostConnectionIsClosedBeforeThatIsPrinted)
+{
+    peer.hangUp();
+    int closes = 0;
+    const Interpose closing(interposed::close, [&](int number) {
+        ++closes;
+        EXPECT_EQ(number, descriptor);
+        EXPECT_FALSE(endPoint.isConnected());
+        EXPECT_THAT(diagnostics.take(), IsEmpty());
+        return interposed::close.real(number);
+    });
+    EXPECT_EQ(endPoint.receiveMessage(&message, -1), 8);
+    EXPECT_EQ(closes, 1);
+    diagnostics.take();
 }
 
 TEST_F(ConnectedTest, AHeaderThatIsCutShortReturns8AndKeepsTheConnection)

@@ -204,6 +204,25 @@ TEST_F(ZTIPCServerTest, AClientsNameMayFillItsFieldWithoutANul)
     }
 }
 
+TEST_F(ZTIPCServerTest, ADescriptorOf0IsAConnectionLikeAnyOther)
+{
+    EXPECT_EQ(server.initialize(path), 0);
+    const int standardInput = fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 32);
+    const Interpose accepting(interposed::accept, [](auto... arguments) {
+        const int descriptor = interposed::accept.real(arguments...);
+        return dup2(descriptor, STDIN_FILENO) == STDIN_FILENO && close(descriptor) == 0
+                   ? STDIN_FILENO
+                   : -1;
+    });
+    EXPECT_TRUE(reaches(server, "client"));
+    EXPECT_EQ(accepted->getReadEndPointID(), STDIN_FILENO);
+    EXPECT_TRUE(accepted->isConnected());
+    accepted.reset();
+    EXPECT_EQ(fcntl(STDIN_FILENO, F_GETFD), -1);
+    dup2(standardInput, STDIN_FILENO);
+    close(standardInput);
+}
+
 TEST_F(ZTIPCServerTest, AClientWithoutANameGivesAnEndPointWithoutConnectionAndStaysOpen)
 {
     ASSERT_EQ(server.initialize(path), 0);

@@ -1,6 +1,7 @@
 #include "zt/ZTPowerManagementInterfaceR7.h"
 
 #include "support/Diagnostics.h"
+#include "support/Event.h"
 #include "support/FakeDaemon.h"
 #include "support/FixedTick.h"
 #include "support/Interpose.h"
@@ -834,6 +835,45 @@ TEST_F(ReconnectingTest, ItIsNotReadBeforeAWaitHasFoundItReadable)
     client->send(RecordBytes(10).put(8, 1));
     EXPECT_EQ(manager.waitForEndPoints(0, POLL), 0);
     EXPECT_EQ(listener.signals.size(), 1U);
+}
+
+TEST_F(ReconnectingTest, NorIsItOnceTheWaitsCountBeginsAnew)
+{
+    const auto waitOften = [](int count) {
+        ZTEndPointManager idle;
+        for (int i = 0; i < count; ++i) {
+            EXPECT_EQ(idle.waitForEndPoints(0, POLL), 17);
+        }
+    };
+    waitOften(10000);
+    const int before = ownDescriptor();
+    actInAHandler([&](ZTEndPointManager&) {
+        waitOften(65000);
+        EXPECT_EQ(power->getPowerState(), 0);
+    });
+    EXPECT_EQ(ownDescriptor(), before);
+}
+
+TEST_F(ReconnectingTest, NorIfAWaitOfAnotherThreadEndsMeanwhile)
+{
+    Event waits;
+    Event mayEnd;
+    auto other = std::async(std::launch::async, [&] {
+        ZTEndPointManager waiting;
+        const Pipes pipes(waiting, [&] {
+            waits.happen();
+            mayEnd.await();
+        });
+        EXPECT_EQ(waiting.waitForEndPoints(0, POLL), 0);
+    });
+    waits.await();
+    const int before = ownDescriptor();
+    actInAHandler([&](ZTEndPointManager&) {
+        mayEnd.happen();
+        other.get();
+        EXPECT_EQ(power->getPowerState(), 0);
+    });
+    EXPECT_EQ(ownDescriptor(), before);
 }
 
 TEST_F(ReconnectingTest, ItIsReadByAWaitInTheHandlerAndNotAgainByTheOuterOne)
