@@ -17,6 +17,7 @@
 #include <climits>
 #include <condition_variable>
 #include <fcntl.h>
+#include <functional>
 #include <future>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -54,6 +55,12 @@ private:
             }
             return interposed::pthread_cond_wait.real(arguments...);
         }};
+};
+
+// What a thread does when it ends.
+struct Lingering {
+    ~Lingering() { atEnd(); }
+    std::function<void()> atEnd = [] {};
 };
 
 // That a thread waits for the rest of a frame.
@@ -526,6 +533,39 @@ TEST_F(ListenerTest, AConnectionThatIsLostTwiceLeavesTheNextOneAlone)
     EXPECT_EQ(endPoint->sendMessage(&message), 0);
     EXPECT_EQ(next->read(14), frameBytes(0, 0, 5, "hello"));
     diagnostics.take();
+}
+
+TEST_F(ListenerTest, AThreadThatHasRemovedItsListenerEndsBeforeTheNextBegins)
+{
+    static thread_local Lingering lingering;
+    Event lingers;
+    Event mayEnd;
+    std::atomic<bool> ended{false};
+    listener.action = [&](IPCMessage*) {
+        lingering.atEnd = [&] {
+            lingers.happen();
+            mayEnd.await();
+            ended = true;
+        };
+        EXPECT_EQ(endPoint->setMessageArrivalListener(nullptr), 0);
+    };
+    listen();
+    peer->write(frameBytes("hello"));
+    lingers.await();
+    std::thread releasing([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        mayEnd.happen();
+    });
+    const Interpose creating(interposed::pthread_create, [&](auto... arguments) {
+        EXPECT_TRUE(ended);
+        return interposed::pthread_create.real(arguments...);
+    });
+    NotingListener second;
+    EXPECT_EQ(endPoint->setMessageArrivalListener(&second), 0);
+    peer->write(frameBytes("again"));
+    EXPECT_THAT(second.await(1), ElementsAre("again"));
+    endPoint->deinitialize();
+    releasing.join();
 }
 
 TEST_F(ListenerTest, AnOwnerThatIsInterruptedStillWaitsForTheCallback)
