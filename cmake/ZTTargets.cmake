@@ -31,3 +31,10 @@ endfunction()
 function(zt_built_unoptimised target)
     target_compile_options(${target} PRIVATE -O0 -U_FORTIFY_SOURCE)
 endfunction()
+
+# For programs whose files all read the same large headers: compiled as a few, they take a third of the time.
+function(zt_built_together target files_each)
+    if(ZT_BUILD_TOGETHER)
+        set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE ${files_each})
+    endif()
+endfunction()

@@ -1,5 +1,6 @@
 #include "health/EepromDevice.h"
 
+#include "frame/noDescriptor.h"
 #include "frame/printLine.h"
 #include "health/EepromUnlock.h"
 #include "zt/ZTEeprom.h"
@@ -18,7 +19,6 @@ namespace ZT {
 
 namespace {
 
-const int NO_DESCRIPTOR = -1;
 const char DEVICE_PATH[] = "/dev/eeprom2";
 const char UNLOCK_PATH[] = "/sys/bus/i2c/devices/1-0050/app";
 

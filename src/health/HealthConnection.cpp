@@ -9,7 +9,7 @@ namespace ZT {
 
 namespace {
 
-const char DAEMON_PATH[] = "/var/run/zthmd_api";
+const char HEALTH_MONITOR_PATH[] = "/var/run/zthmd_api";
 
 } // namespace
 
@@ -26,7 +26,7 @@ bool HealthConnection::connect()
 {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
-    std::strncpy(address.sun_path, DAEMON_PATH, sizeof address.sun_path - 1);
+    std::strncpy(address.sun_path, HEALTH_MONITOR_PATH, sizeof address.sun_path - 1);
     return ::connect(descriptor, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
 }
 

@@ -21,13 +21,13 @@ const unsigned int MODE_WITHOUT_LIMIT = 2;
 const std::uint32_t CHECK_INTERVAL_MS = 2000;
 const std::uint32_t LONGEST_WAIT_MS = 10000;
 
-const long NO_LIMIT = -1;
+const long WITHOUT_LIMIT = -1;
 
 // All ticks are 32 bits wide and wrap. A deadline that has passed is a large number of ms away.
 long timeToWait(std::uint32_t deadline, unsigned int mode)
 {
     if (mode == MODE_WITHOUT_LIMIT) {
-        return NO_LIMIT;
+        return WITHOUT_LIMIT;
     }
     if (mode != MODE_UNTIL_DEADLINE) {
         return 0;

@@ -1,5 +1,6 @@
 #include "zt/ZTIPCEndPoint.h"
 
+#include "frame/noDescriptor.h"
 #include "ipc/DescriptorSet.h"
 #include "ipc/Frame.h"
 #include "ipc/IPCDiagnostics.h"
@@ -18,7 +19,6 @@ namespace ZT {
 
 namespace {
 
-const int NO_DESCRIPTOR = -1;
 const long PROBE_MS = 100;
 
 // What the listener thread expects a message to be.

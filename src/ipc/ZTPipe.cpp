@@ -1,5 +1,6 @@
 #include "zt/ZTPipe.h"
 
+#include "frame/noDescriptor.h"
 #include "ipc/DescriptorSet.h"
 
 #include "ztutil/ZTDebug.h"
@@ -10,11 +11,7 @@
 
 namespace ZT {
 
-namespace {
-
-const int NO_DESCRIPTOR = -1;
-
-} // namespace
+namespace {} // namespace
 
 ZTPipe::ZTPipe()
     : ZTEndPoint(false), initialized(false), readDescriptor(NO_DESCRIPTOR),

@@ -1,5 +1,6 @@
 #include "zt/ZTPowerManagementEndPoint.h"
 
+#include "frame/noDescriptor.h"
 #include "ipc/WaitNumber.h"
 #include "zt/ztpmd_msg.h"
 
@@ -11,8 +12,7 @@ namespace ZT {
 
 namespace {
 
-const int NO_DESCRIPTOR = -1;
-const char DAEMON_PATH[] = "/var/run/ztpmd_api";
+const char POWER_MANAGER_PATH[] = "/var/run/ztpmd_api";
 
 const int SEND_ATTEMPTS = 10;
 const int ATTEMPT_MS = 50;
@@ -33,9 +33,8 @@ int ZTPowerManagementEndPoint::init()
     if (descriptor < 0) {
         return 4;
     }
-    address = {};
     address.sun_family = AF_UNIX;
-    std::strncpy(address.sun_path, DAEMON_PATH, sizeof address.sun_path - 1);
+    std::strncpy(address.sun_path, POWER_MANAGER_PATH, sizeof address.sun_path - 1);
     return connect(descriptor, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 ? 0 : 14;
 }
 
@@ -103,7 +102,6 @@ bool ZTPowerManagementEndPoint::isNewerThanWait() const
 
 int ZTPowerManagementEndPoint::reconnect()
 {
-    release();
     return init();
 }
 

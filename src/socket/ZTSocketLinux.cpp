@@ -17,7 +17,7 @@ namespace {
 
 const int NO_SOCKET = -1;
 
-const char DEFAULT_ADDRESS[] = "127.0.0.1";
+const char LOOPBACK[] = "127.0.0.1";
 const unsigned int DEFAULT_PORT = 15000;
 
 void printFailure(const char* operation, int error, const std::string& details = "")
@@ -62,7 +62,7 @@ int ZTSocketLinux::resetSocket()
     protocol = 0;
     address = {};
     address.sin_family = AF_INET;
-    return setAddress(DEFAULT_ADDRESS, DEFAULT_PORT);
+    return setAddress(LOOPBACK, DEFAULT_PORT);
 }
 
 int ZTSocketLinux::setAddress(const char* newAddress, unsigned int port)

@@ -22,7 +22,7 @@ namespace {
 
 const unsigned int REDRAW_MS = 500;
 
-struct Options {
+struct CopyOptions {
     std::string source;
     std::string target;
     bool move = false;
@@ -89,7 +89,7 @@ private:
     sigset_t before{};
 };
 
-void start(ZT::ZTFileHandling& handling, const CopyPlan& plan, const Options& options,
+void start(ZT::ZTFileHandling& handling, const CopyPlan& plan, const CopyOptions& options,
            CopyState& state)
 {
     const HeldSignals held;
@@ -153,7 +153,7 @@ std::string adviceFor(int code)
                       : "see whether TARGET may be written and has room; the source is kept";
 }
 
-void copyVerb(const Options& options)
+void copyVerb(const CopyOptions& options)
 {
     const CopyPlan plan(options.source, options.target);
     plan.checkTargets();
@@ -174,7 +174,7 @@ void copyVerb(const Options& options)
 
 void addCopy(CLI::App& app)
 {
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<CopyOptions>();
     CLI::App* const copy = app.add_subcommand(
         "copy", "Copy a file, or the regular files of a folder into a folder; Ctrl-C stops it");
     copy->add_option("SOURCE", options->source, "A file or a folder")->required();

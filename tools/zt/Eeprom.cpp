@@ -11,14 +11,14 @@
 namespace zt {
 namespace {
 
-struct Options {
+struct EepromOptions {
     std::optional<std::string> name; ///< all without
     std::optional<std::string> byte;
     bool json = false;
     double wait = 2;
 };
 
-void readAll(const Options& options)
+void readAll(const EepromOptions& options)
 {
     Json fields;
     for (const EepromField& field : EEPROM_FIELDS) {
@@ -29,7 +29,7 @@ void readAll(const Options& options)
     print(fields, options.json);
 }
 
-void readOne(const EepromField& field, const Options& options)
+void readOne(const EepromField& field, const EepromOptions& options)
 {
     if (field.kind == EepromField::WRITE_ONLY) { // reading would set it to 0
         throw CLI::ValidationError("NAME", field.name + std::string(" can only be written"));
@@ -37,7 +37,7 @@ void readOne(const EepromField& field, const Options& options)
     printSingle({{field.name, readEepromField(field, options.wait)}}, options.json);
 }
 
-void eepromVerb(const Options& options)
+void eepromVerb(const EepromOptions& options)
 {
     if (!options.name) {
         readAll(options);
@@ -60,7 +60,7 @@ void eepromVerb(const Options& options)
 
 void addEeprom(CLI::App& app)
 {
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<EepromOptions>();
     CLI::App* const verb = app.add_subcommand(
         "eeprom", "Print the identity data, or one field of it, or write field-17");
     verb->add_option("NAME", options->name,

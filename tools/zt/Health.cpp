@@ -28,7 +28,7 @@ const Value VALUES[] = {
     {"value-32", ZT::COMMAND_32, ZT::COMMAND_33, UINT32_MAX},
 };
 
-struct Options {
+struct HealthOptions {
     std::optional<std::string> name; ///< all without
     std::uint32_t number = 0;
     bool json = false;
@@ -62,7 +62,7 @@ std::uint32_t get(const Value& value, double seconds)
     return exchange(value, value.get, 0, std::string("get ") + value.name, seconds);
 }
 
-void getVerb(const Options& options)
+void getVerb(const HealthOptions& options)
 {
     if (options.name) {
         const Value& value = find(*options.name);
@@ -76,7 +76,7 @@ void getVerb(const Options& options)
     print(fields, options.json);
 }
 
-void setVerb(const Options& options)
+void setVerb(const HealthOptions& options)
 {
     const Value& value = find(*options.name);
     if (options.number > value.largest) {
@@ -96,7 +96,7 @@ void setVerb(const Options& options)
 void addHealth(CLI::App& app)
 {
     const char* const names = "value-20, value-26, value-29 (0..255), value-32 (0..4294967295)";
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<HealthOptions>();
     CLI::App* const health = app.add_subcommand("health", "The values of the health monitor");
     requireVerb(*health);
 

@@ -14,7 +14,7 @@
 namespace zt {
 namespace {
 
-struct Options {
+struct InfoOptions {
     bool json = false;
     double wait = 2;
 };
@@ -34,7 +34,7 @@ void addNetwork(Json& fields)
 }
 
 /// All fields, null for those that could not be read.
-Json readFields(const Options& options, std::vector<Failure>& failures)
+Json readFields(const InfoOptions& options, std::vector<Failure>& failures)
 {
     Json fields{{"version", ZT::ZTSystem::getSystemVersion()},
                 {"total-ram-mib", ZT::ZTSystem::getTotalRAM()},
@@ -57,7 +57,7 @@ Json readFields(const Options& options, std::vector<Failure>& failures)
     return fields;
 }
 
-void infoVerb(const Options& options)
+void infoVerb(const InfoOptions& options)
 {
     std::vector<Failure> failures;
     print(readFields(options, failures), options.json);
@@ -71,7 +71,7 @@ void infoVerb(const Options& options)
 
 void addInfo(CLI::App& app)
 {
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<InfoOptions>();
     CLI::App* const info = app.add_subcommand(
         "info", "Print the system's version, the RAM, the device's identity and its network");
     info->add_flag("--json", options->json, "Print JSON");

@@ -25,13 +25,13 @@
 namespace zt {
 namespace {
 
-const std::size_t LONGEST_TEXT = 255;
+const std::size_t LONGEST_IPC_TEXT = 255;
 const std::size_t LONGEST_PATH = 107;
 const char SAFE[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789._/+-";
 
 namespace fs = std::filesystem;
 
-struct Options {
+struct IpcOptions {
     std::string path;
     std::string from = "/tmp/zt-" + std::to_string(::getpid());
     std::vector<std::string> texts;
@@ -147,7 +147,7 @@ private:
 
     bool isMessageThere() const
     {
-        unsigned char bytes[HEAD_SIZE + LONGEST_TEXT];
+        unsigned char bytes[HEAD_SIZE + LONGEST_IPC_TEXT];
         const ssize_t size =
             ::recv(endPoint->getReadEndPointID(), bytes, sizeof bytes, MSG_PEEK | MSG_DONTWAIT);
         return size >= static_cast<ssize_t>(HEAD_SIZE) &&
@@ -169,7 +169,7 @@ private:
 
 class IpcListener final : public Listener {
 public:
-    explicit IpcListener(const Options& options) : Listener(options.count), options(options)
+    explicit IpcListener(const IpcOptions& options) : Listener(options.count), options(options)
     {
         check(server.initialize(options.path), "listen on " + options.path,
               "see that the folder is there and may be written");
@@ -212,7 +212,7 @@ private:
         return true;
     }
 
-    const Options& options;
+    const IpcOptions& options;
     ZT::ZTIPCServer server;
 };
 
@@ -225,7 +225,7 @@ void checkNobodyListens(const std::string& path)
     }
 }
 
-void listenVerb(const Options& options)
+void listenVerb(const IpcOptions& options)
 {
     checkNothingIsLost(options.path);
     checkNobodyListens(options.path);
@@ -234,7 +234,7 @@ void listenVerb(const Options& options)
     listener.listen();
 }
 
-void connect(ZT::ZTIPCEndPoint& endPoint, const Options& options)
+void connect(ZT::ZTIPCEndPoint& endPoint, const IpcOptions& options)
 {
     std::error_code ignored;
     if (fs::exists(options.from, ignored) && !fs::is_socket(options.from, ignored)) {
@@ -253,7 +253,7 @@ void connect(ZT::ZTIPCEndPoint& endPoint, const Options& options)
     }
 }
 
-void sendVerb(const Options& options)
+void sendVerb(const IpcOptions& options)
 {
     ZT::ZTIPCEndPoint endPoint(false);
     connect(endPoint, options);
@@ -273,16 +273,16 @@ void sendVerb(const Options& options)
     }
 }
 
-std::string checkText(const std::string& text)
+std::string checkIpcText(const std::string& text)
 {
-    return text.empty() || text.size() > LONGEST_TEXT ? "a text has 1 to 255 bytes" : "";
+    return text.empty() || text.size() > LONGEST_IPC_TEXT ? "a text has 1 to 255 bytes" : "";
 }
 
 } // namespace
 
 void addIpc(CLI::App& app)
 {
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<IpcOptions>();
     CLI::App* const ipc = app.add_subcommand("ipc", "Messages over a local socket");
     requireVerb(*ipc);
 
@@ -311,7 +311,7 @@ void addIpc(CLI::App& app)
             ->check(checkPath);
         verb->add_flag("--json", options->json, "Print JSON");
     }
-    send->add_option("TEXT", options->texts, "Up to 255 bytes")->required()->check(checkText);
+    send->add_option("TEXT", options->texts, "Up to 255 bytes")->required()->check(checkIpcText);
 }
 
 } // namespace zt

@@ -9,13 +9,13 @@
 namespace zt {
 namespace {
 
-struct Options {
+struct NetOptions {
     std::string interface = "eth0";
     ZT::ZTNetworkConfig wanted; ///< empty where nothing is to change
     bool json = false;
 };
 
-void showVerb(const Options& options)
+void showVerb(const NetOptions& options)
 {
     print(describe(NetInterface(options.interface).read()), options.json);
 }
@@ -44,7 +44,7 @@ ZT::ZTNetworkConfig complete(const ZT::ZTNetworkConfig& wanted, NetInterface& in
     return settings;
 }
 
-void setVerb(const Options& options)
+void setVerb(const NetOptions& options)
 {
     NetInterface interface(options.interface);
     interface.write(complete(options.wanted, interface));
@@ -65,7 +65,7 @@ CLI::Option* addAddress(CLI::App& verb, const char* name, std::string& address, 
 
 void addNet(CLI::App& app)
 {
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<NetOptions>();
     CLI::App* const net = app.add_subcommand("net", "The network settings of an interface");
     requireVerb(*net);
 

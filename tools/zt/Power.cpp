@@ -21,7 +21,7 @@ namespace {
 
 const unsigned int LONGEST_PROPAGATION_TIME = 30;
 
-struct Options {
+struct PowerOptions {
     std::optional<std::string> subject; ///< a state or a device
     std::optional<std::string> value;   ///< what it is set to
     bool json = false;
@@ -111,7 +111,7 @@ void set(PowerDialogue& dialogue, const Item& item, const std::string& task, int
     }
 }
 
-void getAll(const std::vector<Item>& items, const Options& options)
+void getAll(const std::vector<Item>& items, const PowerOptions& options)
 {
     PowerDialogue dialogue(options.wait);
     Json fields;
@@ -121,13 +121,13 @@ void getAll(const std::vector<Item>& items, const Options& options)
     print(fields, options.json);
 }
 
-void getOne(const Item& item, const Options& options)
+void getOne(const Item& item, const PowerOptions& options)
 {
     PowerDialogue dialogue(options.wait);
     printSingle({{item.name, get(dialogue, item, options.wait)}}, options.json);
 }
 
-void getState(const Options& options)
+void getState(const PowerOptions& options)
 {
     PowerDialogue dialogue(options.wait);
     const std::int64_t state = get(dialogue, powerState(), options.wait);
@@ -138,7 +138,7 @@ void getState(const Options& options)
     }
 }
 
-void setState(const Options& options)
+void setState(const PowerOptions& options)
 {
     const ZT::ztPowerStates state = parseState(*options.subject);
     if (state == ZT::STATE_SILENT_ON) {
@@ -154,7 +154,7 @@ void setState(const Options& options)
     set(dialogue, powerState(), task, sent, state, options.wait);
 }
 
-void stateVerb(const Options& options)
+void stateVerb(const PowerOptions& options)
 {
     !options.subject ? getState(options) : setState(options);
 }
@@ -168,7 +168,7 @@ ZT::ztPowerStates parseStateWithTimeout(const std::string& text)
     return state;
 }
 
-void timeoutVerb(const Options& options)
+void timeoutVerb(const PowerOptions& options)
 {
     if (!options.subject) {
         getAll({timeoutOf(ZT::STATE_1), timeoutOf(ZT::STATE_2), timeoutOf(ZT::STATE_SILENT_ON)},
@@ -186,7 +186,7 @@ void timeoutVerb(const Options& options)
         dialogue.power().setTimeoutForState(state, value), value, options.wait);
 }
 
-void propagationVerb(const Options& options)
+void propagationVerb(const PowerOptions& options)
 {
     if (!options.value) {
         getOne(propagationTime(), options);
@@ -198,7 +198,7 @@ void propagationVerb(const Options& options)
         dialogue.power().setPropagationTimeForState(ZT::STATE_2, value), value, options.wait);
 }
 
-void getDevices(const Options& options)
+void getDevices(const PowerOptions& options)
 {
     std::vector<Item> items;
     for (int device = 0; device < static_cast<int>(POWER_DEVICES.size()); ++device) {
@@ -209,7 +209,7 @@ void getDevices(const Options& options)
     getAll(items, options);
 }
 
-void setDevice(int device, const Options& options)
+void setDevice(int device, const PowerOptions& options)
 {
     const auto state = tools::parseNumber("STATE", *options.value, INT32_MIN, INT32_MAX);
     const Item item = stateOfDevice(device);
@@ -223,7 +223,7 @@ void setDevice(int device, const Options& options)
     set(dialogue, item, task, sent, state, options.wait);
 }
 
-void deviceVerb(const Options& options)
+void deviceVerb(const PowerOptions& options)
 {
     if (!options.subject) {
         getDevices(options);
@@ -294,7 +294,7 @@ std::string inWords(const PowerReport& report)
     }
 }
 
-void watchVerb(const Options& options)
+void watchVerb(const PowerOptions& options)
 {
     StopSignals signals;
     PowerDialogue dialogue(options.wait);
@@ -321,17 +321,17 @@ void watchVerb(const Options& options)
     }
 }
 
-struct Verb {
+struct PowerVerb {
     const char* name;
     const char* about;
     const char* subject; ///< an argument that may be left out, or null
     const char* value;   ///< the same behind it
     const char* subjectHelp;
     const char* valueHelp;
-    void (*run)(const Options& options);
+    void (*run)(const PowerOptions& options);
 };
 
-const Verb VERBS[] = {
+const PowerVerb VERBS[] = {
     {"state", "Get the power state, or ask for another one", "STATE", nullptr, "0, 1, 2, 3, 5 or 6",
      nullptr, stateVerb},
     {"timeout", "Get the time-outs of the power states, or set one", "STATE", "VALUE",
@@ -346,7 +346,8 @@ const Verb VERBS[] = {
     {"watch", "Print each event until Ctrl-C", nullptr, nullptr, nullptr, nullptr, watchVerb},
 };
 
-CLI::App* addVerb(CLI::App& power, const Verb& verb, const std::shared_ptr<Options>& options)
+CLI::App* addVerb(CLI::App& power, const PowerVerb& verb,
+                  const std::shared_ptr<PowerOptions>& options)
 {
     CLI::App* const app = power.add_subcommand(verb.name, verb.about);
     if (verb.subject != nullptr) {
@@ -367,8 +368,8 @@ void addPower(CLI::App& app)
     CLI::App* const power =
         app.add_subcommand("power", "Power states, time-outs, devices in low power, and events");
     requireVerb(*power);
-    for (const Verb& verb : VERBS) {
-        const auto options = std::make_shared<Options>();
+    for (const PowerVerb& verb : VERBS) {
+        const auto options = std::make_shared<PowerOptions>();
         CLI::App* const added = addVerb(*power, verb, options);
         if (verb.run == watchVerb) {
             addCountOption(*added, options->count, "End after so many reports");

@@ -15,12 +15,12 @@ namespace {
 /// The shell would heed these in a name.
 const char UNSAFE[] = "$`\\\"";
 
-struct Options {
+struct ProcessOptions {
     std::vector<std::string> names;
     bool json = false;
 };
 
-int psVerb(const Options& options)
+int psVerb(const ProcessOptions& options)
 {
     requireCommand("killall", "psmisc");
     Json fields;
@@ -70,7 +70,7 @@ void addProcess(CLI::App& app, int& exitCode)
     run->footer("Behind it stand the words of the command, which are joined by blanks.");
     run->callback([run, &exitCode] { exitCode = runVerb(run->remaining()); });
 
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<ProcessOptions>();
     CLI::App* const ps = app.add_subcommand("ps", "Say whether processes of these names run");
     ps->add_option("NAME", options->names, "The name of a program, as killall takes it")
         ->required()

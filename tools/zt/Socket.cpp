@@ -24,9 +24,9 @@ namespace zt {
 namespace {
 
 const unsigned int HEAD_SIZE = 28; // of a record, before the bytes of its own
-const std::size_t LONGEST_TEXT = 65536;
+const std::size_t LONGEST_SOCKET_TEXT = 65536;
 
-struct Options {
+struct SocketOptions {
     std::string address = "127.0.0.1";
     unsigned int port = 15000;
     unsigned int count = 0; ///< of messages to hear; 0 for no end
@@ -204,7 +204,8 @@ public:
 
 class SocketListener final : public Listener {
 public:
-    explicit SocketListener(const Options& options) : Listener(options.count), options(options)
+    explicit SocketListener(const SocketOptions& options)
+        : Listener(options.count), options(options)
     {
         bind();
         checkSystem(server.socket->listenSocket(), "listen", "report this");
@@ -236,11 +237,11 @@ private:
         return descriptor >= 0;
     }
 
-    const Options& options;
+    const SocketOptions& options;
     Server server;
 };
 
-void listenVerb(const Options& options)
+void listenVerb(const SocketOptions& options)
 {
     SocketListener listener(options);
     complain("listening on " + listener.name());
@@ -249,7 +250,7 @@ void listenVerb(const Options& options)
 
 /// Throws for a result below 0; `lack` is what has not happened if that came because the time was
 /// up.
-void checkExchange(int result, const Options& options, const std::string& task,
+void checkExchange(int result, const SocketOptions& options, const std::string& task,
                    const std::string& lack)
 {
     if (result < 0 && TimeLimit::isOver()) {
@@ -259,7 +260,7 @@ void checkExchange(int result, const Options& options, const std::string& task,
     checkSystem(result, task, "see that a server listens there");
 }
 
-void send(ZT::ZTSocket& socket, const std::string& peer, const Options& options)
+void send(ZT::ZTSocket& socket, const std::string& peer, const SocketOptions& options)
 {
     TextMessage message(options.text);
     message.messageType = options.type;
@@ -277,7 +278,7 @@ void send(ZT::ZTSocket& socket, const std::string& peer, const Options& options)
     }
 }
 
-void printAnswer(Reception& socket, const std::string& peer, const Options& options)
+void printAnswer(Reception& socket, const std::string& peer, const SocketOptions& options)
 {
     const std::string task = "receive an answer from " + peer;
     int status = NOTHING_WHOLE;
@@ -296,7 +297,7 @@ void printAnswer(Reception& socket, const std::string& peer, const Options& opti
     printLine(lineOf(record.get(), peer, options.json));
 }
 
-void sendVerb(const Options& options)
+void sendVerb(const SocketOptions& options)
 {
     Reception socket;
     const TimeLimit limit(options.wait);
@@ -326,16 +327,16 @@ std::vector<std::uint16_t> parseParameters(const std::string& text)
     return numbers;
 }
 
-std::string checkText(const std::string& text)
+std::string checkSocketText(const std::string& text)
 {
-    return text.size() > LONGEST_TEXT ? "a text has up to 65536 bytes" : "";
+    return text.size() > LONGEST_SOCKET_TEXT ? "a text has up to 65536 bytes" : "";
 }
 
 } // namespace
 
 void addSocket(CLI::App& app)
 {
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<SocketOptions>();
     CLI::App* const socket = app.add_subcommand("socket", "Framed messages over TCP");
     requireVerb(*socket);
 
@@ -347,7 +348,7 @@ void addSocket(CLI::App& app)
 
     CLI::App* const send = socket->add_subcommand("send", "Send a message to a server");
     send->add_option("TEXT", options->text, "What it carries; nothing by default")
-        ->check(checkText);
+        ->check(checkSocketText);
     tools::addNumber<std::uint16_t>(*send, "--type", options->type, 0, UINT16_MAX,
                                     "Its type; 200 by default")
         ->type_name("N");

@@ -28,10 +28,10 @@ namespace {
 
 using Stream = boost::asio::local::stream_protocol;
 
-constexpr const char* ABOUT =
+constexpr const char* ABOUT_CTL =
     "Says a command to a running device: from another terminal of the same user, or on the device.";
 
-class Formatter : public CLI::Formatter {
+class CtlFormatter : public CLI::Formatter {
 public:
     std::string make_usage(const CLI::App* /*app*/, std::string /*name*/) const override
     {
@@ -121,8 +121,8 @@ void tell(std::optional<pid_t> pid, const std::vector<std::string>& words)
 
 int runControlClient(int argc, char** argv)
 {
-    CLI::App app(ABOUT, "ztsim ctl");
-    app.formatter(std::make_shared<Formatter>());
+    CLI::App app(ABOUT_CTL, "ztsim ctl");
+    app.formatter(std::make_shared<CtlFormatter>());
     app.footer(footer());
     app.prefix_command();
     std::optional<pid_t> pid;

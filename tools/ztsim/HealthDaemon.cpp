@@ -5,15 +5,15 @@
 namespace ztsim {
 namespace {
 
-constexpr const char* PATH = "/var/run/zthmd_api";
-constexpr std::size_t SHORT_SIZE = 6; // ends amid the payload
-constexpr std::uint32_t UNKNOWN_TYPE = 99;
+constexpr const char* HEALTH_PATH = "/var/run/zthmd_api";
+constexpr std::size_t SHORT_HEALTH_SIZE = 6; // ends amid the payload
+constexpr std::uint32_t UNKNOWN_HEALTH_TYPE = 99;
 
 } // namespace
 
 HealthDaemon::HealthDaemon(boost::asio::io_context& context, const HealthDaemonOptions& options,
                            Recorder& recorder)
-    : Daemon(context, {"health", PATH, sizeof(HealthRecord)}, options, recorder),
+    : Daemon(context, {"health", HEALTH_PATH, sizeof(HealthRecord)}, options, recorder),
       monitor(options.monitor)
 {}
 
@@ -33,12 +33,12 @@ Bytes HealthDaemon::faultyAnswer(Fault fault, const Bytes& bytes) const
     HealthRecord answer = HealthMonitor(monitor).handle(request).value_or(request);
     switch (fault) {
     case Fault::ShortRecord:
-        return bytesOf(answer).substr(0, SHORT_SIZE);
+        return bytesOf(answer).substr(0, SHORT_HEALTH_SIZE);
     case Fault::Unterminated:
         std::memset(answer.text, 'x', sizeof answer.text);
         break;
     default:
-        answer.type = UNKNOWN_TYPE;
+        answer.type = UNKNOWN_HEALTH_TYPE;
     }
     return bytesOf(answer);
 }

@@ -26,7 +26,7 @@ const char NETMASK[] = "255.255.255.0";
 const char GATEWAY[] = "192.168.135.1";
 const char NAMESPACE[] = "/proc/thread-self/ns/net";
 
-int check(int result, const char* what)
+int checkNetwork(int result, const char* what)
 {
     if (result < 0) {
         throw std::runtime_error(std::string("cannot set up eth0: ") + what + ": " +
@@ -66,14 +66,14 @@ void layCable(int otherNamespace)
         nlmsgerr error;
     };
     const int kernel =
-        check(::socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_ROUTE), "netlink");
+        checkNetwork(::socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_ROUTE), "netlink");
     const Bytes request = cableRequest(otherNamespace);
-    check(static_cast<int>(::send(kernel, request.data(), request.size(), 0)), "netlink");
+    checkNetwork(static_cast<int>(::send(kernel, request.data(), request.size(), 0)), "netlink");
     Bytes answer(4096, '\0');
-    check(static_cast<int>(::recv(kernel, answer.data(), answer.size(), 0)), "netlink");
+    checkNetwork(static_cast<int>(::recv(kernel, answer.data(), answer.size(), 0)), "netlink");
     ::close(kernel);
     errno = -recordOf<Answer>(answer).error.error;
-    check(errno == 0 ? 0 : -1, "a veth pair");
+    checkNetwork(errno == 0 ? 0 : -1, "a veth pair");
 }
 
 sockaddr internetAddress(const char* text)
@@ -90,11 +90,11 @@ void startInterface(int socket, const char* address)
     ifreq request{};
     std::memcpy(request.ifr_name, INTERFACE, sizeof INTERFACE);
     request.ifr_addr = internetAddress(address);
-    check(::ioctl(socket, SIOCSIFADDR, &request), "its address");
+    checkNetwork(::ioctl(socket, SIOCSIFADDR, &request), "its address");
     request.ifr_netmask = internetAddress(NETMASK);
-    check(::ioctl(socket, SIOCSIFNETMASK, &request), "its netmask");
+    checkNetwork(::ioctl(socket, SIOCSIFNETMASK, &request), "its netmask");
     request.ifr_flags = IFF_UP | IFF_MULTICAST;
-    check(::ioctl(socket, SIOCSIFFLAGS, &request), "its start");
+    checkNetwork(::ioctl(socket, SIOCSIFFLAGS, &request), "its start");
 }
 
 void addDefaultRoute(int socket)
@@ -104,17 +104,17 @@ void addDefaultRoute(int socket)
     route.rt_genmask = internetAddress("0.0.0.0");
     route.rt_gateway = internetAddress(GATEWAY);
     route.rt_flags = RTF_UP | RTF_GATEWAY;
-    check(::ioctl(socket, SIOCADDRT, &route), "its route");
+    checkNetwork(::ioctl(socket, SIOCADDRT, &route), "its route");
 }
 
 int openNamespace()
 {
-    return check(::open(NAMESPACE, O_RDONLY | O_CLOEXEC), NAMESPACE);
+    return checkNetwork(::open(NAMESPACE, O_RDONLY | O_CLOEXEC), NAMESPACE);
 }
 
-int openSocket()
+int openNetworkSocket()
 {
-    return check(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0), "socket");
+    return checkNetwork(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0), "socket");
 }
 
 } // namespace
@@ -122,15 +122,15 @@ int openSocket()
 Network::Network()
 {
     const int device = openNamespace();
-    check(::unshare(CLONE_NEWNET), "a network namespace");
+    checkNetwork(::unshare(CLONE_NEWNET), "a network namespace");
     const int other = openNamespace();
-    gateway = openSocket();
-    check(::setns(device, CLONE_NEWNET), "the way back");
+    gateway = openNetworkSocket();
+    checkNetwork(::setns(device, CLONE_NEWNET), "the way back");
     layCable(other);
     ::close(other);
     ::close(device);
 
-    const int here = openSocket();
+    const int here = openNetworkSocket();
     startInterface(here, ADDRESS);
     startInterface(gateway, GATEWAY);
     addDefaultRoute(here);

@@ -5,16 +5,16 @@
 namespace ztsim {
 namespace {
 
-constexpr const char* PATH = "/var/run/ztpmd_api";
-constexpr std::size_t SHORT_SIZE = 20;
-constexpr std::uint32_t UNKNOWN_TYPE = 99;
+constexpr const char* POWER_PATH = "/var/run/ztpmd_api";
+constexpr std::size_t SHORT_POWER_SIZE = 20;
+constexpr std::uint32_t UNKNOWN_POWER_TYPE = 99;
 constexpr const char* UNKNOWN_DEVICE = "toaster";
 
 } // namespace
 
 PowerDaemon::PowerDaemon(boost::asio::io_context& context, const PowerDaemonOptions& options,
                          Recorder& recorder)
-    : Daemon(context, {"power", PATH, sizeof(PowerRecord)}, options, recorder),
+    : Daemon(context, {"power", POWER_PATH, sizeof(PowerRecord)}, options, recorder),
       manager(options.settings)
 {}
 
@@ -53,11 +53,11 @@ Bytes PowerDaemon::faultyAnswer(Fault fault, const Bytes& /*record*/) const
 {
     switch (fault) {
     case Fault::ShortRecord:
-        return bytesOf(manager.powerState()).substr(0, SHORT_SIZE);
+        return bytesOf(manager.powerState()).substr(0, SHORT_POWER_SIZE);
     case Fault::UnknownDevice:
         return bytesOf(deviceRecord(ZT::ZTPMD_DEVICE_STATE, UNKNOWN_DEVICE, 1));
     default:
-        return bytesOf(powerRecord(UNKNOWN_TYPE));
+        return bytesOf(powerRecord(UNKNOWN_POWER_TYPE));
     }
 }
 
