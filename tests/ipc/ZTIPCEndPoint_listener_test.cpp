@@ -62,6 +62,7 @@ struct Lingering {
     ~Lingering() { atEnd(); }
     std::function<void()> atEnd = [] {};
 };
+thread_local Lingering lingering;
 
 // That a thread waits for the rest of a frame.
 class WaitsForRest {
@@ -537,7 +538,6 @@ TEST_F(ListenerTest, AConnectionThatIsLostTwiceLeavesTheNextOneAlone)
 
 TEST_F(ListenerTest, AThreadThatHasRemovedItsListenerEndsBeforeTheNextBegins)
 {
-    static thread_local Lingering lingering;
     Event lingers;
     Event mayEnd;
     std::atomic<bool> ended{false};
