@@ -5,11 +5,13 @@ option(ZT_DEVICE_TESTS "Run the tests that need the simulated device" ON)
 
 # zt_test(name [DEVICE [ztsim options...]] SOURCES files... [LIBRARIES libraries...])
 #
-# One test executable, each of its cases a test of its own. DEVICE gives every case a fresh simulated
-# device and the label of that name.
+# One test executable, each of its cases a test of its own. DEVICE gives every case a fresh simulated device.
+#
+# The label is [device/]FOLDER/NAME: a property that goes with discovered tests has one value.
 function(zt_test name)
     cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "DEVICE;SOURCES;LIBRARIES")
-    set(properties TIMEOUT 120)
+    cmake_path(GET CMAKE_CURRENT_SOURCE_DIR FILENAME folder)
+    set(label ${folder}/${name})
     add_executable(${name} ${arg_SOURCES})
     zt_target(${name})
     zt_built_unoptimised(${name})
@@ -22,12 +24,13 @@ function(zt_test name)
             message(STATUS "Left out, for it needs the simulated device: ${name}")
             return()
         endif()
-        list(APPEND properties LABELS device)
+        set(label device/${label})
         set(device $<TARGET_FILE:ztsim> ${arg_DEVICE} --)
         set_target_properties(${name} PROPERTIES CROSSCOMPILING_EMULATOR "${device}")
         add_dependencies(${name} ztsim)
     endif()
-    gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60 PROPERTIES ${properties})
+    gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
+        PROPERTIES TIMEOUT 120 LABELS ${label})
 endfunction()
 
 # zt_claims(script prefix arguments...): each function of the script whose name begins with the prefix is a
@@ -36,12 +39,13 @@ function(zt_claims script prefix)
     if(NOT ZT_DEVICE_TESTS)
         return()
     endif()
+    cmake_path(GET CMAKE_CURRENT_SOURCE_DIR FILENAME folder)
     set(path ${CMAKE_CURRENT_SOURCE_DIR}/${script})
     set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${path})
     file(STRINGS ${path} claims REGEX "^${prefix}[a-z0-9_]+\\(\\)")
     foreach(claim IN LISTS claims)
         string(REPLACE "()" "" claim ${claim})
         add_test(NAME ${claim} COMMAND bash ${path} ${ARGN} ${claim})
-        set_tests_properties(${claim} PROPERTIES LABELS device TIMEOUT 120 SKIP_RETURN_CODE 77)
+        set_tests_properties(${claim} PROPERTIES LABELS device/${folder} TIMEOUT 120 SKIP_RETURN_CODE 77)
     endforeach()
 endfunction()
