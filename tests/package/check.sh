@@ -73,6 +73,7 @@ check_recipes() {
 }
 
 check_recipes
+tests/package/release.sh
 for preset in release armhf; do
     cmake --preset "$preset" >/dev/null
     cmake --build --preset "$preset" --target installed

@@ -19,3 +19,9 @@ expect_like()
 {
     [[ $1 == $2 ]] || fail "got \"$1\", which is not like \"$2\""
 }
+
+# The version that is built.
+released()
+{
+    sed -n 's/^project(.* VERSION \([0-9.]*\) .*/\1/p' "$(dirname "${BASH_SOURCE[0]}")/../../CMakeLists.txt"
+}

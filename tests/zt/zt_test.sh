@@ -116,7 +116,7 @@ zt_helps()
     for verb in info power health eeprom net copy ipc socket run ps "Exit codes:" " 125 " " 130 "; do
         expect_like "$help" "*$verb*"
     done
-    expect_eq "$(zt --version)" "zt 1.0.0"
+    expect_eq "$(zt --version)" "zt $(released)"
     help=$(zt power device --help) || fail "exit code $?"
     expect_like "$help" "*[[]DEVICE] [[]STATE]*cam_output*--wait SECONDS*"
 }

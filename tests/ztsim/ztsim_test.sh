@@ -173,7 +173,7 @@ ztsim_helps()
         expect_like "$help" "*$word*"
     done
     [[ $help == *--inside* ]] && fail "shows its inside"
-    expect_eq "$("$ztsim" --version)" "ztsim 1.0.0"
+    expect_eq "$("$ztsim" --version)" "ztsim $(released)"
 }
 
 # ---------------------------------------------------------------------------- failures
