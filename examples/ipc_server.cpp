@@ -49,7 +49,7 @@ public:
             }
         } else if (ZT::ZTIPCEndPoint& client = *clients[endPoint]; !answer(client)) {
             std::printf("%s has left\n", nameOf(client).c_str());
-            manager->removeEndPoint(endPoint); // found by its -1: no other is closed at this time
+            manager->removeExactEndPoint(endPoint); // it is closed, and others may be, too
             left += clients.erase(endPoint);
         }
         return 0;

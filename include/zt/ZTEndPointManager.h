@@ -16,7 +16,7 @@ class ZTEndPointHandler;
 ///
 /// It has no thread: the thread that calls waitForEndPoints() runs every handler. The manager, the
 /// endpoints and the handlers belong to that one thread. The manager owns neither endpoints nor
-/// handlers: remove an endpoint before deleting it or its handler.
+/// handlers: remove an endpoint, with removeExactEndPoint(), before deleting it or its handler.
 class ZT_API ZTEndPointManager {
 public:
     ZTEndPointManager();
@@ -32,10 +32,21 @@ public:
     int addEndPoint(ZTEndPoint* endPoint, ZTEndPointHandler* handler);
 
     /// Removes the first registered endpoint that has the same read descriptor as `endPoint` now.
-    /// Two closed endpoints both have -1, so it may be another one.
+    /// Two closed endpoints both have -1, so it may be another one: removeExactEndPoint() is surer.
     ///
     /// 0; 20 if null; 23 if there is none.
     int removeEndPoint(ZTEndPoint* endPoint);
+
+    /// Removes exactly this endpoint, open or closed. Nothing of it is called: its address is
+    /// enough.
+    ///
+    /// 0; 20 if null; 23 if it is not registered.
+    int removeExactEndPoint(ZTEndPoint* endPoint);
+
+    /// Removes every endpoint that is registered with `handler`, so that it can be deleted.
+    ///
+    /// 0; 20 if null; 23 if there is none.
+    int removeEndPointsOf(ZTEndPointHandler* handler);
 
     /// The handler of exactly this endpoint; null if it is not registered.
     ZTEndPointHandler* getEndPointHandlerByEndPoint(ZTEndPoint* endPoint) const;
@@ -73,6 +84,8 @@ private:
     using Registrations = std::set<Registration*>;
 
     Registrations::const_iterator findByReadID(const ZTEndPoint& endPoint) const;
+    Registrations::const_iterator findExact(const ZTEndPoint* endPoint) const;
+    Registrations::const_iterator remove(Registrations::const_iterator found);
 
     template <class Visit>
     void forEachRegistration(Visit visit);

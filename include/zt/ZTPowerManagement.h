@@ -30,8 +30,8 @@ class ZTSignalListener;
 /// starts inherit the connection, and the daemon sees no hang-up before they have ended, too.
 class ZT_API ZTPowerManagement : public ZTEndPointHandler {
 public:
-    /// Deleting does not remove the endpoint from its manager: delete the manager first, or use it
-    /// for nothing else any more than to delete it.
+    /// Deleting does not remove the endpoint from its manager: call
+    /// unsubscribeFromEndpointManager() first, unless the manager has gone before.
     virtual ~ZTPowerManagement();
 
     /// Connects to the daemon; create() has done it already. Forgets the listener.
@@ -76,13 +76,18 @@ public:
     /// Asks for the current power state: EVENT_POWER_STATE_1 or _2.
     virtual int getPowerState() = 0;
 
-    /// Registers the connection with `manager`, with this object as its handler. Nothing but the
-    /// manager's end takes it out again. 0; 20 for null; 25 if the manager has an endpoint with the
-    /// same descriptor.
+    /// Registers the connection with `manager`, with this object as its handler, until
+    /// unsubscribeFromEndpointManager() or the manager's end. 0; 20 for null; 25 if the manager has
+    /// an endpoint with the same descriptor.
     virtual int subscribeToEndpointManager(ZTEndPointManager* manager) = 0;
 
     /// Not supported: always 11, and nothing is sent.
     virtual int disablePowerbuttonOnToLowPower() = 0;
+
+    /// Takes everything that has this object as its handler out of `manager`, the connection above
+    /// all, open or closed. The connection and the listener stay as they are. On the manager's
+    /// thread, in onSignal() too. 0; 20 for null; 23 if there is nothing.
+    int unsubscribeFromEndpointManager(ZTEndPointManager* manager);
 
     /// A connected interface, which the caller deletes; null if the daemon cannot be reached.
     static ZTPowerManagement* create();

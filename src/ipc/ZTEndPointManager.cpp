@@ -77,20 +77,44 @@ int ZTEndPointManager::removeEndPoint(ZTEndPoint* endPoint)
     if (found == registrations.end()) {
         return 23;
     }
-    delete *found;
-    registrations.erase(found);
-    ++changes;
+    remove(found);
     return 0;
+}
+
+int ZTEndPointManager::removeExactEndPoint(ZTEndPoint* endPoint)
+{
+    if (endPoint == nullptr) {
+        return 20;
+    }
+    const auto found = findExact(endPoint);
+    if (found == registrations.end()) {
+        return 23;
+    }
+    remove(found);
+    return 0;
+}
+
+int ZTEndPointManager::removeEndPointsOf(ZTEndPointHandler* handler)
+{
+    if (handler == nullptr) {
+        return 20;
+    }
+    int result = 23;
+    for (auto next = registrations.begin(); next != registrations.end();) {
+        if ((*next)->handler == handler) {
+            next = remove(next);
+            result = 0;
+        } else {
+            ++next;
+        }
+    }
+    return result;
 }
 
 ZTEndPointHandler* ZTEndPointManager::getEndPointHandlerByEndPoint(ZTEndPoint* endPoint) const
 {
-    for (const Registration* registration : registrations) {
-        if (registration->endPoint == endPoint) {
-            return registration->handler;
-        }
-    }
-    return nullptr;
+    const auto found = findExact(endPoint);
+    return found == registrations.end() ? nullptr : (*found)->handler;
 }
 
 int ZTEndPointManager::waitForEndPoints(unsigned int deadline, unsigned int mode)
@@ -148,6 +172,23 @@ ZTEndPointManager::findByReadID(const ZTEndPoint& endPoint) const
                         [readID](const Registration* registration) {
                             return registration->endPoint->getReadEndPointID() == readID;
                         });
+}
+
+ZTEndPointManager::Registrations::const_iterator
+ZTEndPointManager::findExact(const ZTEndPoint* endPoint) const
+{
+    return std::find_if(registrations.begin(), registrations.end(),
+                        [endPoint](const Registration* registration) {
+                            return registration->endPoint == endPoint;
+                        });
+}
+
+ZTEndPointManager::Registrations::const_iterator
+ZTEndPointManager::remove(Registrations::const_iterator found)
+{
+    delete *found;
+    ++changes;
+    return registrations.erase(found);
 }
 
 // Visits what is registered now. A visit may add and remove registrations, the visited one too:

@@ -1,5 +1,6 @@
 #include "zt/ZTPowerManagement.h"
 
+#include "zt/ZTEndPointManager.h"
 #include "zt/ZTPowerManagementInterfaceR7.h"
 
 #include <memory>
@@ -7,6 +8,11 @@
 namespace ZT {
 
 ZTPowerManagement::~ZTPowerManagement() = default;
+
+int ZTPowerManagement::unsubscribeFromEndpointManager(ZTEndPointManager* manager)
+{
+    return manager == nullptr ? 20 : manager->removeEndPointsOf(this);
+}
 
 ZTPowerManagement* ZTPowerManagement::create()
 {

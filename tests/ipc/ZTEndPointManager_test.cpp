@@ -217,6 +217,64 @@ TEST_F(ZTEndPointManagerTest, RemovingGoesByTheReadDescriptor)
     EXPECT_EQ(manager.addEndPoint(&registered, &handler), 0);
 }
 
+TEST_F(ZTEndPointManagerTest, ExactRemovalTakesOutThisOneOfManyClosedEndPoints)
+{
+    TestEndPoint endPoints[] = {TestEndPoint(5), TestEndPoint(6), TestEndPoint(7)};
+    for (TestEndPoint& endPoint : endPoints) {
+        add(endPoint);
+    }
+    for (TestEndPoint& endPoint : endPoints) {
+        endPoint.readID = -1;
+        endPoint.connected = false;
+    }
+    for (TestEndPoint& endPoint : endPoints) {
+        EXPECT_EQ(manager.removeExactEndPoint(&endPoint), 0);
+        EXPECT_EQ(manager.getEndPointHandlerByEndPoint(&endPoint), nullptr);
+        manager.handleDisconnectedEndPoints();
+        EXPECT_EQ(handler.take().size(),
+                  static_cast<std::size_t>(std::end(endPoints) - &endPoint) - 1);
+        EXPECT_EQ(manager.removeExactEndPoint(&endPoint), 23);
+    }
+}
+
+TEST_F(ZTEndPointManagerTest, ExactRemovalDoesNotGoByTheReadDescriptor)
+{
+    TestEndPoint registered(5);
+    TestEndPoint sameID(5);
+    EXPECT_EQ(manager.removeExactEndPoint(&registered), 23);
+    add(registered);
+    EXPECT_EQ(manager.removeExactEndPoint(&sameID), 23);
+    EXPECT_EQ(manager.removeExactEndPoint(nullptr), 20);
+    EXPECT_EQ(manager.getEndPointHandlerByEndPoint(&registered), &handler);
+}
+
+TEST_F(ZTEndPointManagerTest, ExactRemovalNeedsNoMoreThanTheAddressOfTheEndPoint)
+{
+    auto ended = std::make_unique<TestEndPoint>(5);
+    add(*ended);
+    ZTEndPoint* const address = ended.get();
+    ended.reset();
+    EXPECT_EQ(manager.removeExactEndPoint(address), 0);
+    EXPECT_EQ(manager.waitForEndPoints(0, POLL), 17);
+}
+
+TEST_F(ZTEndPointManagerTest, RemovingThoseOfAHandlerLeavesTheOthers)
+{
+    TestEndPoint endPoints[] = {TestEndPoint(5), TestEndPoint(6), TestEndPoint(7), TestEndPoint(8)};
+    NotingHandler ending;
+    for (TestEndPoint& endPoint : endPoints) {
+        NotingHandler& its = endPoint.readID % 2 == 0 ? ending : handler;
+        ASSERT_EQ(manager.addEndPoint(&endPoint, &its), 0);
+    }
+    EXPECT_EQ(manager.removeEndPointsOf(nullptr), 20);
+    EXPECT_EQ(manager.removeEndPointsOf(&ending), 0);
+    EXPECT_EQ(manager.removeEndPointsOf(&ending), 23);
+    for (TestEndPoint& endPoint : endPoints) {
+        EXPECT_EQ(manager.getEndPointHandlerByEndPoint(&endPoint),
+                  endPoint.readID % 2 == 0 ? nullptr : &handler);
+    }
+}
+
 TEST_F(ZTEndPointManagerTest, FindsTheHandlerByTheEndPointItself)
 {
     TestEndPoint first(5);
@@ -607,6 +665,16 @@ TEST_F(ZTEndPointManagerChanges, AHandlerRemovesAllOthers)
                 deleteEndPoint(endPoint.get());
             }
         }
+    };
+    EXPECT_EQ(manager.waitForEndPoints(0, POLL), 0);
+    EXPECT_EQ(handler.calls.size(), 1U);
+}
+
+TEST_F(ZTEndPointManagerChanges, AHandlerRemovesAllThatIsRegisteredForIt)
+{
+    handler.action = [this](ZTEndPoint*) {
+        EXPECT_EQ(manager.removeEndPointsOf(&handler), 0);
+        endPoints.clear();
     };
     EXPECT_EQ(manager.waitForEndPoints(0, POLL), 0);
     EXPECT_EQ(handler.calls.size(), 1U);

@@ -231,6 +231,58 @@ TEST_F(InterfaceTest, SubscribingReturnsTheManagersResult)
     EXPECT_EQ(power->subscribeToEndpointManager(&second), 0);
 }
 
+TEST_F(InterfaceTest, UnsubscribingTakesItOutAndLeavesItConnected)
+{
+    const std::unique_ptr<ZTPowerManagement> another(ZTPowerManagement::create());
+    EXPECT_EQ(another->subscribeToEndpointManager(&manager), 0);
+    EXPECT_EQ(power->unsubscribeFromEndpointManager(&manager), 0);
+    client->send(RecordBytes(10));
+    EXPECT_EQ(manager.waitForEndPoints(0, POLL), 17);
+    EXPECT_EQ(power->unsubscribeFromEndpointManager(&manager), 23);
+    EXPECT_EQ(power->subscribeToEndpointManager(&manager), 0);
+    EXPECT_EQ(manager.waitForEndPoints(0, POLL), 0);
+    EXPECT_EQ(listener.signals.size(), 1U) << "it has kept its connection and its listener";
+    EXPECT_EQ(another->unsubscribeFromEndpointManager(&manager), 0);
+}
+
+TEST_F(InterfaceTest, UnsubscribingFromNoManagerReturns20)
+{
+    EXPECT_EQ(power->unsubscribeFromEndpointManager(nullptr), 20);
+}
+
+TEST_F(InterfaceTest, ItCanDieBeforeItsManagerEvenIfItIsClosed)
+{
+    OtherEndPoint closed(-1);
+    ZTPowerManagementInterfaceR7 notOpen;
+    EXPECT_EQ(manager.addEndPoint(&closed, &notOpen), 0);
+    EXPECT_EQ(power->release(), 0);
+    EXPECT_EQ(power->unsubscribeFromEndpointManager(&manager), 0);
+    power.reset();
+    EXPECT_EQ(manager.getEndPointHandlerByEndPoint(&closed), &notOpen);
+    manager.handleDisconnectedEndPoints();
+    EXPECT_EQ(manager.waitForEndPoints(0, POLL), 17);
+}
+
+TEST_F(InterfaceTest, ItsListenerMayUnsubscribeIt)
+{
+    class Leaving : public ZTSignalListener {
+    public:
+        Leaving(ZTPowerManagement& power, ZTEndPointManager& manager)
+            : power(power), manager(manager)
+        {}
+        int onSignal(ZTSignal&) override { return power.unsubscribeFromEndpointManager(&manager); }
+
+    private:
+        ZTPowerManagement& power;
+        ZTEndPointManager& manager;
+    } leaving(*power, manager);
+    power->setEventListener(&leaving);
+    client->send(RecordBytes(10));
+    client->send(RecordBytes(10));
+    EXPECT_EQ(manager.waitForEndPoints(0, POLL), 0);
+    EXPECT_EQ(manager.waitForEndPoints(0, POLL), 17);
+}
+
 TEST_F(InterfaceTest, DisablingThePowerButtonIsNotSupported)
 {
     EXPECT_EQ(power->disablePowerbuttonOnToLowPower(), 11);
