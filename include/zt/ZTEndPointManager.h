@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <set>
+#include <vector>
 
 namespace ZT {
 
@@ -79,20 +80,58 @@ public:
     /// disconnected.
     void handleDisconnectedEndPoints();
 
+    /// One descriptor that stands for this manager in a main loop of another kind: while it is
+    /// readable, dispatch() has something to do. Wait for reading, with poll(), select(), epoll or
+    /// a library on top of them. An edge-triggered wait must look again after each dispatch().
+    ///
+    /// It is readable while a connected endpoint is, and every 2000 ms, as long as an endpoint is
+    /// registered, for a look for lost endpoints. An endpoint that connects, closes or changes its
+    /// descriptor by itself, in a handler, in a call from outside or on a listener's thread, is
+    /// noticed at the next look at the latest; handleDisconnectedEndPoints() is one, and notices
+    /// all at once. Of two endpoints that have come to the same descriptor one may be left out.
+    ///
+    /// The first call opens it, and from then on the manager keeps it up to date. It is the
+    /// manager's, is closed with it, and is not inherited by programs that the process starts. -1
+    /// if the system has no descriptors left: it takes two, and one more for each endpoint whose
+    /// descriptor is a file, which counts as readable. Throws std::bad_alloc without memory.
+    int getDescriptor();
+
+    /// Does what there is to do without waiting: the look for lost endpoints, if one is due, and
+    /// then the handlers of the readable endpoints. No handler is called for what another has read
+    /// or closed before.
+    ///
+    /// 0 if a handler was called for a readable endpoint; 17 if there was none; 10 if there is no
+    /// descriptor, see getDescriptor(). It may be called in a handler, and whether the descriptor
+    /// is readable or not. Its looks and those of waitForEndPoints() do not count for each other.
+    /// Throws what handlers throw, and std::bad_alloc without memory; what was not handed out then
+    /// is the next time.
+    int dispatch();
+
 private:
     struct Registration;
+    struct Outside;
     using Registrations = std::set<Registration*>;
 
     Registrations::const_iterator findByReadID(const ZTEndPoint& endPoint) const;
     Registrations::const_iterator findExact(const ZTEndPoint* endPoint) const;
     Registrations::const_iterator remove(Registrations::const_iterator found);
 
+    Outside* getOutside() const;
+    std::uint64_t& changeCount();
+    const Registration* findByAddress(const void* address) const;
+    bool noticeChange(const Registration& registration);
+    void watchAll();
+    int handOut(const std::vector<const void*>& found);
+
     template <class Visit>
     void forEachRegistration(Visit visit);
 
     Registrations registrations;
     std::uint32_t lastCheck; // the deadline of the last look for lost endpoints
-    std::uint64_t changes;   // registrations and removals so far
+
+    // Registrations and removals so far, in steps of 2 from 1 on. Once there is a descriptor, the
+    // address of what belongs to it, which is even.
+    std::uint64_t changes;
 };
 
 } // namespace ZT

@@ -1,6 +1,7 @@
 #include "zt/ZTEndPointManager.h"
 
 #include "ipc/DescriptorSet.h"
+#include "ipc/Readiness.h"
 #include "ipc/WaitNumber.h"
 #include "zt/ZTEndPoint.h"
 #include "zt/ZTEndPointHandler.h"
@@ -10,6 +11,7 @@
 #include <algorithm>
 #include <iterator>
 #include <memory>
+#include <poll.h>
 
 namespace ZT {
 
@@ -36,6 +38,19 @@ long timeToWait(std::uint32_t deadline, unsigned int mode)
     return remaining <= LONGEST_WAIT_MS ? static_cast<long>(remaining) : 0;
 }
 
+int descriptorOf(const ZTEndPoint& endPoint)
+{
+    return endPoint.isConnected() ? endPoint.getReadEndPointID() : -1;
+}
+
+bool isReadable(int descriptor)
+{
+    pollfd asked{};
+    asked.fd = descriptor;
+    asked.events = POLLIN;
+    return poll(&asked, 1, 0) == 1 && (asked.revents & POLLNVAL) == 0;
+}
+
 } // namespace
 
 struct ZTEndPointManager::Registration {
@@ -44,10 +59,19 @@ struct ZTEndPointManager::Registration {
     std::uint64_t since; // the manager's count of changes when this one was made
 };
 
-ZTEndPointManager::ZTEndPointManager() : lastCheck(0), changes(0) {}
+// What belongs to the descriptor for other main loops. Most managers never have it.
+struct ZTEndPointManager::Outside {
+    explicit Outside(std::uint64_t changes) : changes(changes), readiness(CHECK_INTERVAL_MS) {}
+
+    std::uint64_t changes; // the manager's count from now on
+    Readiness readiness;
+};
+
+ZTEndPointManager::ZTEndPointManager() : lastCheck(0), changes(1) {}
 
 ZTEndPointManager::~ZTEndPointManager()
 {
+    delete getOutside();
     for (const Registration* registration : registrations) {
         delete registration;
     }
@@ -62,9 +86,19 @@ int ZTEndPointManager::addEndPoint(ZTEndPoint* endPoint, ZTEndPointHandler* hand
         return 25;
     }
     auto registration = std::make_unique<Registration>();
-    *registration = {endPoint, handler, ++changes};
-    registrations.insert(registration.get());
+    *registration = {endPoint, handler, changeCount() += 2};
+    const auto added = registrations.insert(registration.get()).first;
     static_cast<void>(registration.release());
+    if (Outside* const outside = getOutside()) {
+        try {
+            outside->readiness.add(*added);
+        } catch (...) {
+            delete *added;
+            registrations.erase(added);
+            throw;
+        }
+        noticeChange(**added);
+    }
     return 0;
 }
 
@@ -162,6 +196,95 @@ void ZTEndPointManager::handleDisconnectedEndPoints()
             registration.handler->onEndPointDisconnected(endPoint);
         }
     });
+    watchAll();
+}
+
+int ZTEndPointManager::getDescriptor()
+{
+    if (getOutside() == nullptr) {
+        auto outside = std::make_unique<Outside>(changes);
+        if (!outside->readiness.isPossible()) {
+            return -1;
+        }
+        for (const Registration* registration : registrations) {
+            outside->readiness.add(registration);
+        }
+        changes = reinterpret_cast<std::uintptr_t>(outside.release());
+        watchAll();
+    }
+    return getOutside()->readiness.getDescriptor();
+}
+
+int ZTEndPointManager::dispatch()
+{
+    if (getDescriptor() < 0) {
+        return 10;
+    }
+    {
+        const WaitNumber wait;
+        const Readiness::Found found = getOutside()->readiness.find();
+        if (!found.isLookDue) {
+            return handOut(found.owners);
+        }
+    }
+    handleDisconnectedEndPoints();
+    const WaitNumber wait;
+    return handOut(getOutside()->readiness.find().owners);
+}
+
+int ZTEndPointManager::handOut(const std::vector<const void*>& found)
+{
+    const std::uint64_t start = changeCount();
+    int result = 17;
+    for (const void* owner : found) {
+        const Registration* const registration = findByAddress(owner);
+        if (registration == nullptr || registration->since > start) {
+            continue; // a handler has removed it, and may have added another at the same address
+        }
+        const bool isAsFound = noticeChange(*registration) && result != 0;
+        if (isAsFound || isReadable(descriptorOf(*registration->endPoint))) {
+            result = 0;
+            registration->handler->onEndPointReadable(registration->endPoint, this);
+            if (const Registration* const kept = findByAddress(owner)) {
+                noticeChange(*kept);
+            }
+        }
+    }
+    return result;
+}
+
+ZTEndPointManager::Outside* ZTEndPointManager::getOutside() const
+{
+    const auto address = static_cast<std::uintptr_t>(changes);
+    return changes % 2 != 0 ? nullptr : reinterpret_cast<Outside*>(address); // NOLINT
+}
+
+std::uint64_t& ZTEndPointManager::changeCount()
+{
+    Outside* const outside = getOutside();
+    return outside == nullptr ? changes : outside->changes;
+}
+
+void ZTEndPointManager::watchAll()
+{
+    Outside* const outside = getOutside();
+    if (outside != nullptr) {
+        for (const Registration* registration : registrations) {
+            outside->readiness.watch(registration, descriptorOf(*registration->endPoint));
+        }
+    }
+}
+
+// True if the endpoint has the same descriptor as when that was asked for.
+bool ZTEndPointManager::noticeChange(const Registration& registration)
+{
+    Readiness& readiness = getOutside()->readiness;
+    const int descriptor = descriptorOf(*registration.endPoint);
+    const bool isSame = descriptor == readiness.getWatched(&registration);
+    if (!isSame) {
+        readiness.watch(&registration, descriptor);
+    }
+    return isSame;
 }
 
 ZTEndPointManager::Registrations::const_iterator
@@ -183,11 +306,20 @@ ZTEndPointManager::findExact(const ZTEndPoint* endPoint) const
                         });
 }
 
+const ZTEndPointManager::Registration* ZTEndPointManager::findByAddress(const void* address) const
+{
+    const auto found = registrations.find(static_cast<Registration*>(const_cast<void*>(address)));
+    return found == registrations.end() ? nullptr : *found;
+}
+
 ZTEndPointManager::Registrations::const_iterator
 ZTEndPointManager::remove(Registrations::const_iterator found)
 {
+    if (Outside* const outside = getOutside()) {
+        outside->readiness.remove(*found);
+    }
+    changeCount() += 2;
     delete *found;
-    ++changes;
     return registrations.erase(found);
 }
 
@@ -196,15 +328,15 @@ ZTEndPointManager::remove(Registrations::const_iterator found)
 template <class Visit>
 void ZTEndPointManager::forEachRegistration(Visit visit)
 {
-    const std::uint64_t start = changes;
+    const std::uint64_t start = changeCount();
     auto next = registrations.begin();
     while (next != registrations.end()) {
         Registration* const current = *next;
-        const std::uint64_t before = changes;
+        const std::uint64_t before = changeCount();
         if (current->since <= start) {
             visit(Registration(*current));
         }
-        next = changes == before ? std::next(next) : registrations.upper_bound(current);
+        next = changeCount() == before ? std::next(next) : registrations.upper_bound(current);
     }
 }
 

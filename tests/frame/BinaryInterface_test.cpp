@@ -229,6 +229,9 @@ TEST(BinaryInterface, ZTEndPointManager)
     EXPECT_EQ(fieldAt<std::uint32_t>(&manager, lastCheck), 0U);
     EXPECT_EQ(manager.waitForEndPoints(305419896, 0), 17);
     EXPECT_EQ(fieldAt<std::uint32_t>(&manager, lastCheck), 305419896U);
+    EXPECT_EQ(sizeof(ZTEndPointManager), (lastCheck + 4 + 7) / 8 * 8 + 8)
+        << "embedded by applications";
+    EXPECT_EQ(alignof(ZTEndPointManager), alignof(Polymorphic<std::uint64_t>));
 }
 
 template <class Class>

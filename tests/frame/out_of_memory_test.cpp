@@ -200,6 +200,36 @@ TEST(OutOfMemory, AnEndPointThatCannotBeAddedIsNotRegistered)
               1);
 }
 
+TEST(OutOfMemory, AnEndPointThatCannotBeAddedIsNotInTheManagersDescriptor)
+{
+    NoHandler handler;
+    ZT::ZTPipe pipes[2];
+    for (ZT::ZTPipe& pipe : pipes) {
+        pipe.init();
+    }
+    const auto before = openDescriptors();
+    EXPECT_GT(failEachAllocation([&] {
+                  ZT::ZTEndPointManager manager;
+                  manager.addEndPoint(&pipes[0], &handler);
+                  EXPECT_GE(manager.getDescriptor(), 0);
+              }),
+              4);
+    EXPECT_EQ(openDescriptors(), before);
+    ZT::ZTEndPointManager manager;
+    manager.addEndPoint(&pipes[0], &handler);
+    manager.getDescriptor();
+    pipes[1].writeIntoPipe("x", 1);
+    EXPECT_GT(failEachAllocation([&] {
+                  EXPECT_EQ(manager.dispatch(), 17);
+                  EXPECT_EQ(manager.removeEndPoint(&pipes[1]), 23);
+                  EXPECT_EQ(manager.addEndPoint(&pipes[1], &handler), 0);
+                  EXPECT_EQ(manager.removeEndPoint(&pipes[1]), 0);
+              }),
+              3);
+    manager.addEndPoint(&pipes[1], &handler);
+    EXPECT_GT(failEachAllocation([&] { EXPECT_EQ(manager.dispatch(), 0); }), 0);
+}
+
 TEST(OutOfMemory, AListenerThatCannotBeSetIsNotThere)
 {
     ZT::ZTIPCEndPoint endPoint(false);

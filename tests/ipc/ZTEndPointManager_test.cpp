@@ -1,5 +1,6 @@
 #include "zt/ZTEndPointManager.h"
 
+#include "ipc/TestEndPoint.h"
 #include "support/Emulation.h"
 #include "support/FixedTick.h"
 #include "support/HighDescriptors.h"
@@ -33,89 +34,6 @@ using ZT::ZTEndPointManager;
 namespace {
 
 const unsigned int POLL = 1;
-
-// An endpoint whose answers the test decides. It owns no descriptor.
-class TestEndPoint : public ZTEndPoint {
-public:
-    explicit TestEndPoint(int readID, bool connected = true, bool autoReconnect = false)
-        : ZTEndPoint(autoReconnect), readID(readID), connected(connected)
-    {}
-
-    int getReadEndPointID() const override { return readID; }
-    int getWriteEndPointID() const override { return -1; }
-    bool isConnected() const override { return connected; }
-
-    int reconnect() override
-    {
-        ++reconnections;
-        connected = reconnectResult <= 1;
-        return reconnectResult;
-    }
-
-    int readID;
-    bool connected;
-    int reconnectResult = 0;
-    int reconnections = 0;
-};
-
-// An endpoint that is readable until it is read.
-class ReadableEndPoint : public TestEndPoint {
-public:
-    ReadableEndPoint() : TestEndPoint(eventfd(1, EFD_CLOEXEC | EFD_NONBLOCK)) {}
-    ~ReadableEndPoint() override { close(readID); }
-
-    ReadableEndPoint(const ReadableEndPoint&) = delete;
-    ReadableEndPoint& operator=(const ReadableEndPoint&) = delete;
-};
-
-struct Call {
-    std::string callback;
-    ZTEndPoint* endPoint;
-};
-
-bool operator==(const Call& left, const Call& right)
-{
-    return left.callback == right.callback && left.endPoint == right.endPoint;
-}
-
-std::ostream& operator<<(std::ostream& stream, const Call& call)
-{
-    return stream << call.callback << ' ' << call.endPoint;
-}
-
-class NotingHandler : public ZTEndPointHandler {
-public:
-    int onEndPointReadable(ZTEndPoint* endPoint, ZTEndPointManager* manager) override
-    {
-        managers.push_back(manager);
-        return note("readable", endPoint);
-    }
-
-    int onEndPointReconnected(ZTEndPoint* endPoint) override
-    {
-        return note("reconnected", endPoint);
-    }
-
-    int onEndPointDisconnected(ZTEndPoint* endPoint) override
-    {
-        return note("disconnected", endPoint);
-    }
-
-    std::vector<Call> take() { return std::exchange(calls, {}); }
-
-    std::vector<Call> calls;
-    std::vector<ZTEndPointManager*> managers;
-    std::function<void(ZTEndPoint*)> action = [](ZTEndPoint*) {};
-    int result = 0;
-
-private:
-    int note(const std::string& callback, ZTEndPoint* endPoint)
-    {
-        calls.push_back({callback, endPoint});
-        action(endPoint);
-        return result;
-    }
-};
 
 // What select() is asked for, and an answer for it: nothing is readable.
 class RecordedSelect {

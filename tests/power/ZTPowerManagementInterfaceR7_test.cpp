@@ -19,7 +19,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <memory>
+#include <poll.h>
 #include <string>
+#include <unistd.h>
 #include <utility>
 #include <vector>
 
@@ -814,6 +816,83 @@ TEST_F(InterfaceTest, SurvivesAStormOfReconnections)
         EXPECT_EQ(manager.waitForEndPoints(0, POLL), 0);
     }
     EXPECT_EQ(listener.signals.size(), 500U);
+}
+
+// In a main loop of another kind
+
+namespace {
+
+// The daemon's connections change at the next look; this is one.
+class DispatchTest : public InterfaceTest {
+protected:
+    DispatchTest() { EXPECT_GE(manager.getDescriptor(), 0); }
+
+    bool isManagerReadable()
+    {
+        pollfd waited{};
+        waited.fd = manager.getDescriptor();
+        waited.events = POLLIN;
+        return poll(&waited, 1, 0) == 1;
+    }
+
+    // The connection is the last that was made.
+    void look()
+    {
+        manager.handleDisconnectedEndPoints();
+        while (daemon.hasClient()) {
+            client = daemon.accept();
+        }
+    }
+
+    void expectAnEvent()
+    {
+        listener.signals.clear();
+        client->send(RecordBytes(10).put(8, 1));
+        EXPECT_TRUE(isManagerReadable());
+        EXPECT_EQ(manager.dispatch(), 0);
+        EXPECT_EQ(listener.signals.size(), 1U);
+        EXPECT_FALSE(isManagerReadable());
+    }
+};
+
+} // namespace
+
+TEST_F(DispatchTest, HearsEventsAfterTheDaemonHasHungUpAtAnyMoment)
+{
+    const std::function<void()> nothing = [] {};
+    const std::function<void()> request = [this] { power->getPowerState(); };
+    const std::function<void()> event = [this] { client->send(RecordBytes(10).put(8, 1)); };
+    const std::function<void()> part = [this] { client->send(std::string(47, 'x')); };
+    const std::function<void()> dispatch = [this] { manager.dispatch(); };
+    for (const auto& before : {nothing, request, event, part}) {
+        for (const auto& after : {nothing, request, dispatch}) {
+            expectAnEvent();
+            before();
+            client.reset();
+            after();
+            look();
+            while (isManagerReadable()) {
+                manager.dispatch();
+            }
+            look();
+        }
+    }
+}
+
+TEST_F(DispatchTest, ReadsNoConnectionThatWasMadeInTheSameDispatch)
+{
+    const int inherited = fcntl(ownDescriptor(), F_DUPFD_CLOEXEC, 100);
+    client.reset();
+    EXPECT_EQ(power->init(), 0) << "under the same number";
+    power->setEventListener(&listener);
+    client = daemon.accept();
+    EXPECT_EQ(manager.dispatch(), 17) << "with reading it would wait for the daemon";
+    while (isManagerReadable()) {
+        EXPECT_EQ(manager.dispatch(), 17);
+    }
+    manager.handleDisconnectedEndPoints();
+    expectAnEvent();
+    close(inherited);
 }
 
 // A connection that is made while a manager hands out what it has found

@@ -13,6 +13,7 @@
 #include <sys/stat.h>
 #include <sys/sysinfo.h>
 #include <sys/time.h>
+#include <sys/timerfd.h>
 #include <sys/utsname.h>
 #include <unistd.h>
 
@@ -93,6 +94,9 @@ INTERPOSE(int, sigaction, (int signal, const struct sigaction* action, struct si
 INTERPOSE(int, socket, (int domain, int type, int protocol), noexcept, domain, type, protocol)
 INTERPOSE(int, sysinfo, (struct sysinfo * info), noexcept, info)
 INTERPOSE(int, system, (const char* command), , command)
+INTERPOSE(int, timerfd_create, (int clock, int flags), noexcept, clock, flags)
+INTERPOSE(int, timerfd_settime, (int fd, int flags, const itimerspec* time, itimerspec* before), noexcept, fd,
+          flags, time, before)
 INTERPOSE(int, uname, (utsname * system), noexcept, system)
 INTERPOSE(mode_t, umask, (mode_t mask), noexcept, mask)
 INTERPOSE(int, unlink, (const char* path), noexcept, path)

@@ -139,6 +139,8 @@ extern InterposedCall<int(int, int, int)> socket;
 extern InterposedCall<void()> sync;
 extern InterposedCall<int(struct sysinfo*)> sysinfo;
 extern InterposedCall<int(const char*)> system;
+extern InterposedCall<int(int, int)> timerfd_create;
+extern InterposedCall<int(int, int, const itimerspec*, itimerspec*)> timerfd_settime;
 extern InterposedCall<int(utsname*)> uname;
 extern InterposedCall<mode_t(mode_t)> umask;
 extern InterposedCall<int(const char*)> unlink;
