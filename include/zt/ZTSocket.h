@@ -4,6 +4,8 @@
 #include "zt/ztExport.h"
 
 #include <deque>
+#include <memory>
+#include <vector>
 
 namespace ZT {
 
@@ -88,7 +90,7 @@ public:
     /// - 4: receiving failed, also because a signal came (EINTR): then call again.
     /// - 14: the peer has closed the connection.
     /// - 17: nothing has come (EAGAIN), as a socket that does not block says. ZTSocketLinux prints
-    ///   a line each time, as for any failure: let poll(2) tell when there is something to read.
+    ///   a line each time, as for any failure: in a main loop use ZTSocketLinux::receiveRecords().
     /// - unchanged, with null: bytes came, but no record is complete yet. Call again.
     ///
     /// Bytes that are no record are dropped. Beware: so is the marker when nothing behind it has
@@ -119,6 +121,15 @@ public:
     /// The key of the section "zt_socket_linux".
     static const unsigned int myDebugKey;
 
+protected:
+    static const unsigned int READ_SIZE = 1500;
+
+    /// Adds the bytes of one read to what is held, as getNextSocketBuffer() does, and moves all
+    /// records that are complete to the end of `taken`. Throws std::bad_alloc without memory, and
+    /// then bytes may be lost.
+    void takeRecords(const char* bytes, unsigned int size,
+                     std::vector<std::unique_ptr<char[]>>& taken);
+
 private:
     void takeBytes(const char* bytes, unsigned int size);
     void continueRecord(const char* bytes, unsigned int size);
@@ -127,8 +138,6 @@ private:
     void cutRecords(const char* bytes, unsigned int size);
     void keepAsPartial(const char* bytes, unsigned int size);
     void queueRecord(const char* bytes, unsigned int size);
-
-    static const unsigned int READ_SIZE = 1500;
 
     std::deque<char*> records;
     char* partial; // null if nothing is held

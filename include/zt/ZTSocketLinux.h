@@ -121,6 +121,19 @@ public:
     /// without a socket.
     int receiveSocketData(char*& buffer) override;
 
+    /// Receives records in a main loop: reads what has come, once and up to 1500 bytes, and moves
+    /// every record that is complete now to the end of `records`, which then owns it. Reads from
+    /// `id` if that is at least 1, from the own socket otherwise. It never waits, whether the
+    /// socket blocks or not, and prints nothing.
+    ///
+    /// 0 if bytes came, also if no record is complete yet; 14 if the peer has closed the
+    /// connection; 17 if nothing has come; 4 for any other failure. After 4 and 14 nothing more
+    /// will come.
+    ///
+    /// What getNextSocketBuffer() says of records holds for these, too. It does not go through
+    /// receiveSocketData(). Throws std::bad_alloc without memory, and then bytes may be lost.
+    int receiveRecords(int id, std::vector<std::unique_ptr<char[]>>& records);
+
     /// -1 until the first createSocket(); closing does not change it.
     int getSocketIdentifier() const override;
 

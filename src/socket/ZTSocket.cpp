@@ -133,6 +133,19 @@ bool ZTSocket::dropPartialAbove(unsigned int size)
     return isAbove;
 }
 
+void ZTSocket::takeRecords(const char* bytes, unsigned int size,
+                           std::vector<std::unique_ptr<char[]>>& taken)
+{
+    if (size > 0) {
+        takeBytes(bytes, size);
+    }
+    taken.reserve(taken.size() + records.size());
+    for (char* record : records) {
+        taken.emplace_back(record);
+    }
+    records.clear();
+}
+
 void ZTSocket::takeBytes(const char* bytes, unsigned int size)
 {
     const auto held = static_cast<unsigned int>(partialLength);

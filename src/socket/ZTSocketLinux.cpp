@@ -171,6 +171,15 @@ int ZTSocketLinux::receiveSocketData(char*& buffer)
                : ZTSocket::receiveSocketData(static_cast<unsigned int>(identifier), buffer);
 }
 
+int ZTSocketLinux::receiveRecords(int id, std::vector<std::unique_ptr<char[]>>& records)
+{
+    char bytes[READ_SIZE];
+    const ssize_t count = recv(id >= 1 ? id : identifier, bytes, sizeof bytes, MSG_DONTWAIT);
+    const int status = count > 0 ? 0 : count == 0 ? 14 : errno == EAGAIN ? 17 : 4;
+    takeRecords(bytes, count > 0 ? static_cast<unsigned int>(count) : 0, records);
+    return status;
+}
+
 int ZTSocketLinux::closeSocket()
 {
     return isOpen ? ZTSocketLinux::closeSocket(static_cast<unsigned int>(identifier)) : 0;

@@ -734,6 +734,129 @@ TEST_F(ZTSocketLinuxTest, APeerThatHasGoneIsToldByReceivingAndBySending)
     EXPECT_EQ(printed(), "\tError sending: Broken pipe\n");
 }
 
+// Records in a main loop
+
+namespace {
+
+class ReceiveRecordsTest : public ZTSocketLinuxTest {
+protected:
+    // What receiving returns; the types of the records that came are kept.
+    int receive(int id)
+    {
+        std::vector<std::unique_ptr<char[]>> records;
+        const int status = loopback.server.receiveRecords(id, records);
+        types.clear();
+        for (const auto& record : records) {
+            types.push_back(ZTSocketMessage::getMessageType(record.get()));
+        }
+        return status;
+    }
+
+    int receive() { return receive(loopback.accepted); }
+
+    void send(const std::string& bytes) const
+    {
+        const int client = loopback.client.getSocketIdentifier();
+        ASSERT_EQ(write(client, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+    }
+
+    Loopback loopback;
+    std::vector<int> types;
+};
+
+} // namespace
+
+TEST_F(ReceiveRecordsTest, AllThatOneReadCompletesComeAtOnce)
+{
+    send(shortRecord(1) + shortRecord(2) + shortRecord(3).substr(0, 20));
+    EXPECT_EQ(receive(), 0);
+    EXPECT_THAT(types, ElementsAre(1, 2));
+    send(shortRecord(3).substr(20) + shortRecord(4));
+    EXPECT_EQ(receive(), 0);
+    EXPECT_THAT(types, ElementsAre(3, 4));
+}
+
+TEST_F(ReceiveRecordsTest, BytesWithoutAWholeRecordGive0AndNone)
+{
+    send(shortRecord(1).substr(0, 20));
+    EXPECT_EQ(receive(), 0);
+    EXPECT_THAT(types, IsEmpty());
+    EXPECT_TRUE(loopback.server.dropPartialAbove(0));
+}
+
+TEST_F(ReceiveRecordsTest, ItReadsOnceAndAtMost1500Bytes)
+{
+    send(record(std::string(1481, 'x')) + shortRecord(2));
+    EXPECT_EQ(receive(), 0);
+    EXPECT_EQ(types.size(), 1U);
+    EXPECT_EQ(receive(), 0);
+    EXPECT_THAT(types, ElementsAre(2));
+}
+
+TEST_F(ReceiveRecordsTest, RecordsAreAddedToThoseThatAreThere)
+{
+    std::vector<std::unique_ptr<char[]>> records;
+    for (const std::string& bytes : {shortRecord(1), shortRecord(2)}) {
+        send(bytes);
+        EXPECT_EQ(loopback.server.receiveRecords(loopback.accepted, records), 0);
+    }
+    ASSERT_EQ(records.size(), 2U);
+    EXPECT_EQ(ZTSocketMessage::getMessageType(records[0].get()), 1U);
+    EXPECT_EQ(ZTSocketMessage::getMessageType(records[1].get()), 2U);
+}
+
+TEST_F(ReceiveRecordsTest, NothingToReadGives17WithoutWaitingOrPrinting)
+{
+    ASSERT_EQ(fcntl(loopback.accepted, F_GETFL) & O_NONBLOCK, 0) << "it would wait";
+    EXPECT_EQ(receive(), 17);
+    EXPECT_EQ(printed(), "");
+}
+
+TEST_F(ReceiveRecordsTest, APeerThatHasClosedGives14)
+{
+    send(shortRecord(1));
+    loopback.client.closeSocket();
+    EXPECT_EQ(receive(), 0);
+    EXPECT_THAT(types, ElementsAre(1));
+    EXPECT_EQ(receive(), 14);
+    EXPECT_EQ(receive(), 14);
+    EXPECT_EQ(printed(), "");
+}
+
+TEST_F(ReceiveRecordsTest, AResetGives4WithoutPrinting)
+{
+    const linger atOnce{1, 0};
+    setsockopt(loopback.client.getSocketIdentifier(), SOL_SOCKET, SO_LINGER, &atOnce,
+               sizeof atOnce);
+    loopback.client.closeSocket();
+    EXPECT_EQ(receive(), 4);
+    EXPECT_EQ(printed(), "");
+}
+
+TEST_F(ReceiveRecordsTest, WithoutAnIdentifierItReadsFromTheOwnSocket)
+{
+    ZTSocketMessage message;
+    message.messageType = 7;
+    EXPECT_EQ(loopback.server.sendSocketData(loopback.id(), &message), 28);
+    std::vector<std::unique_ptr<char[]>> records;
+    EXPECT_EQ(loopback.client.receiveRecords(0, records), 0);
+    ASSERT_EQ(records.size(), 1U);
+    EXPECT_EQ(ZTSocketMessage::getMessageType(records[0].get()), 7U);
+    ZTSocketLinux none;
+    EXPECT_EQ(none.receiveRecords(-1, records), 4);
+    EXPECT_EQ(records.size(), 1U);
+}
+
+TEST_F(ReceiveRecordsTest, WhatGetNextSocketBufferHasLeftComesFirst)
+{
+    send(shortRecord(1) + shortRecord(2));
+    int status = -1;
+    const std::unique_ptr<char[]> first(
+        loopback.server.getNextSocketBuffer(status, loopback.accepted));
+    EXPECT_EQ(receive(), 17);
+    EXPECT_THAT(types, ElementsAre(2));
+}
+
 TEST(ZTSocketFactory, MayBeMadeAndDestroyedThoughItHoldsNothing)
 {
     const std::unique_ptr<ZTSocketFactory> factory = std::make_unique<ZTSocketFactory>();

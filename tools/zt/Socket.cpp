@@ -12,8 +12,8 @@
 #include <arpa/inet.h>
 #include <cerrno>
 #include <cstring>
-#include <fcntl.h>
 #include <memory>
+#include <poll.h>
 #include <stdexcept>
 #include <string>
 #include <sys/socket.h>
@@ -89,44 +89,18 @@ void checkSystem(int result, const std::string& task, const std::string& advice)
     }
 }
 
-/// Reads once each time it is let, so that a peer that floods does not keep it from all else.
+/// A socket that frees what it holds of a record, which is not freed otherwise.
 class Reception final : public ZT::ZTSocketLinux {
 public:
-    using ZT::ZTSocketLinux::receiveSocketData;
-
-    /// What is held of records is not freed otherwise.
-    ~Reception() override
-    {
-        mayRead = false;
-        int status = 0;
-        while (std::unique_ptr<char[]>(getNextSocketBuffer(status, ANY)) != nullptr) {
-        }
-        dropPartialAbove(0);
-    }
-
-    void letRead() { mayRead = true; }
-
-    int receiveSocketData(unsigned int id, int* buffer, unsigned int length) override
-    {
-        if (!mayRead) {
-            errno = EAGAIN;
-            return -1;
-        }
-        mayRead = false;
-        return ZT::ZTSocketLinux::receiveSocketData(id, buffer, length);
-    }
-
-private:
-    static const int ANY = 1; ///< is not looked at once nothing may be read any more
-
-    bool mayRead = false;
+    ~Reception() override { dropPartialAbove(0); }
 };
 
-// What getNextSocketBuffer() says.
-const int RECORD = 0;
-const int RECEIVING_FAILED = 4;
+using Records = std::vector<std::unique_ptr<char[]>>;
+
+// What receiveRecords() returns.
+const int RECEIVED = 0;
 const int CLOSED = 14;
-const int NOTHING_WHOLE = -1; ///< if that was said before
+const int NOTHING = 17;
 
 std::string payloadOf(const char* record, const ZT::ZTSocketMessage& message)
 {
@@ -159,9 +133,7 @@ class SocketClient final : public Client {
 public:
     SocketClient(int descriptor, bool asJson)
         : descriptor(descriptor), peer(nameOf(addressOf(descriptor, ::getpeername))), asJson(asJson)
-    {
-        ::fcntl(descriptor, F_SETFL, O_NONBLOCK); // the server may be wrong about who is readable
-    }
+    {}
 
     ~SocketClient() override { reception.closeSocket(static_cast<unsigned int>(descriptor)); }
 
@@ -172,16 +144,12 @@ public:
 
     bool hear(const Print& print) override
     {
-        reception.letRead();
-        int status = RECORD;
-        while (status == RECORD) {
-            status = NOTHING_WHOLE;
-            const std::unique_ptr<char[]> record(reception.getNextSocketBuffer(status, descriptor));
-            if (record != nullptr) {
-                print(lineOf(record.get(), peer, asJson));
-            }
+        Records records;
+        const int status = reception.receiveRecords(descriptor, records);
+        for (const auto& record : records) {
+            print(lineOf(record.get(), peer, asJson));
         }
-        return status != CLOSED && status != RECEIVING_FAILED;
+        return status == RECEIVED || status == NOTHING;
     }
 
 private:
@@ -281,20 +249,23 @@ void send(ZT::ZTSocket& socket, const std::string& peer, const SocketOptions& op
 void printAnswer(Reception& socket, const std::string& peer, const SocketOptions& options)
 {
     const std::string task = "receive an answer from " + peer;
-    int status = NOTHING_WHOLE;
-    std::unique_ptr<char[]> record;
-    while (status == NOTHING_WHOLE && !TimeLimit::isOver()) {
-        socket.letRead();
-        record.reset(socket.getNextSocketBuffer(status, 0));
+    Records records;
+    int status = RECEIVED;
+    pollfd waited{};
+    waited.fd = socket.getSocketIdentifier();
+    waited.events = POLLIN;
+    while (records.empty() && (status == RECEIVED || status == NOTHING) && !TimeLimit::isOver()) {
+        ::poll(&waited, 1, -1);
+        status = socket.receiveRecords(0, records);
     }
-    if (record == nullptr) {
+    if (records.empty()) {
         checkExchange(TimeLimit::isOver() ? -1 : 0, options, task, "none has come");
         throw Failure(FAILED,
                       "cannot " + task + ": result " + std::to_string(status) +
                           (status == CLOSED ? ", it was closed" : ", receiving failed"),
                       "see that the server answers, and still runs");
     }
-    printLine(lineOf(record.get(), peer, options.json));
+    printLine(lineOf(records.front().get(), peer, options.json));
 }
 
 void sendVerb(const SocketOptions& options)
