@@ -1,4 +1,5 @@
-// One of many pipes becomes readable, each in its turn: waiting for it and reading its byte.
+// One of many pipes becomes readable, each in its turn: waiting for it and reading its byte, in the
+// manager's own wait, and in a main loop of another kind.
 
 #include "bench/support/Pinning.h"
 #include "bench/support/require.h"
@@ -17,6 +18,7 @@
 #include <memory>
 #include <poll.h>
 #include <string>
+#include <sys/epoll.h>
 #include <sys/resource.h>
 #include <sys/select.h>
 #include <unistd.h>
@@ -105,6 +107,33 @@ public:
 
 private:
     const std::vector<int> descriptors;
+};
+
+class FloorEpollLoop {
+public:
+    explicit FloorEpollLoop(const Pipes& pipes) : poller(epoll_create1(0))
+    {
+        for (const int descriptor : pipes.getReadEnds()) {
+            epoll_event event{};
+            event.events = EPOLLIN;
+            event.data.fd = descriptor;
+            require(epoll_ctl(poller, EPOLL_CTL_ADD, descriptor, &event) == 0, "epoll_ctl");
+        }
+    }
+    ~FloorEpollLoop() { close(poller); }
+
+    FloorEpollLoop(const FloorEpollLoop&) = delete;
+    FloorEpollLoop& operator=(const FloorEpollLoop&) = delete;
+
+    void wait() const
+    {
+        epoll_event event{};
+        require(epoll_wait(poller, &event, 1, -1) == 1, "epoll_wait");
+        readByte(event.data.fd);
+    }
+
+private:
+    const int poller;
 };
 
 class ReadEnd : public ZT::ZTEndPoint {
@@ -247,6 +276,8 @@ private:
     std::vector<uv_poll_t> handles;
 };
 
+using OwnWaitLoop = ZtLoop;
+
 template <class Loop>
 void managerOneReady(benchmark::State& state)
 {
@@ -259,6 +290,12 @@ void managerOneReady(benchmark::State& state)
     }
 }
 
+template <class Loop>
+void descriptorOneReady(benchmark::State& state)
+{
+    managerOneReady<Loop>(state);
+}
+
 void counts(benchmark::internal::Benchmark* benchmark)
 {
     benchmark->Arg(1)->Arg(10)->Arg(100)->Arg(1000)->UseRealTime();
@@ -268,6 +305,11 @@ void counts(benchmark::internal::Benchmark* benchmark)
 
 BENCHMARK_TEMPLATE(managerOneReady, FloorLoop)->Apply(counts);
 BENCHMARK_TEMPLATE(managerOneReady, ZtLoop)->Apply(counts);
-BENCHMARK_TEMPLATE(managerOneReady, ZtDescriptorLoop)->Apply(counts);
 BENCHMARK_TEMPLATE(managerOneReady, LibeventSelectLoop)->Apply(counts);
 BENCHMARK_TEMPLATE(managerOneReady, LibuvLoop)->Apply(counts);
+
+BENCHMARK_TEMPLATE(descriptorOneReady, FloorEpollLoop)->Apply(counts);
+BENCHMARK_TEMPLATE(descriptorOneReady, ZtDescriptorLoop)->Apply(counts);
+BENCHMARK_TEMPLATE(descriptorOneReady, OwnWaitLoop)->Apply(counts);
+BENCHMARK_TEMPLATE(descriptorOneReady, LibeventSelectLoop)->Apply(counts);
+BENCHMARK_TEMPLATE(descriptorOneReady, LibuvLoop)->Apply(counts);

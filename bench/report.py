@@ -6,9 +6,9 @@ import re
 import statistics
 import sys
 
-NAME = re.compile(r"(\w+)<(Floor|Zt|Std|Poco|Nng|ZeroMq|LibeventSelect|Libuv|Spdlog)\w*>"
+NAME = re.compile(r"(\w+)<(Floor|Zt|OwnWait|Std|Poco|Nng|ZeroMq|LibeventSelect|Libuv|Spdlog)\w*>"
                   r"(?:/(\d+))?(?:/min_time:[\d.]+)?(?:/real_time)?(?:/threads:(\d+))?")
-PEERS = {"Std": "std", "Poco": "POCO", "Nng": "nng", "ZeroMq": "ZeroMQ", "LibeventSelect": "libevent's select",
+PEERS = {"OwnWait": "the manager's own wait", "Std": "std", "Poco": "POCO", "Nng": "nng", "ZeroMq": "ZeroMQ", "LibeventSelect": "libevent's select",
          "Libuv": "libuv", "Spdlog": "spdlog"}
 
 # What was done, where its figures are, and what they should be.
@@ -25,6 +25,9 @@ ROWS = [
     ("`ZTConditionVariable` hand-over, there and back", "conditionHandOver", "", "1.10"),
     ("`ZTThread` start and join", "threadStartAndJoin", "", "1.10"),
     *((f"endpoint manager, one ready of {pipes}", "managerOneReady", argument, "1.20, ahead of libevent's select")
+      for pipes, argument in (("1 pipe", "1"), ("10 pipes", "10"), ("100 pipes", "100"), ("1000 pipes", "1000"))),
+    *((f"its descriptor in another loop, one ready of {pipes}", "descriptorOneReady", argument,
+       "ahead of libevent's select from 10 on, the same at each size")
       for pipes, argument in (("1 pipe", "1"), ("10 pipes", "10"), ("100 pipes", "100"), ("1000 pipes", "1000"))),
     ("power request out, event in", "powerRequestAndEvent", "", "1.10"),
     ("socket record, 28 bytes", "socketRecord", "28", "2"),

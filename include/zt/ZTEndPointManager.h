@@ -119,8 +119,6 @@ private:
     Outside* getOutside() const;
     std::uint64_t& changeCount();
     const Registration* findByAddress(const void* address) const;
-    bool noticeChange(const Registration& registration);
-    void watchAll();
     int handOut(const std::vector<const void*>& found);
 
     template <class Visit>

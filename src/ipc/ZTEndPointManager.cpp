@@ -63,9 +63,37 @@ struct ZTEndPointManager::Registration {
 struct ZTEndPointManager::Outside {
     explicit Outside(std::uint64_t changes) : changes(changes), readiness(CHECK_INTERVAL_MS) {}
 
+    void watch(const Registration& registration)
+    {
+        readiness.watch(&registration, descriptorOf(*registration.endPoint));
+    }
+
+    // True if the endpoint has the descriptor that it had when that was watched.
+    bool noticeChange(const Registration& registration)
+    {
+        const int descriptor = descriptorOf(*registration.endPoint);
+        const bool isSame = descriptor == readiness.getWatched(&registration);
+        if (!isSame) {
+            readiness.watch(&registration, descriptor);
+        }
+        return isSame;
+    }
+
     std::uint64_t changes; // the manager's count from now on
     Readiness readiness;
 };
+
+inline ZTEndPointManager::Outside* ZTEndPointManager::getOutside() const
+{
+    const auto address = static_cast<std::uintptr_t>(changes);
+    return changes % 2 != 0 ? nullptr : reinterpret_cast<Outside*>(address); // NOLINT
+}
+
+inline std::uint64_t& ZTEndPointManager::changeCount()
+{
+    Outside* const outside = getOutside();
+    return outside == nullptr ? changes : outside->changes;
+}
 
 ZTEndPointManager::ZTEndPointManager() : lastCheck(0), changes(1) {}
 
@@ -97,7 +125,7 @@ int ZTEndPointManager::addEndPoint(ZTEndPoint* endPoint, ZTEndPointHandler* hand
             registrations.erase(added);
             throw;
         }
-        noticeChange(**added);
+        outside->watch(**added);
     }
     return 0;
 }
@@ -196,7 +224,11 @@ void ZTEndPointManager::handleDisconnectedEndPoints()
             registration.handler->onEndPointDisconnected(endPoint);
         }
     });
-    watchAll();
+    if (Outside* const outside = getOutside()) {
+        for (const Registration* registration : registrations) {
+            outside->watch(*registration);
+        }
+    }
 }
 
 int ZTEndPointManager::getDescriptor()
@@ -208,9 +240,9 @@ int ZTEndPointManager::getDescriptor()
         }
         for (const Registration* registration : registrations) {
             outside->readiness.add(registration);
+            outside->watch(*registration);
         }
         changes = reinterpret_cast<std::uintptr_t>(outside.release());
-        watchAll();
     }
     return getOutside()->readiness.getDescriptor();
 }
@@ -241,50 +273,16 @@ int ZTEndPointManager::handOut(const std::vector<const void*>& found)
         if (registration == nullptr || registration->since > start) {
             continue; // a handler has removed it, and may have added another at the same address
         }
-        const bool isAsFound = noticeChange(*registration) && result != 0;
+        const bool isAsFound = getOutside()->noticeChange(*registration) && result != 0;
         if (isAsFound || isReadable(descriptorOf(*registration->endPoint))) {
             result = 0;
             registration->handler->onEndPointReadable(registration->endPoint, this);
             if (const Registration* const kept = findByAddress(owner)) {
-                noticeChange(*kept);
+                getOutside()->noticeChange(*kept);
             }
         }
     }
     return result;
-}
-
-ZTEndPointManager::Outside* ZTEndPointManager::getOutside() const
-{
-    const auto address = static_cast<std::uintptr_t>(changes);
-    return changes % 2 != 0 ? nullptr : reinterpret_cast<Outside*>(address); // NOLINT
-}
-
-std::uint64_t& ZTEndPointManager::changeCount()
-{
-    Outside* const outside = getOutside();
-    return outside == nullptr ? changes : outside->changes;
-}
-
-void ZTEndPointManager::watchAll()
-{
-    Outside* const outside = getOutside();
-    if (outside != nullptr) {
-        for (const Registration* registration : registrations) {
-            outside->readiness.watch(registration, descriptorOf(*registration->endPoint));
-        }
-    }
-}
-
-// True if the endpoint has the same descriptor as when that was asked for.
-bool ZTEndPointManager::noticeChange(const Registration& registration)
-{
-    Readiness& readiness = getOutside()->readiness;
-    const int descriptor = descriptorOf(*registration.endPoint);
-    const bool isSame = descriptor == readiness.getWatched(&registration);
-    if (!isSame) {
-        readiness.watch(&registration, descriptor);
-    }
-    return isSame;
 }
 
 ZTEndPointManager::Registrations::const_iterator
@@ -329,14 +327,16 @@ template <class Visit>
 void ZTEndPointManager::forEachRegistration(Visit visit)
 {
     const std::uint64_t start = changeCount();
+    std::uint64_t before = start;
     auto next = registrations.begin();
     while (next != registrations.end()) {
         Registration* const current = *next;
-        const std::uint64_t before = changeCount();
         if (current->since <= start) {
             visit(Registration(*current));
         }
-        next = changeCount() == before ? std::next(next) : registrations.upper_bound(current);
+        const std::uint64_t now = changeCount();
+        next = now == before ? std::next(next) : registrations.upper_bound(current);
+        before = now;
     }
 }
 
