@@ -23,7 +23,7 @@ void dispatchFromNowOn(Descriptor& descriptor, Services& services)
 
 } // namespace
 
-int main(int argc, char** argv)
+int main(int argc, char** argv) // NOLINT(bugprone-exception-escape): it may end the process
 {
     Services services(argc == 2 ? argv[1] : "");
     if (!services.areReady()) {

@@ -122,6 +122,7 @@ public:
     static const unsigned int myDebugKey;
 
 protected:
+    /// So many bytes are read at once at most.
     static const unsigned int READ_SIZE = 1500;
 
     /// Adds the bytes of one read to what is held, as getNextSocketBuffer() does, and moves all

@@ -16,9 +16,7 @@
 #include <unistd.h>
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 using ZT::ZTDescriptorEndPoint;
-using ZT::ZTEndPoint;
 using ZT::ZTEndPointManager;
 
 namespace {

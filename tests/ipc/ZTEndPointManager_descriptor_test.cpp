@@ -759,7 +759,7 @@ TEST(ZTEndPointManagerThreads, AnotherThreadWritesIntoAPipeThatALoopWaitsFor)
     handler.action = [&](ZTEndPoint*) { pipe.readFromPipe(&received, sizeof received); };
     ASSERT_EQ(manager.addEndPoint(&pipe, &handler), 0);
     const int descriptor = manager.getDescriptor();
-    std::thread writer([&pipe, LAST] {
+    std::thread writer([&pipe] {
         for (int number = 1; number <= LAST; ++number) {
             pipe.writeIntoPipe(&number, sizeof number);
         }

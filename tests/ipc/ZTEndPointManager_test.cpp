@@ -28,7 +28,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 using ZT::ZTEndPoint;
-using ZT::ZTEndPointHandler;
 using ZT::ZTEndPointManager;
 
 namespace {
