@@ -86,7 +86,9 @@ struct ZTEndPointManager::Outside {
 inline ZTEndPointManager::Outside* ZTEndPointManager::getOutside() const
 {
     const auto address = static_cast<std::uintptr_t>(changes);
-    return changes % 2 != 0 ? nullptr : reinterpret_cast<Outside*>(address); // NOLINT
+    return changes % 2 != 0
+               ? nullptr
+               : reinterpret_cast<Outside*>(address); // NOLINT(performance-no-int-to-ptr)
 }
 
 inline std::uint64_t& ZTEndPointManager::changeCount()

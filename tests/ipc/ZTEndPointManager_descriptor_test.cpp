@@ -4,8 +4,10 @@
 #include "zt/ZTEndPointManager.h"
 
 #include "ipc/TestEndPoint.h"
+#include "support/Diagnostics.h"
 #include "support/ForkedChild.h"
 #include "support/Interpose.h"
+#include "support/LocalPeer.h"
 #include "support/TemporaryFolder.h"
 #include "zt/ZTPipe.h"
 
@@ -770,4 +772,34 @@ TEST(ZTEndPointManagerThreads, AnotherThreadWritesIntoAPipeThatALoopWaitsFor)
     }
     writer.join();
     EXPECT_EQ(handler.calls.size(), static_cast<std::size_t>(LAST));
+}
+
+TEST(ZTEndPointManagerThreads, AListenerLosesAConnectionWhileALoopDispatches)
+{
+    class NoListener : public ZT::ZTIPCMessageArrivalListener {
+        void onMessageArrival(IPCMessage* /*message*/) override {}
+    } listener;
+    Diagnostics diagnostics;
+    for (int i = 0; i < 50; ++i) {
+        ZT::ZTIPCEndPoint endPoint(false);
+        LocalPeer peer(endPoint);
+        ZTEndPointManager manager;
+        NotingHandler handler;
+        ASSERT_EQ(manager.addEndPoint(&endPoint, &handler), 0);
+        manager.getDescriptor();
+        endPoint.setReceiveTimeout(-1);
+        ASSERT_EQ(endPoint.setMessageArrivalListener(&listener), 0);
+        std::thread hangingUp([&peer] { peer.hangUp(); });
+        while (endPoint.isConnected()) {
+            manager.dispatch();
+        }
+        hangingUp.join();
+        EXPECT_EQ(manager.dispatch(), 17);
+        handler.take();
+        manager.handleDisconnectedEndPoints();
+        EXPECT_THAT(handler.calls, ElementsAre(Call{"disconnected", &endPoint}));
+        EXPECT_FALSE(isReadable(manager.getDescriptor()));
+        endPoint.setMessageArrivalListener(nullptr);
+    }
+    diagnostics.take();
 }

@@ -879,6 +879,21 @@ TEST_F(DispatchTest, HearsEventsAfterTheDaemonHasHungUpAtAnyMoment)
     }
 }
 
+TEST_F(DispatchTest, SurvivesAStormOfReconnections)
+{
+    for (int i = 0; i < 500; ++i) {
+        client.reset();
+        while (isManagerReadable()) {
+            manager.dispatch();
+        }
+        look();
+        ASSERT_NE(client, nullptr);
+        EXPECT_EQ(power->getPowerState(), 0);
+        expectSent(RecordBytes(8));
+        expectAnEvent();
+    }
+}
+
 TEST_F(DispatchTest, ReadsNoConnectionThatWasMadeInTheSameDispatch)
 {
     const int inherited = fcntl(ownDescriptor(), F_DUPFD_CLOEXEC, 100);
