@@ -662,7 +662,8 @@ TEST_F(ZTEndPointManagerDispatch, AHandlerMayDispatchAndNobodyIsCalledForWhatTha
 {
     handler.action = [this](ZTEndPoint* visited) {
         drain(visited);
-        EXPECT_EQ(manager.dispatch(), handler.calls.size() == 16 ? 17 : 0);
+        const int expected = handler.calls.size() == 16 ? 17 : 0;
+        EXPECT_EQ(manager.dispatch(), expected);
     };
     EXPECT_EQ(manager.dispatch(), 0);
     EXPECT_EQ(handler.calls.size(), 16U);
