@@ -148,11 +148,21 @@ void Readiness::takeNewTicket(Watch& watch)
     tickets.insert(std::move(ticket));
 }
 
+// The number may be that of another owner, who has opened it after this one had closed it. Then
+// this one may have asked in the place of that.
 void Readiness::ignore(Watch& watch) const
 {
     closeStandIn(watch);
-    if (watch.descriptor >= 0 && !isShared(watch.descriptor) && isOwnProcess()) {
+    if (watch.descriptor < 0 || !isOwnProcess()) {
+        return;
+    }
+    const auto other = std::find_if(watches.begin(), watches.end(), [&watch](const auto& each) {
+        return each.second.descriptor == watch.descriptor && &each.second != &watch;
+    });
+    if (other == watches.end()) {
         control(EPOLL_CTL_DEL, watch.descriptor, ONCE, watch.ticket);
+    } else {
+        askAgain(other->second);
     }
 }
 
@@ -162,15 +172,6 @@ void Readiness::closeStandIn(Watch& watch)
         close(watch.standIn);
         watch.standIn = NOTHING;
     }
-}
-
-// Whether the number is that of another owner, too, who has opened it after the one before closed
-// it.
-bool Readiness::isShared(int descriptor) const
-{
-    return std::count_if(watches.begin(), watches.end(), [descriptor](const auto& each) {
-               return each.second.descriptor == descriptor;
-           }) > 1;
 }
 
 void Readiness::setTimer(std::uint32_t intervalMs) const

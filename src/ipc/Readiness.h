@@ -69,7 +69,6 @@ private:
     void takeNewTicket(Watch& watch);
     void ignore(Watch& watch) const;
     static void closeStandIn(Watch& watch);
-    bool isShared(int descriptor) const;
     void setTimer(std::uint32_t intervalMs) const;
 
     const std::uint32_t lookIntervalMs;
