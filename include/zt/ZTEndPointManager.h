@@ -94,6 +94,7 @@ public:
     /// manager's, is closed with it, and is not inherited by programs that the process starts. -1
     /// if the system has no descriptors left: it takes two, and one more for each endpoint whose
     /// descriptor is a file, which counts as readable. Throws std::bad_alloc without memory.
+    /// A child made by fork() shares it with its parent, and must not dispatch.
     int getDescriptor();
 
     /// Does what there is to do without waiting: the look for lost endpoints, if one is due, and

@@ -26,6 +26,7 @@
 #include <sys/timerfd.h>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 using testing::ElementsAre;
@@ -440,6 +441,18 @@ TEST_F(ZTEndPointManagerDescriptor, CallsNobodyAboutAnEndPointThatHasClosedByIts
     EXPECT_THAT(handler.calls, ElementsAre(Call{"readable", &endPoint}));
 }
 
+TEST_F(ZTEndPointManagerDescriptor, CallsNobodyAboutADescriptorThatIsNotOpen)
+{
+    Connection endPoint;
+    add(endPoint);
+    endPoint.send();
+    ASSERT_TRUE(isManagerReadable());
+    const int number = std::exchange(endPoint.readID, 1000);
+    EXPECT_EQ(manager.dispatch(), 17);
+    EXPECT_FALSE(isManagerReadable());
+    endPoint.readID = number;
+}
+
 // What a connection that somebody else still has goes on to tell of
 
 TEST_F(ZTEndPointManagerDescriptor, AConnectionThatAnotherProcessStillHasDoesNotKeepItReadable)
@@ -678,6 +691,27 @@ TEST_F(ZTEndPointManagerDispatch, WhatAHandlerAddsIsVisitedFromTheNextDispatchOn
     EXPECT_EQ(handler.take().size(), 32U);
 }
 
+// Their registrations may come to stand where those of the ones before were.
+TEST_F(ZTEndPointManagerDispatch, AHandlerReplacesAllOthersAndNoneIsCalledInTheirPlace)
+{
+    handler.action = [this](ZTEndPoint* visited) {
+        if (handler.calls.size() > 1) {
+            return;
+        }
+        for (std::size_t i = 0; i < 16; ++i) {
+            if (endPoints[i].get() != visited) {
+                deleteEndPoint(endPoints[i].get());
+            }
+        }
+        addReadable(15);
+    };
+    EXPECT_EQ(manager.dispatch(), 0);
+    EXPECT_EQ(handler.take().size(), 1U);
+    handler.action = drain;
+    EXPECT_EQ(manager.dispatch(), 0);
+    EXPECT_EQ(handler.calls.size(), 16U);
+}
+
 TEST_F(ZTEndPointManagerDispatch, AHandlerReadsAllAndNoOtherIsCalled)
 {
     handler.action = [this](ZTEndPoint*) {
@@ -770,13 +804,14 @@ TEST_F(ZTEndPointManagerDispatch, AThousandEndPointsAreCalledByOneDispatch)
 
 // Processes and threads
 
-TEST_F(ZTEndPointManagerDispatch, AForkedChildTakesNothingOutOfTheParents)
+TEST_F(ZTEndPointManagerDispatch, AForkedChildChangesNothingInTheParents)
 {
     manager.getDescriptor();
     EXPECT_TRUE(succeedsInForkedChild([this] {
         for (const auto& endPoint : endPoints) {
             EXPECT_EQ(manager.removeExactEndPoint(endPoint.get()), 0);
         }
+        addReadable(1);
     }));
     EXPECT_EQ(timer.set.size(), 1U);
     EXPECT_EQ(manager.dispatch(), 0);
