@@ -4,8 +4,12 @@ in their order, and compares what it says they print. Says what each command too
 
 A block in sh holds commands, one a line. A block in text is what the command before it prints. Any other
 block is the content of the file that the line before it names at its end.
+
+Then all else that it names has to be there: what its links and its indented commands lead to, and what it
+says that the examples print.
 """
 
+import glob
 import os
 import re
 import subprocess
@@ -56,12 +60,32 @@ def follow(readme, folder):
                 file.write(content)
 
 
+def lacking(readme, folder):
+    """What it names and is not there. What another script builds may be in the working tree."""
+    prose = BLOCK.sub("", readme)
+    paths = re.findall(r"\]\(([^)#:]+)\)", prose)
+    paths += re.findall(r"^    (build/\S+)", prose, re.MULTILINE)
+    paths += re.findall(r"`(build/[\w/]+)`", prose)
+    for path in paths:
+        if not any(os.path.exists(os.path.join(root, path)) for root in (folder, ROOT)):
+            yield path
+    printed = "".join(open(path, encoding="utf-8").read()
+                      for path in glob.glob(f"{folder}/tests/examples/*.expected") +
+                      glob.glob(f"{folder}/tests/examples/*.sh"))
+    for shown in re.findall(r"^\| \[.*\|(.*)\|$", prose, re.MULTILINE):
+        yield from (text for text in re.findall(r"`([^`]*)`", shown) if text not in printed)
+
+
 def main():
     with tempfile.TemporaryDirectory() as empty:
         clone = os.path.join(empty, "clone")
         subprocess.run(["git", "clone", "--quiet", ROOT, clone], check=True)
         with open(os.path.join(clone, "README.md"), encoding="utf-8") as readme:
-            follow(readme.read(), clone)
+            text = readme.read()
+        follow(text, clone)
+        missing = list(lacking(text, clone))
+        if missing:
+            sys.exit(f"tests/readme.py: the README names what is not there: {missing}")
 
 
 main()

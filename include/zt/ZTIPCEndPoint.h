@@ -113,7 +113,9 @@ public:
     /// a length of 261.
     ///
     /// 0; 8 if there is no connection, it is lost, or the frame is cut short; 17 if the time is up;
-    /// 20 for null. A lost connection closes the socket.
+    /// 20 for null. A lost connection closes the socket. A peer that has simply left prints
+    /// "Connection refused peerThe other end of the connection is closed. (0 bytesH)": nothing was
+    /// refused.
     int receiveMessage(IPCMessage* message, long timeoutMs);
 
     /// The same with the receive time-out.
