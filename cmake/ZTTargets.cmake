@@ -1,6 +1,6 @@
 # What every target of ours is built with.
 function(zt_target target)
-    target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Werror)
+    target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion $<$<BOOL:${ZT_WERROR}>:-Werror>)
     target_compile_definitions(${target} PRIVATE _FILE_OFFSET_BITS=64)
     get_target_property(type ${target} TYPE)
     if(ZT_EMULATOR AND type STREQUAL EXECUTABLE)

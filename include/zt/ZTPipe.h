@@ -62,7 +62,7 @@ private:
     bool initialized;
     int readDescriptor;
     int writeDescriptor;
-    unsigned int reserved __attribute__((unused)); // 0; a part of the layout
+    unsigned int reserved; // 0; a part of the layout
     unsigned int debugSection;
 };
 

@@ -15,9 +15,10 @@ namespace {} // namespace
 
 ZTPipe::ZTPipe()
     : ZTEndPoint(false), initialized(false), readDescriptor(NO_DESCRIPTOR),
-      writeDescriptor(NO_DESCRIPTOR), reserved(0),
-      debugSection(ZTDebug::insertNewDebugSection("zt_pipe"))
-{}
+      writeDescriptor(NO_DESCRIPTOR), debugSection(ZTDebug::insertNewDebugSection("zt_pipe"))
+{
+    reserved = 0; // only to be used somewhere, of which compilers want to see a sign
+}
 
 ZTPipe::~ZTPipe()
 {

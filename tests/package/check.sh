@@ -72,7 +72,20 @@ check_recipes() {
     grep -qx "ZTAPI_OS_ABS_VERSION = $version" packaging/buildroot/package/ztapi-os-abs/ztapi-os-abs.mk
 }
 
+# Of a part of another project only the libraries are built, here as few large files.
+check_part() {
+    cmake -S tests/package/subproject -B "$scratch/part" -G Ninja -DCMAKE_UNITY_BUILD=ON \
+        -DCMAKE_UNITY_BUILD_BATCH_SIZE=100 >/dev/null
+    cmake --build "$scratch/part" >/dev/null
+    prints "$scratch/part/consumer"
+    diff <(printf '%s\n' consumer libZTAPI_OS_ABS libZTAPI_Utility) \
+        <(find "$scratch/part" -executable -type f -not -path '*/CMakeFiles/*' -printf '%f\n' | cut -d . -f 1 | sort)
+    diff <(echo "  BUILD_SHARED_LIBS=OFF: ZTAPI OS_ABS is a shared library only") \
+        <(cmake -S tests/package/subproject -B "$scratch/static" -DBUILD_SHARED_LIBS=OFF 2>&1 | grep BUILD_SHARED)
+}
+
 check_recipes
+check_part
 tests/package/release.sh
 for preset in release armhf; do
     cmake --preset "$preset" >/dev/null
