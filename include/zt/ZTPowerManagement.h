@@ -14,9 +14,9 @@ class ZTSignalListener;
 ///
 /// A request sends one record and returns; it does not wait for the answer. Every answer, and
 /// everything that the daemon reports by itself, arrives as a ZTSignal at the listener while the
-/// endpoint manager runs that subscribeToEndpointManager() was called with. Waiting in mode 0, that
-/// manager also reconnects after the daemon went away and came back. Requests in between return 6
-/// or 7, and may themselves reconnect; what they asked for is lost.
+/// endpoint manager runs that subscribeToEndpointManager() was called with. Waiting in mode 0,
+/// or dispatching, that manager also reconnects after the daemon went away and came back. Requests
+/// in between return 6 or 7, and may themselves reconnect; what they asked for is lost.
 ///
 /// Every operation that sends returns 0 when the record has left; 6 when it could not be written,
 /// or only in part; 7 without a connection, or when the socket stayed blocked or hung up for ten
