@@ -4,57 +4,7 @@
 
 ztsim=$1
 here=$(dirname "$(readlink -f "$0")")
-. "$here/../support/claims.sh"
-
-# expect_exit CODE COMMAND...
-expect_exit()
-{
-    local code=$1
-    shift
-    "$@"
-    local got=$?
-    [ $got -eq "$code" ] || fail "exit code $got instead of $code: $*"
-}
-
-# expect_failure CODE LINE COMMAND...: nothing on stdout, one such line on stderr
-expect_failure()
-{
-    local code=$1 line=$2
-    shift 2
-    "$@" >"$scratch/out" 2>"$scratch/err" </dev/null
-    local got=$?
-    [ $got -eq "$code" ] || fail "exit code $got instead of $code: $*"
-    [ -s "$scratch/out" ] && fail "stdout has \"$(cat "$scratch/out")\": $*"
-    [ "$(wc -l <"$scratch/err")" -eq 1 ] || fail "stderr has not one line: $(cat "$scratch/err")"
-    expect_like "$(cat "$scratch/err")" "ztsim: $line"
-}
-
-# The next line from the coprocess.
-next_line()
-{
-    local line
-    read -r -t 60 line <&"${COPROC[0]}" || line="(nothing)"
-    echo "$line"
-}
-
-# Once no process holds the coprocess's stdout any more, says what else it had written.
-await_end()
-{
-    local rest
-    read -r -t 60 -d '' rest <&"$1"
-    [ $? -gt 128 ] && rest="(some process is left)"
-    echo "$rest"
-}
-
-# answer TYPE HEX: as health.py says it
-answer()
-{
-    local payload=$2
-    while [ ${#payload} -lt 64 ]; do
-        payload+=0
-    done
-    echo "$1 $payload"
-}
+. "$here/support.sh"
 
 # ---------------------------------------------------------------------------- exit codes
 
@@ -107,7 +57,7 @@ ztsim_refuses_wrong_usage()
     refuse '--device: "1.5" is not in -2147483648..2147483647' --device touch=1.5 -- true
     refuse "there is no option display=2" --device touch=1 display=2 -- true
     refuse '--power-fault: there is no fault "mishap", but hang-up, *' --power-fault mishap@1 -- true
-    refuse '--power-fault: "silence" is not of the form KIND@N' --power-fault silence -- true
+    refuse '--power-fault: "silence" is not of the form KIND@WHEN' --power-fault silence -- true
     refuse '--power-fault: "silence@0"*' --power-fault silence@0 -- true
     refuse '--power-fault: "hang-up@1"*already' --power-fault silence@1 --power-fault hang-up@1 \
         -- true
@@ -151,7 +101,7 @@ ztsim_says_to_put_two_dashes_before_the_command()
     refuse "put -- before the command: ztsim -- ls" --no-eth0 ls -la
     refuse "put -- before the command: ztsim -- " ""
     refuse "--power-state: *7*" --power-state 7 true
-    refuse "ctl comes first, and takes --pid alone: ztsim ctl --pid PID COMMAND" -v ctl power
+    refuse "ctl comes first, and takes --pid and --name alone: ztsim ctl --name NAME COMMAND" -v ctl power
 }
 
 ztsim_says_that_its_help_cannot_be_written()
@@ -798,7 +748,7 @@ ztsim_ctl_sets_off_faults()
 ztsim_ctl_refuses_wrong_usage()
 {
     refuse() { expect_failure 125 "$1; see ztsim ctl --help" "$ztsim" ctl "${@:2}"; }
-    refuse 'there is no command "", but power, timeout, propagation, device, health, hang-up, power-fault and health-fault'
+    refuse 'there is no command "", but power, timeout, propagation, device, health, hang-up, power-fault, health-fault, slow, deaf, await, count, records, show and watch'
     refuse 'there is no command "powr", but power, *' powr
     refuse 'there is no command "--bogus", but power, *' --bogus
     refuse "--pid: *" --pid
@@ -819,13 +769,31 @@ ztsim_ctl_refuses_wrong_usage()
     refuse 'power-fault: there is no fault "unterminated", but hang-up, short-record, unknown-type, unknown-device, silence' \
         power-fault unterminated
     refuse 'health-fault: KIND is required' health-fault
+    refuse 'power-fault: "hang-up@0": records are counted from 1' power-fault hang-up@0
+    refuse 'power-fault: "101" is not in 0..100' power-fault hang-up@101%
+    refuse 'power-fault: "" is not in 0..100' power-fault hang-up@%
+    refuse 'power-fault: no record begins with "x", but with power, timeout, propagation, device, health or type' \
+        power-fault hang-up@x
+    refuse 'power-fault: there is no fault "none", but hang-up, *' power-fault none@3
+    refuse 'slow: TIME is required' slow
+    refuse 'slow: "200" is no time such as 200ms or 1.5s' slow 200
+    refuse 'slow: "x" is not in 0..1000000' slow xms
+    refuse 'slow: "1001" is not in 0..1000' slow 1001s
+    refuse 'slow: *network*' slow 1s network
+    refuse 'deaf: *maybe*' deaf maybe
+    refuse 'await: RECORD is required' await
+    refuse 'await: no record begins with "powr", but with power, *' await powr
+    refuse 'await: --wait: "soon" is not in 0..1000000' await power --wait soon
+    refuse 'count: no record begins with "", but with power, *' count ''
+    refuse 'show: *more*' show more
+    refuse 'list: takes nothing but --json' list more
 }
 
 ztsim_ctl_helps()
 {
     local help
     help=$("$ztsim" ctl --help) || fail "exit code $?"
-    for word in "Usage: ztsim ctl [[]--pid PID] COMMAND" "power [[]STATE]" timeout propagation device health hang-up \
+    for word in "Usage: ztsim ctl [[]--pid PID|--name NAME] COMMAND" "power [[]STATE]" timeout propagation device health hang-up \
         power-fault health-fault 125; do
         expect_like "$help" "*$word*"
     done
@@ -848,12 +816,6 @@ ztsim: there is no power-management daemon
 0'
     expect_like "$("$ztsim" -- bash -c 'ztsim ctl power 2>&1 >/dev/full; echo $?; ztsim ctl --pid 77 power 2>&1')" \
         $'ztsim: cannot write the output\n125\nztsim: no device of process 77 runs here'
-}
-
-# alone COMMAND...: where no other device can be reached
-alone()
-{
-    unshare --map-root-user --net "$@"
 }
 
 ztsim_ctl_reaches_the_only_device_from_outside()
@@ -896,7 +858,7 @@ ztsim_ctl_asks_which_of_several_devices_is_meant()
         "$0" ctl --pid $first power; "$0" ctl --pid $second power
         "$0" --no-eth0 -- ztsim ctl --pid 1 power 5
         "$0" ctl --pid $second power' "$ztsim" 2>/dev/null)
-    expect_eq "$output" "ztsim: several devices run here, choose one with --pid: \
+    expect_eq "$output" "ztsim: several devices run here, choose one with --pid or --name: \
 SECOND: $ztsim --power-state 2 -- sh -c echo ready; read -r line; FIRST: $ztsim --power-state 1 -- sh -c echo ready; read -r line
 1
 2
@@ -1034,10 +996,10 @@ ztsim_refuses_wrong_lines_of_a_script()
         printf '# 1\n%s\n' "$1" >"$scratch/script"
         expect_failure 125 "$scratch/script:2: $2; see ztsim --help" "$ztsim" --script "$scratch/script" -- echo ran
     }
-    refuse power '"power" is not of the form TIME COMMAND'
-    refuse 1 '"1" is not of the form TIME COMMAND'
+    refuse 1 '"1" is not of the form COMMAND or TIME COMMAND'
+    refuse watch 'a script does not watch'
     local time
-    for time in power -1 nan inf 1e7 1e400 0x1; do
+    for time in -1 nan inf 1e7 1e400 0x1; do
         refuse "$time power 2" "time \"$time\" is not in 0..1000000"
     done
     refuse "+ power 2" 'time "" is not in 0..1000000'
@@ -1193,13 +1155,17 @@ ztsim_completes_in_bash()
     expect_eq "$(complete_words ztsim --eeprom l)" locked
     expect_eq "$(cd "$scratch" && touch file && complete_words ztsim --script fi)" file
     expect_like " $(complete_words ztsim -v -- tru) " "* true *"
-    expect_eq "$(complete_words ztsim ctl --)" "--pid --help"
+    expect_eq "$(complete_words ztsim ctl --)" "--pid --name --help"
     expect_eq "$(complete_words ztsim ctl po)" "power power-fault"
+    expect_eq "$(complete_words ztsim ctl --name a deaf o)" "on off"
+    expect_eq "$(complete_words ztsim ctl slow 1s p)" power
+    expect_eq "$(complete_words ztsim ctl await --s)" ""
+    expect_eq "$(complete_words ztsim ctl await power --s)" --since-start
     expect_eq "$(complete_words ztsim ctl --pid 5 hang-up h)" health
     # The commands are those that ztsim knows, and so is each name.
     local command name
     for command in $(complete_words ztsim ctl ''); do
-        [[ $command == --* ]] || expect_like "$("$ztsim" ctl --help)" "*"$'\n'"  $command *"
+        [[ $command == --* || $command == list ]] || expect_like "$("$ztsim" ctl --help)" "*"$'\n'"  $command *"
     done
     for name in $(complete_words ztsim ctl device ''); do
         echo "0 device $name 0"
@@ -1207,13 +1173,16 @@ ztsim_completes_in_bash()
     for name in $(complete_words ztsim ctl health ''); do
         echo "0 health $name 0"
     done >>"$scratch/script"
+    for name in $(complete_words ztsim ctl await ''); do
+        echo "0 count $name"
+    done >>"$scratch/script"
     for name in $(complete_words ztsim ctl power-fault ''); do
         echo "0 power-fault $name"
     done >>"$scratch/script"
     for name in $(complete_words ztsim ctl health-fault ''); do
         echo "0 health-fault $name"
     done >>"$scratch/script"
-    expect_eq "$(wc -l <"$scratch/script")" $((21 + 16 + 5 + 5))
+    expect_eq "$(wc -l <"$scratch/script")" $((21 + 16 + 6 + 6 + 6))
     expect_eq "$("$ztsim" --script "$scratch/script" -- echo ran 2>&1)" ran
 }
 

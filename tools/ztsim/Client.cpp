@@ -4,6 +4,8 @@
 #include <boost/asio/read.hpp>
 #include <boost/asio/write.hpp>
 
+#include <linux/sockios.h>
+#include <sys/ioctl.h>
 #include <utility>
 
 namespace ztsim {
@@ -15,22 +17,63 @@ constexpr std::size_t MOST_WAITING = 1024;
 } // namespace
 
 Client::Client(Socket socket, std::size_t recordSize, Callbacks callbacks)
-    : socket(std::move(socket)), callbacks(std::move(callbacks)), incoming(recordSize, '\0')
+    : socket(std::move(socket)), callbacks(std::move(callbacks)),
+      pause(this->socket.get_executor()), incoming(recordSize, '\0')
 {}
 
 void Client::read()
 {
+    reading = true;
     boost::asio::async_read(socket, boost::asio::buffer(incoming),
                             [self = shared_from_this()](const auto& error, std::size_t) {
+                                self->reading = false;
                                 if (!error && self->socket.is_open()) {
-                                    self->callbacks.received(*self, self->incoming);
-                                }
-                                if (!error && self->socket.is_open()) {
-                                    self->read();
+                                    self->receive();
                                 } else {
                                     self->callbacks.gone(*self);
                                 }
                             });
+}
+
+void Client::receive()
+{
+    waiting = true;
+    const auto delay = callbacks.delay();
+    if (!delay) {
+        return;
+    }
+    if (*delay == std::chrono::milliseconds::zero()) {
+        handle();
+        return;
+    }
+    pause.expires_after(*delay);
+    pause.async_wait([self = shared_from_this()](const auto& error) {
+        if (!error && self->waiting && self->callbacks.delay()) {
+            self->handle();
+        }
+    });
+}
+
+void Client::handle()
+{
+    waiting = false;
+    if (socket.is_open()) {
+        callbacks.received(*this, incoming);
+    }
+    if (socket.is_open()) {
+        read();
+    } else {
+        callbacks.gone(*this);
+    }
+}
+
+void Client::resume()
+{
+    if (waiting) {
+        receive();
+    } else if (!reading) {
+        read();
+    }
 }
 
 void Client::send(const Bytes& bytes)
@@ -59,6 +102,13 @@ void Client::close()
 {
     boost::system::error_code ignored;
     socket.close(ignored);
+}
+
+bool Client::hasReadAll()
+{
+    int unread = 0;
+    ::ioctl(socket.native_handle(), SIOCOUTQ, &unread);
+    return outgoing.empty() && unread == 0;
 }
 
 void Client::write()

@@ -4,11 +4,14 @@
 #include "Bytes.h"
 
 #include <boost/asio/local/stream_protocol.hpp>
+#include <boost/asio/steady_timer.hpp>
 
+#include <chrono>
 #include <cstddef>
 #include <deque>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace ztsim {
@@ -19,6 +22,8 @@ public:
     using Socket = boost::asio::local::stream_protocol::socket;
 
     struct Callbacks {
+        /// How long after its arrival a record is handed to `received`; none is until resume().
+        std::function<std::optional<std::chrono::milliseconds>()> delay;
         std::function<void(Client&, const Bytes&)> received;
         std::function<void(Client&)> unread; ///< closed because it does not read
         std::function<void(Client&)> gone;
@@ -26,8 +31,12 @@ public:
 
     Client(Socket socket, std::size_t recordSize, Callbacks callbacks);
 
-    /// Reads records, each of them handed to `received`, up to the end, told by `gone`.
+    /// Reads records, each of them handed to `received`, up to the end, told by `gone`. While one
+    /// waits for that, no other is read.
     void read();
+
+    /// Goes on where nothing was read, or a record waits.
+    void resume();
 
     void send(const Bytes& bytes);
 
@@ -36,12 +45,20 @@ public:
 
     void close();
 
+    /// Whether it has read all that it was sent.
+    bool hasReadAll();
+
 private:
+    void receive();
+    void handle();
     void write();
 
     Socket socket;
     Callbacks callbacks;
+    boost::asio::steady_timer pause; ///< of the record that waits
     Bytes incoming;
+    bool reading = false;
+    bool waiting = false; ///< a record is
     std::deque<Bytes> outgoing;
     bool last = false; ///< has been sent
 };

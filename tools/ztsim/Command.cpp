@@ -1,8 +1,10 @@
 #include "Command.h"
 
+#include "State.h"
 #include "common/NumberOption.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -12,20 +14,58 @@
 namespace ztsim {
 namespace {
 
-PowerDaemon& powerOf(Daemons& daemons)
+PowerDaemon& powerOf(Simulated& device)
 {
-    if (!daemons.power) {
+    if (!device.power) {
         throw std::invalid_argument("there is no power-management daemon");
     }
-    return *daemons.power;
+    return *device.power;
 }
 
-HealthDaemon& healthOf(Daemons& daemons)
+HealthDaemon& healthOf(Simulated& device)
 {
-    if (!daemons.health) {
+    if (!device.health) {
         throw std::invalid_argument("there is no health-monitor daemon");
     }
-    return *daemons.health;
+    return *device.health;
+}
+
+constexpr double LONGEST_DELAY = 1000; // in seconds
+constexpr double LONGEST_WAIT = 1e6;
+
+std::chrono::milliseconds inMilliseconds(double seconds)
+{
+    return std::chrono::milliseconds(std::llround(seconds * 1000));
+}
+
+bool endsWith(const std::string& text, const std::string& end)
+{
+    return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
+}
+
+/// From a text such as 200ms or 1.5s.
+std::chrono::milliseconds parseDelay(const std::string& text)
+{
+    for (const auto& [unit, seconds] : {std::pair("ms", 0.001), std::pair("s", 1.0)}) {
+        if (endsWith(text, unit)) {
+            const std::string number = text.substr(0, text.size() - std::string(unit).size());
+            return inMilliseconds(tools::parseNumber(number, 0.0, LONGEST_DELAY / seconds) *
+                                  seconds);
+        }
+    }
+    throw std::invalid_argument('"' + text + "\" is no time such as 200ms or 1.5s");
+}
+
+/// For each of the daemons that is meant: the one of that name, or both.
+template <typename Act>
+void forEach(Simulated& device, const std::string& which, Act act)
+{
+    if (which == "power" || (which.empty() && device.power)) {
+        act(powerOf(device));
+    }
+    if (which == "health" || (which.empty() && device.health)) {
+        act(healthOf(device));
+    }
 }
 
 /// The words of a command become options of CLI11, which checks them.
@@ -33,10 +73,12 @@ class Parser {
 public:
     Parser();
 
+    bool knows(const std::string& verb) const;
     Command parse(std::vector<std::string> words);
 
 private:
     CLI::App& addVerb(const char* name, Command (Parser::*make)());
+    void addDaemon(CLI::App& verb);
 
     Command power();
     Command timeout();
@@ -46,6 +88,15 @@ private:
     Command hangUp();
     Command powerFault();
     Command healthFault();
+    Command slow();
+    Command deaf();
+    Command await();
+    Command count();
+    Command records();
+    Command show();
+    Command watch();
+
+    RecordPattern anyUnlessGiven() const;
 
     CLI::App app;
     Command command;
@@ -54,6 +105,9 @@ private:
     std::optional<std::uint32_t> value; ///< what something is to be, and so are these
     std::optional<std::int32_t> deviceState;
     std::optional<std::string> text;
+    std::vector<std::string> words; ///< of a record or a fault
+    std::optional<double> seconds;
+    bool isOn = false; ///< a flag, or a state that is
 };
 
 Parser::Parser()
@@ -72,11 +126,28 @@ Parser::Parser()
     CLI::App& healthVerb = addVerb("health", &Parser::health);
     healthVerb.add_option("NAME", name)->required();
     healthVerb.add_option("VALUE", text);
-    addVerb("hang-up", &Parser::hangUp)
-        .add_option("DAEMON", name)
-        ->check(CLI::IsMember({"power", "health"}));
-    addVerb("power-fault", &Parser::powerFault).add_option("KIND", name)->required();
-    addVerb("health-fault", &Parser::healthFault).add_option("KIND", name)->required();
+    addDaemon(addVerb("hang-up", &Parser::hangUp));
+    addVerb("power-fault", &Parser::powerFault).add_option("KIND", words)->required();
+    addVerb("health-fault", &Parser::healthFault).add_option("KIND", words)->required();
+    CLI::App& slowVerb = addVerb("slow", &Parser::slow);
+    slowVerb.add_option("TIME", text)->required();
+    addDaemon(slowVerb);
+    CLI::App& deafVerb = addVerb("deaf", &Parser::deaf);
+    deafVerb.add_option("STATE", text)->required()->check(CLI::IsMember({"on", "off"}));
+    addDaemon(deafVerb);
+    CLI::App& awaitVerb = addVerb("await", &Parser::await);
+    awaitVerb.add_option("RECORD", words)->required();
+    tools::addNumber(awaitVerb, "--wait", seconds, 0.0, LONGEST_WAIT);
+    awaitVerb.add_flag("--since-start", isOn);
+    addVerb("count", &Parser::count).add_option("RECORD", words);
+    addVerb("records", &Parser::records).add_option("RECORD", words);
+    addVerb("show", &Parser::show).add_flag("--json", isOn);
+    addVerb("watch", &Parser::watch).add_flag("--json", isOn);
+}
+
+void Parser::addDaemon(CLI::App& verb)
+{
+    verb.add_option("DAEMON", name)->check(CLI::IsMember({"power", "health"}));
 }
 
 CLI::App& Parser::addVerb(const char* name, Command (Parser::*make)())
@@ -87,15 +158,21 @@ CLI::App& Parser::addVerb(const char* name, Command (Parser::*make)())
     return *verb;
 }
 
+bool Parser::knows(const std::string& verb) const
+{
+    return !app.get_subcommands(
+                   [&verb](const CLI::App* known) { return known->get_name() == verb; })
+                .empty();
+}
+
 Command Parser::parse(std::vector<std::string> words)
 {
     const std::string verb = words.empty() ? "" : words.front();
-    if (app.get_subcommands([&verb](const CLI::App* known) { return known->get_name() == verb; })
-            .empty()) {
+    if (!knows(verb)) {
         throw std::invalid_argument(
             "there is no command \"" + verb +
-            "\", but power, timeout, propagation, device, health, hang-up, power-fault and "
-            "health-fault");
+            "\", but power, timeout, propagation, device, health, hang-up, power-fault, "
+            "health-fault, slow, deaf, await, count, records, show and watch");
     }
     std::reverse(words.begin(), words.end());
     try {
@@ -108,12 +185,12 @@ Command Parser::parse(std::vector<std::string> words)
 
 Command Parser::power()
 {
-    return [wanted = value](Daemons& daemons) {
+    return [wanted = value](Simulated& device) {
         if (!wanted) {
-            return powerOf(daemons).perform(powerRecord(ZT::ZTPMD_GET_POWER_STATE));
+            return powerOf(device).perform(powerRecord(ZT::ZTPMD_GET_POWER_STATE));
         }
-        powerOf(daemons).enterState(*wanted);
-        return std::string();
+        powerOf(device).enterState(*wanted);
+        return Answer();
     };
 }
 
@@ -121,14 +198,14 @@ Command Parser::timeout()
 {
     const auto request = value ? powerRecord(ZT::ZTPMD_SET_TIMEOUT, state, *value)
                                : powerRecord(ZT::ZTPMD_GET_TIMEOUT, state);
-    return [request](Daemons& daemons) { return powerOf(daemons).perform(request); };
+    return [request](Simulated& device) { return powerOf(device).perform(request); };
 }
 
 Command Parser::propagation()
 {
     const auto request = value ? powerRecord(ZT::ZTPMD_SET_PROPAGATION_TIME, 2, *value)
                                : powerRecord(ZT::ZTPMD_GET_PROPAGATION_TIME, 2);
-    return [request](Daemons& daemons) { return powerOf(daemons).perform(request); };
+    return [request](Simulated& device) { return powerOf(device).perform(request); };
 }
 
 Command Parser::device()
@@ -138,7 +215,7 @@ Command Parser::device()
     }
     const auto request = deviceState ? deviceRecord(ZT::ZTPMD_SET_DEVICE_STATE, name, *deviceState)
                                      : deviceRecord(ZT::ZTPMD_GET_DEVICE_STATE, name, 0);
-    return [request](Daemons& daemons) { return powerOf(daemons).perform(request); };
+    return [request](Simulated& device) { return powerOf(device).perform(request); };
 }
 
 Command Parser::health()
@@ -149,46 +226,122 @@ Command Parser::health()
     } else {
         trial.get(name);
     }
-    return [field = name, wanted = text](Daemons& daemons) {
-        HealthMonitor& monitor = healthOf(daemons).values();
+    return [field = name, wanted = text](Simulated& device) {
+        HealthMonitor& monitor = healthOf(device).values();
         if (!wanted) {
-            return monitor.get(field) + '\n';
+            return Answer({monitor.get(field)});
         }
         monitor.set(field, *wanted);
-        return std::string();
+        return Answer();
     };
 }
 
 Command Parser::hangUp()
 {
-    return [which = name](Daemons& daemons) {
-        if (which == "power" || (which.empty() && daemons.power)) {
-            powerOf(daemons).hangUp();
-        }
-        if (which == "health" || (which.empty() && daemons.health)) {
-            healthOf(daemons).hangUp();
-        }
-        return std::string();
+    return [which = name](Simulated& device) {
+        forEach(device, which, [](Daemon& daemon) { daemon.hangUp(); });
+        return Answer();
+    };
+}
+
+/// A fault of the next record, or a planned one, or none any more, for the daemon that `of` gives.
+template <typename Of>
+Action planFault(const std::vector<std::string>& words, const FaultKinds& kinds, Of of)
+{
+    std::string text;
+    for (const std::string& word : words) {
+        text += (text.empty() ? "" : " ") + word;
+    }
+    if (text == "none") {
+        return [of](Simulated& device) {
+            of(device).faults().clear();
+            return Answer();
+        };
+    }
+    if (text.find('@') == std::string::npos) {
+        faultNamed(text, kinds);
+        return [of, text, kinds](Simulated& device) {
+            Daemon& daemon = of(device);
+            const std::string next = text + '@' + std::to_string(daemon.nextRecord());
+            daemon.faults().add(parseFault(next, kinds));
+            return Answer();
+        };
+    }
+    return [of, planned = parseFault(text, kinds)](Simulated& device) {
+        of(device).faults().add(planned);
+        return Answer();
     };
 }
 
 Command Parser::powerFault()
 {
-    return [fault = faultNamed(name, PowerDaemonOptions::FAULTS)](Daemons& daemons) {
-        powerOf(daemons).sufferNext(fault);
-        return std::string();
-    };
+    return planFault(words, PowerDaemonOptions::FAULTS, powerOf);
 }
 
 Command Parser::healthFault()
 {
-    return [fault = faultNamed(name, HealthDaemonOptions::FAULTS)](Daemons& daemons) {
-        healthOf(daemons).sufferNext(fault);
-        return std::string();
+    return planFault(words, HealthDaemonOptions::FAULTS, healthOf);
+}
+
+Command Parser::slow()
+{
+    return [which = name, delay = parseDelay(*text)](Simulated& device) {
+        forEach(device, which, [delay](Daemon& daemon) { daemon.slowDown(delay); });
+        return Answer();
     };
 }
 
+Command Parser::deaf()
+{
+    return [which = name, isDeaf = text == "on"](Simulated& device) {
+        forEach(device, which, [isDeaf](Daemon& daemon) { daemon.setDeaf(isDeaf); });
+        return Answer();
+    };
+}
+
+Command Parser::await()
+{
+    const auto longest = seconds ? std::optional(inMilliseconds(*seconds)) : std::nullopt;
+    return Await{RecordPattern(words), longest, isOn};
+}
+
+RecordPattern Parser::anyUnlessGiven() const
+{
+    return RecordPattern(words.empty() ? std::vector<std::string>{"any"} : words);
+}
+
+Command Parser::count()
+{
+    return [wanted = anyUnlessGiven()](Simulated& device) {
+        return Answer({std::to_string(device.journal.records(wanted).size())});
+    };
+}
+
+Command Parser::records()
+{
+    return [wanted = anyUnlessGiven()](Simulated& device) {
+        return Answer(device.journal.records(wanted));
+    };
+}
+
+Command Parser::show()
+{
+    return [inJson = isOn](Simulated& device) {
+        return Answer(inJson ? Lines{toJson(stateOf(device))} : toLines(stateOf(device)));
+    };
+}
+
+Command Parser::watch()
+{
+    return Watch{isOn};
+}
+
 } // namespace
+
+std::string Await::complaint() const
+{
+    return "no client has said \"" + record.text() + "\" in time";
+}
 
 const char* const COMMANDS_HELP =
     "  power [STATE]            the power state, 0..6; 6 is never reported\n"
@@ -197,17 +350,32 @@ const char* const COMMANDS_HELP =
     "  device NAME [STATE]      the state of a device in low power\n"
     "  health NAME [VALUE]      a health field; of these no client is told\n"
     "  hang-up [power|health]   that daemon, or both, close all clients and stay away for a time\n"
-    "  power-fault KIND         what befalls the next record of the power-management daemon\n"
-    "  health-fault KIND        the same for the health-monitor daemon\n";
+    "  power-fault FAULT        what befalls the next record of the power-management daemon, for\n"
+    "                           a KIND, or records to come, for a KIND@WHEN; or none any more\n"
+    "  health-fault FAULT       the same for the health-monitor daemon\n"
+    "  slow TIME [power|health] each record is handled so much later, such as 200ms or 1.5s\n"
+    "  deaf on|off [power|health]\n"
+    "                           clients are accepted, and nothing they say is read\n"
+    "  await RECORD [--wait S] [--since-start]\n"
+    "                           ends when a client says that, or with 3 after S seconds\n"
+    "  count [RECORD]           how many of these the clients have said since the start\n"
+    "  records [RECORD]         these records\n"
+    "  show [--json]            all that there is\n"
+    "  watch [--json]           each record of a client, and each change, as it happens\n";
 
 Command parseCommand(const std::vector<std::string>& words)
 {
     return Parser().parse(words);
 }
 
-Command parseCommand(const std::string& line)
+std::vector<std::string> splitCommand(const std::string& line)
 {
-    return parseCommand(CLI::detail::split_up(line));
+    return CLI::detail::split_up(line);
+}
+
+bool isVerb(const std::string& word)
+{
+    return Parser().knows(word);
 }
 
 } // namespace ztsim

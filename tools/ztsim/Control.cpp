@@ -1,51 +1,43 @@
 #include "Control.h"
 
-#include "Command.h"
 #include "ControlSocket.h"
 #include "LocalSocket.h"
 #include "Log.h"
-
-#include <boost/asio/buffer.hpp>
-#include <boost/asio/read.hpp>
-#include <boost/asio/write.hpp>
+#include "State.h"
 
 #include <chrono>
-#include <memory>
-#include <sstream>
 #include <stdexcept>
-#include <string>
 #include <utility>
-#include <vector>
+#include <variant>
 
 namespace ztsim {
 namespace {
 
-constexpr std::size_t LONGEST_COMMAND = 4096;
 constexpr std::chrono::milliseconds PAUSE{100};
 
-std::vector<std::string> split(const std::string& text)
+std::string join(const std::vector<std::string>& words)
 {
-    std::vector<std::string> words;
-    std::istringstream stream(text);
-    for (std::string word; std::getline(stream, word, '\0');) {
-        words.push_back(word);
+    std::string text;
+    for (const std::string& word : words) {
+        text += (text.empty() ? "" : " ") + word;
     }
-    return words;
+    return text;
 }
 
-/// One connection.
-struct Session {
-    explicit Session(boost::asio::local::stream_protocol::socket client) : client(std::move(client))
-    {}
-
-    boost::asio::local::stream_protocol::socket client;
-    std::string text;
-};
+/// Takes the version from the front of the words.
+void checkVersion(std::vector<std::string>& words)
+{
+    if (words.front() != Control::VERSION) {
+        throw std::invalid_argument(std::string("this device speaks version ") + Control::VERSION +
+                                    " of the protocol, and not \"" + words.front() + '"');
+    }
+    words.erase(words.begin());
+}
 
 } // namespace
 
-Control::Control(boost::asio::io_context& context, Daemons& daemons, bool verbose)
-    : context(context), daemons(daemons), verbose(verbose)
+Control::Control(boost::asio::io_context& context, Simulated& device, bool verbose)
+    : context(context), device(device), verbose(verbose)
 {}
 
 void Control::listenOn(int socket)
@@ -75,33 +67,75 @@ void Control::serve(Stream::socket client)
         return;
     }
     const auto session = std::make_shared<Session>(std::move(client));
-    boost::asio::async_read(
-        session->client, boost::asio::dynamic_buffer(session->text, LONGEST_COMMAND),
-        [this, session](const auto& /*the end*/, std::size_t size) {
-            if (size == 0) { // it has only looked whether this is a device
-                return;
-            }
-            session->text = perform(session->text);
-            boost::asio::async_write(session->client, boost::asio::buffer(session->text),
-                                     [session](const auto&, std::size_t) {});
-        });
+    session->read([this, &session = *session](std::vector<std::string> words) {
+        perform(session.shared_from_this(), std::move(words));
+    });
 }
 
-std::string Control::perform(const std::string& request)
+void Control::perform(const std::shared_ptr<Session>& session, std::vector<std::string> words)
 {
-    const std::vector<std::string> words = split(request);
-    if (verbose) {
-        std::string line = "ctl:";
-        for (const std::string& word : words) {
-            line += ' ' + word;
-        }
-        log(line);
-    }
     try {
-        return DONE + parseCommand(words)(daemons);
+        checkVersion(words);
+        const std::string text = join(words);
+        if (verbose) {
+            log("ctl: " + text);
+        }
+        const Command command = parseCommand(words);
+        if (const auto* const action = std::get_if<Action>(&command)) {
+            act(session, *action, text);
+        } else if (const auto* const wanted = std::get_if<Await>(&command)) {
+            await(session, *wanted);
+        } else {
+            watch(session, std::get<Watch>(command));
+        }
     } catch (const std::invalid_argument& error) {
-        return REFUSED + std::string(error.what());
+        session->end(Session::REFUSED, {error.what()});
     }
+}
+
+void Control::act(const std::shared_ptr<Session>& session, const Action& action,
+                  const std::string& text)
+{
+    const Answer answer = action(device);
+    if (!answer) {
+        device.journal.addChange(Event::By::Ctl, text);
+    }
+    session->end(Session::DONE, answer.value_or(Lines()));
+}
+
+void Control::await(const std::shared_ptr<Session>& session, const Await& wanted)
+{
+    Journal& journal = device.journal;
+    if (wanted.sinceStart && !journal.records(wanted.record).empty()) {
+        session->end(Session::DONE);
+        return;
+    }
+    const auto listener = journal.listen([session, record = wanted.record](const Event& event) {
+        if (event.by != Event::By::Client || !record.matches(event.text)) {
+            return true;
+        }
+        session->end(Session::DONE);
+        return false;
+    });
+    session->onLeaving([&journal, listener] { journal.forget(listener); });
+    if (wanted.longest) {
+        session->onTimeout(*wanted.longest,
+                           [&journal, listener, session, complaint = wanted.complaint()] {
+                               journal.forget(listener);
+                               session->end(Session::TOO_LATE, {complaint});
+                           });
+    }
+}
+
+void Control::watch(const std::shared_ptr<Session>& session, const Watch& wanted)
+{
+    Journal& journal = device.journal;
+    session->begin();
+    const auto listener = journal.listen([session, inJson = wanted.inJson](const Event& event) {
+        session->add(inJson ? toJson(toObject(event)) : toLine(event));
+        return true;
+    });
+    session->onLeaving([&journal, listener] { journal.forget(listener); });
 }
 
 } // namespace ztsim

@@ -5,12 +5,14 @@
 #include <charconv>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <optional>
 #include <random>
 #include <stdexcept>
 #include <string>
 #include <sys/socket.h>
 #include <unistd.h>
+#include <utility>
 
 namespace ztsim {
 namespace {
@@ -27,49 +29,89 @@ std::string addressPrefix()
     return "ztsim/" + pidNamespace.string() + '/' + std::to_string(::getuid()) + '/';
 }
 
-/// The process of which the rest of an address begins with the number.
-std::optional<pid_t> processOf(const std::string& rest)
+/// The rest of an address that begins with the number of a process. Behind a random number, if
+/// there is any, stands the name.
+struct Address {
+    pid_t pid;
+    std::string name;
+};
+
+std::optional<Address> parseAddress(const std::string& rest)
 {
-    pid_t pid = 0;
+    Address address{};
     const char* const end = rest.data() + rest.size();
-    const auto [stop, error] = std::from_chars(rest.data(), end, pid);
-    return error == std::errc{} && stop != end && *stop == '/' ? std::optional(pid) : std::nullopt;
+    const auto [stop, error] = std::from_chars(rest.data(), end, address.pid);
+    if (error != std::errc{} || stop == end || *stop != '/') {
+        return std::nullopt;
+    }
+    const std::string behind(stop + 1, end);
+    const auto slash = behind.find('/');
+    address.name = slash == std::string::npos ? "" : behind.substr(slash + 1);
+    return address;
+}
+
+/// A second look, once the name is taken here: of two that start at once none may get it, but never
+/// both.
+void refuseTakenName(const std::string& name)
+{
+    boost::asio::io_context context;
+    const pid_t self = ::getpid();
+    const auto others =
+        connectToDevices(context, [self, &name](pid_t pid, const std::string& other) {
+            return pid != self && other == name;
+        });
+    if (!others.empty()) {
+        throw std::runtime_error("there is a device named " + name + " already, of process " +
+                                 std::to_string(others.front().pid));
+    }
 }
 
 } // namespace
 
-int listenForControl()
+int listenForControl(const std::string& name)
 {
     std::random_device random;
-    return listenAt({'\0' + addressPrefix() + std::to_string(::getpid()) + '/' +
-                     std::to_string(random()) + std::to_string(random())});
+    const int listener =
+        listenAt({'\0' + addressPrefix() + std::to_string(::getpid()) + '/' +
+                  std::to_string(random()) + std::to_string(random()) + '/' + name});
+    if (!name.empty()) {
+        refuseTakenName(name);
+    }
+    return listener;
 }
 
-std::map<pid_t, Stream::socket> connectToDevices(boost::asio::io_context& context,
-                                                 const std::function<bool(pid_t)>& isWanted)
+std::vector<ReachedDevice>
+connectToDevices(boost::asio::io_context& context,
+                 const std::function<bool(pid_t, const std::string& name)>& isWanted)
 {
     const std::string prefix = addressPrefix();
-    std::map<pid_t, Stream::socket> devices;
+    std::map<pid_t, ReachedDevice> devices;
     std::ifstream sockets("/proc/net/unix");
     for (std::string line; std::getline(sockets, line);) {
         const auto found = line.find(" @" + prefix);
         const std::string rest =
             found == std::string::npos ? "" : line.substr(found + 2 + prefix.size());
-        const auto pid = processOf(rest);
-        if (!pid || !isWanted(*pid) || devices.count(*pid) != 0) { // each connection is listed, too
+        const auto address = parseAddress(rest);
+        if (!address || !isWanted(address->pid, address->name) ||
+            devices.count(address->pid) != 0) { // each connection is listed, too
             continue;
         }
-        std::string name(1, '\0');
-        name.append(prefix).append(rest);
-        const int device = connectTo({name});
+        std::string path(1, '\0');
+        path.append(prefix).append(rest);
+        const int device = connectTo({path});
         if (device >= 0) {
             Stream::socket socket(context, Stream(), device);
             if (isOfThisUser(device)) {
-                devices.emplace(*pid, std::move(socket));
+                devices.emplace(address->pid,
+                                ReachedDevice{address->pid, address->name, std::move(socket)});
             }
         }
     }
-    return devices;
+    std::vector<ReachedDevice> list;
+    for (auto& device : devices) {
+        list.push_back(std::move(device.second));
+    }
+    return list;
 }
 
 bool isOfThisUser(int socket)

@@ -4,8 +4,9 @@
 #include <boost/asio/local/stream_protocol.hpp>
 
 #include <functional>
-#include <map>
+#include <string>
 #include <sys/types.h>
+#include <vector>
 
 namespace ztsim {
 
@@ -13,14 +14,23 @@ namespace ztsim {
 /// behind and can be reached wherever the network is the same. It has the namespace of the
 /// process's id in it, its user, and a random number, so that nobody can take it beforehand.
 ///
-/// On the device itself it is that of process 1, of another network. Throws std::system_error.
-int listenForControl();
+/// On the device itself it is that of process 1, of another network. The device's name, which may
+/// be empty, stands at the end. Throws std::system_error, and std::runtime_error for a name that
+/// another device has.
+int listenForControl(const std::string& name);
 
-/// Connections to the devices of this user that can be reached from here, by the processes of their
-/// ztsims, as far as those are wanted. The addresses of others, whatever they look like, are passed
-/// over.
-std::map<pid_t, boost::asio::local::stream_protocol::socket>
-connectToDevices(boost::asio::io_context& context, const std::function<bool(pid_t)>& isWanted);
+/// A device that can be reached from here.
+struct ReachedDevice {
+    pid_t pid; ///< of its ztsim
+    std::string name;
+    boost::asio::local::stream_protocol::socket socket;
+};
+
+/// Those of this user, as far as they are wanted, by the numbers of their processes. The addresses
+/// of others, whatever they look like, are passed over.
+std::vector<ReachedDevice>
+connectToDevices(boost::asio::io_context& context,
+                 const std::function<bool(pid_t, const std::string& name)>& isWanted);
 
 /// Whether the other end belongs to this user. Anybody can connect to an abstract address.
 bool isOfThisUser(int socket);

@@ -3,8 +3,10 @@
 #include "LocalSocket.h"
 #include "Log.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <optional>
 #include <unistd.h>
 #include <utility>
 
@@ -16,8 +18,8 @@ using Stream = boost::asio::local::stream_protocol;
 } // namespace
 
 Daemon::Daemon(boost::asio::io_context& context, const Protocol& protocol, DaemonOptions given,
-               Recorder& recorder)
-    : protocol(protocol), options(std::move(given)), recorder(recorder), acceptor(context),
+               Journal& journal)
+    : protocol(protocol), options(std::move(given)), journal(journal), acceptor(context),
       timer(context)
 {
     listen();
@@ -64,12 +66,16 @@ void Daemon::addClient(Client::Socket socket)
     const auto client = std::make_shared<Client>(
         std::move(socket), protocol.recordSize,
         Client::Callbacks{
+            [this] { return deaf ? std::nullopt : std::optional(delay); },
             [this](Client& sender, const Bytes& record) { received(sender, record); },
             [this](Client&) { say("dropped a client that does not read"); },
             [this](Client& gone) { removeClient(gone); },
         });
     clients.insert(client);
-    client->read();
+    served = true;
+    if (!deaf) {
+        client->read();
+    }
 }
 
 void Daemon::removeClient(Client& client)
@@ -83,15 +89,15 @@ void Daemon::removeClient(Client& client)
 
 void Daemon::received(Client& sender, const Bytes& record)
 {
-    sayIfVerbose("<- " + describe(record));
-    const auto fault = options.faults.find(++records);
-    if (fault != options.faults.end()) {
-        recorder.write(describe(record), nameOf(fault->second));
-        suffer(fault->second, sender, record);
+    const std::string text = describe(record);
+    sayIfVerbose("<- " + text);
+    if (const auto fault = options.faults.at(++records, text)) {
+        suffer(*fault, sender, record);
+        journal.addRecord(text, nameOf(*fault));
         return;
     }
     const char* const refusal = handle(sender, record);
-    recorder.write(describe(record), refusal);
+    journal.addRecord(text, refusal);
     if (refusal != nullptr) {
         say("ignored " + describe(record) + ": " + refusal);
     }
@@ -114,9 +120,30 @@ void Daemon::suffer(Fault fault, Client& sender, const Bytes& record)
     }
 }
 
-void Daemon::sufferNext(Fault fault)
+void Daemon::slowDown(std::chrono::milliseconds wanted)
 {
-    options.faults[records + 1] = fault;
+    delay = wanted;
+}
+
+void Daemon::setDeaf(bool wanted)
+{
+    deaf = wanted;
+    if (!deaf) {
+        for (const auto& client : std::set<std::shared_ptr<Client>>(clients)) {
+            client->resume();
+        }
+    }
+}
+
+bool Daemon::isRead()
+{
+    return std::all_of(clients.begin(), clients.end(),
+                       [](const auto& client) { return client->hasReadAll(); });
+}
+
+Daemon::Status Daemon::status() const
+{
+    return {clients.size(), records, !acceptor.is_open(), deaf, delay, options.faults.texts()};
 }
 
 void Daemon::hangUp()
@@ -129,6 +156,7 @@ void Daemon::hangUp()
     for (const auto& client : clients) {
         client->close();
     }
+    clients.clear();
     timer.expires_after(options.away);
     timer.async_wait([this](const auto& error) {
         if (!error) {

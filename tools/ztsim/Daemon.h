@@ -3,7 +3,7 @@
 
 #include "Client.h"
 #include "Fault.h"
-#include "Recorder.h"
+#include "Journal.h"
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/local/stream_protocol.hpp>
@@ -15,6 +15,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <vector>
 
 namespace ztsim {
 
@@ -35,8 +36,33 @@ public:
     /// in that time.
     void hangUp();
 
-    /// The fault befalls the next record.
-    void sufferNext(Fault fault);
+    /// What befalls the records to come.
+    Faults& faults() { return options.faults; }
+
+    /// The number of the next record.
+    std::uint64_t nextRecord() const { return records + 1; }
+
+    /// From now on each record is handled so long after it came, or after the one before it.
+    void slowDown(std::chrono::milliseconds wanted);
+
+    /// Accepts clients, and handles no record of theirs, until it is deaf no more.
+    void setDeaf(bool wanted);
+
+    /// Whether some client was there ever.
+    bool hasServed() const { return served; }
+
+    /// Whether each client has read all that it was sent.
+    bool isRead();
+
+    struct Status {
+        std::size_t clients;
+        std::uint64_t records; ///< handled since the start
+        bool isAway;
+        bool isDeaf;
+        std::chrono::milliseconds delay;
+        std::vector<std::string> faults; ///< to come
+    };
+    Status status() const;
 
 protected:
     struct Protocol {
@@ -47,7 +73,7 @@ protected:
 
     /// Listens from now on; clients are served by the context's run().
     Daemon(boost::asio::io_context& context, const Protocol& protocol, DaemonOptions given,
-           Recorder& recorder);
+           Journal& journal);
     ~Daemon() = default;
 
     void send(Client& client, const Bytes& record);
@@ -74,11 +100,14 @@ private:
 
     const Protocol protocol;
     DaemonOptions options;
-    Recorder& recorder;
+    Journal& journal;
     boost::asio::local::stream_protocol::acceptor acceptor;
     boost::asio::steady_timer timer; ///< to the return from a hang-up
     std::set<std::shared_ptr<Client>> clients;
     bool full = false; ///< no file descriptor is left for another client
+    bool served = false;
+    bool deaf = false;
+    std::chrono::milliseconds delay{0};
     std::uint64_t records = 0;
 };
 

@@ -95,36 +95,50 @@ int runDevice(const Options& options)
 
 Device::Device(const Options& options, const Inside& inside)
     : options(options), outside(context, {}, inside.outside),
-      childSignals(context, openChildSignals()), recorder(inside.record),
-      control(context, daemons, options.verbose), script(context, daemons, options.verbose),
-      eeprom(context, options.eeprom)
+      childSignals(context, openChildSignals()), journal(inside.record),
+      eeprom(context, options.eeprom), simulated{options.name,       journal, eeprom,
+                                                 !options.noNetwork, {},      {}},
+      control(context, simulated, options.verbose),
+      script(context, simulated, options.speed, options.verbose)
 {
     if (inside.script >= 0) {
         script.read(options.script, readAll(inside.script));
         ::close(inside.script);
     }
     if (options.power) {
-        daemons.power.emplace(context, *options.power, recorder);
+        simulated.power.emplace(context, *options.power, journal);
     }
     if (options.health) {
-        daemons.health.emplace(context, *options.health, recorder);
+        simulated.health.emplace(context, *options.health, journal);
     }
     if (!options.noNetwork) {
         network.emplace();
     }
     control.listenOn(inside.control);
-    control.listenOn(listenForControl());
+    control.listenOn(listenForControl(options.name));
 }
 
 int Device::run()
 {
     script.start();
+    sayReady();
     if (start()) {
         passSignals();
         reapChildren();
         context.run();
     }
     return exitCode;
+}
+
+void Device::sayReady() const
+{
+    if (options.readyFile >= 0) {
+        const std::string line = "ready\n";
+        if (::write(options.readyFile, line.data(), line.size()) < 0) {
+            log(std::string("cannot say that the device is ready: ") + std::strerror(errno));
+        }
+        ::close(options.readyFile);
+    }
 }
 
 bool Device::start()
@@ -177,7 +191,8 @@ void Device::reapChildren()
 int runInside(const Options& options)
 {
     const Inside& inside = *options.inside;
-    for (const int file : {inside.outside, inside.control, inside.script, inside.record}) {
+    for (const int file :
+         {inside.outside, inside.control, inside.script, inside.record, options.readyFile}) {
         ::fcntl(file, F_SETFD, FD_CLOEXEC);
     }
     ::dup2(inside.errors, STDERR_FILENO);

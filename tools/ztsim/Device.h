@@ -2,11 +2,11 @@
 #define ZTSIM_DEVICE_H
 
 #include "Control.h"
-#include "Daemons.h"
+#include "Journal.h"
 #include "Network.h"
 #include "Options.h"
-#include "Recorder.h"
 #include "Script.h"
+#include "Simulated.h"
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/local/stream_protocol.hpp>
@@ -29,6 +29,7 @@ public:
     int run();
 
 private:
+    void sayReady() const;
     bool start();
     void passSignals();
     void reapChildren();
@@ -38,11 +39,11 @@ private:
     boost::asio::local::stream_protocol::socket outside;
     boost::asio::posix::stream_descriptor childSignals;
     signalfd_siginfo childSignal{};
-    Recorder recorder;
-    Daemons daemons;
+    Journal journal;
+    Eeprom eeprom;
+    Simulated simulated;
     Control control;
     Script script;
-    Eeprom eeprom;
     std::optional<Network> network;
     pid_t pid = -1;
     unsigned char signal = 0;

@@ -19,7 +19,7 @@ void createFile(const std::filesystem::path& path)
 
 } // namespace
 
-Eeprom::Eeprom(boost::asio::io_context& context, State state) : watch(context)
+Eeprom::Eeprom(boost::asio::io_context& context, State initial) : state(initial), watch(context)
 {
     if (state == State::Absent) {
         return;
@@ -41,6 +41,7 @@ void Eeprom::awaitWord()
         std::error_code none;
         if (!error && std::filesystem::file_size(ATTRIBUTE, none) == WORD_SIZE) {
             createFile(DEVICE);
+            state = State::Open;
         } else if (!error) {
             awaitWord();
         }

@@ -19,11 +19,15 @@ public:
     };
 
     /// From the context's run() on the attribute is watched.
-    Eeprom(boost::asio::io_context& context, State state);
+    Eeprom(boost::asio::io_context& context, State initial);
+
+    /// What it is now.
+    State now() const { return state; }
 
 private:
     void awaitWord();
 
+    State state;
     boost::asio::posix::stream_descriptor watch;
     alignas(8) char events[4096]{};
 };

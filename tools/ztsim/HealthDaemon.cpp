@@ -12,8 +12,8 @@ constexpr std::uint32_t UNKNOWN_HEALTH_TYPE = 99;
 } // namespace
 
 HealthDaemon::HealthDaemon(boost::asio::io_context& context, const HealthDaemonOptions& options,
-                           Recorder& recorder)
-    : Daemon(context, {"health", HEALTH_PATH, sizeof(HealthRecord)}, options, recorder),
+                           Journal& journal)
+    : Daemon(context, {"health", HEALTH_PATH, sizeof(HealthRecord)}, options, journal),
       monitor(options.monitor)
 {}
 

@@ -17,7 +17,7 @@ struct HealthDaemonOptions : DaemonOptions {
 class HealthDaemon final : public Daemon {
 public:
     HealthDaemon(boost::asio::io_context& context, const HealthDaemonOptions& options,
-                 Recorder& recorder);
+                 Journal& journal);
 
     HealthMonitor& values() { return monitor; }
 

@@ -94,6 +94,19 @@ HealthMonitor::HealthMonitor()
     }
 }
 
+std::vector<std::string> HealthMonitor::names()
+{
+    std::vector<std::string> names(FIELDS.size());
+    std::transform(FIELDS.begin(), FIELDS.end(), names.begin(),
+                   [](const Field& field) { return field.name; });
+    return names;
+}
+
+bool HealthMonitor::isText(const std::string& name)
+{
+    return fieldNamed(name).kind == Kind::Text;
+}
+
 void HealthMonitor::set(const std::string& name, const std::string& value)
 {
     const Field& field = fieldNamed(name);

@@ -7,6 +7,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace ztsim {
 
@@ -19,6 +20,12 @@ static_assert(sizeof(HealthRecord) == 36);
 class HealthMonitor {
 public:
     HealthMonitor();
+
+    /// Of all fields.
+    static std::vector<std::string> names();
+
+    /// Whether the field of that name is a text, and no number.
+    static bool isText(const std::string& name);
 
     /// Both throw std::invalid_argument.
     void set(const std::string& name, const std::string& value);

@@ -7,6 +7,7 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -32,8 +33,7 @@ constexpr const char* ABOUT =
     "but the EEPROM, /dev/eeprom2 beside the host's devices, and eth0 beside lo.";
 
 constexpr const char* FOOTER =
-    "KIND is what happens when the Nth record, of all clients of that daemon since the start,\n"
-    "arrives, instead of the handling of that record:\n"
+    "KIND is what happens when a record arrives, instead of the handling of that record:\n"
     "  hang-up         all clients are closed and the socket is removed, for a time\n"
     "  short-record    its sender gets the first bytes of a record, 20 from the power-management\n"
     "                  and 6 from the health-monitor daemon, and nothing ever after\n"
@@ -41,11 +41,17 @@ constexpr const char* FOOTER =
     "  unknown-device  its sender gets state 1 of a device named \"toaster\"; power only\n"
     "  unterminated    its sender gets a text of 32 letters without the NUL; health only\n"
     "  silence         nothing\n"
+    "WHEN is a number, 3 for the third record of all clients of that daemon since the start, a\n"
+    "chance for each record, such as 10%, or the first words of the records that are meant, such\n"
+    "as timeout, or \"timeout 2\"; see ztsim ctl --help for more about these.\n"
     "\n"
     "\"ztsim ctl\" changes the device while it runs, from another terminal or on the device\n"
     "itself; see ztsim ctl --help for its commands. A script has a line \"TIME COMMAND\" for "
     "each:\n"
-    "TIME is in seconds since the start, or after a + since the line before. What --record\n"
+    "TIME is in seconds since the start, or after a + since the line before. A line \"COMMAND\" "
+    "is\n"
+    "done right after the one before, and after \"await RECORD\" once that was said. What "
+    "--record\n"
     "writes is such a script, of what the clients say to the daemons; what was not done is a\n"
     "comment there. Played by --script, it brings the device into the same states at the same\n"
     "times, and the clients that are there hear the same reports.\n"
@@ -100,7 +106,8 @@ public:
     std::string make_usage(const CLI::App* /*app*/, std::string /*name*/) const override
     {
         return "Usage: ztsim [OPTIONS] [-- COMMAND [ARGS...]]\n"
-               "       ztsim ctl [--pid PID] COMMAND\n";
+               "       ztsim ctl [--pid PID|--name NAME] COMMAND\n"
+               "       ztsim ctl list\n";
     }
 
     std::string make_option_opts(const CLI::Option* option) const override
@@ -139,6 +146,20 @@ void setHealthField(HealthMonitor& monitor, const std::string& text)
 {
     const auto [name, value] = splitAssignment(text);
     monitor.set(name, value);
+}
+
+/// What is wrong with it, or nothing.
+std::string checkName(const std::string& name)
+{
+    constexpr std::size_t longest = 32;
+    const auto isAllowed = [](char letter) {
+        return std::isalnum(static_cast<unsigned char>(letter)) != 0 || letter == '-' ||
+               letter == '_' || letter == '.';
+    };
+    return !name.empty() && name.size() <= longest &&
+                   std::all_of(name.begin(), name.end(), isAllowed)
+               ? ""
+               : '"' + name + "\" is not of 1 to 32 letters, digits, -, _ and .";
 }
 
 int openFile(const std::string& option, const std::string& path, int flags)
@@ -198,6 +219,7 @@ public:
 private:
     std::string explain(const CLI::ParseError& error) const;
     void addInside();
+    void addControlOptions();
     void addPowerOptions();
     void addHealthOptions();
     void addFaultOptions(const std::string& daemon, const char* group, DaemonOptions& settings,
@@ -225,6 +247,7 @@ CommandLine::CommandLine(Options& options) : options(options)
         "ztsim ctl, on stderr");
     app.add_flag("--no-eth0", options.noNetwork, "There is no eth0");
     addInside();
+    addControlOptions();
     addDialogueOptions();
     addPowerOptions();
     addFaultOptions("power", POWER_GROUP, power, PowerDaemonOptions::FAULTS);
@@ -241,6 +264,31 @@ void CommandLine::addInside()
            })
         ->expected(5)
         ->group("");
+}
+
+void CommandLine::addControlOptions()
+{
+    app.add_option("--name", options.name, "The name of the device, for ztsim ctl --name")
+        ->type_name("NAME")
+        ->check(checkName);
+    app.add_option_function<std::string>(
+           "--ready-fd",
+           [this](const auto& text) {
+               options.readyFile = tools::parseNumber("--ready-fd", text, 3, INT32_MAX);
+               if (!options.inside && ::fcntl(options.readyFile, F_SETFD, FD_CLOEXEC) < 0) {
+                   throw CLI::ValidationError("--ready-fd", text + ": " + std::strerror(errno));
+               }
+           },
+           "Write the line \"ready\" into that file descriptor once the daemons listen")
+        ->type_name("FD");
+    tools::addNumber(
+        app, "--speed", options.speed, 0.0, 1000.0,
+        "How fast the time of the script runs; 1 by default, and with 0 no line waits\n"
+        "for its time, but for some client and until all have read what they were sent")
+        ->type_name("0..1000");
+    tools::addNumber(app, "--seed", options.seed, 0U, UINT32_MAX,
+                     "Another one picks other records for the faults by chance; 1 by default")
+        ->type_name("N");
 }
 
 /// The files are opened outside, where all of them can be seen.
@@ -347,9 +395,9 @@ void CommandLine::addFaultOptions(const std::string& daemon, const char* group,
 {
     CLI::Option* const fault = addRepeatable(
         app, "--" + daemon + "-fault",
-        [&settings, &kinds](const auto& texts) { settings.faults = parseFaults(texts, kinds); },
+        [&settings, &kinds](const auto& texts) { settings.faults.set(texts, kinds); },
         "What goes wrong at which record, see below; repeatable");
-    fault->type_name("KIND@N");
+    fault->type_name("KIND@WHEN");
     const std::string name = "--" + daemon + "-away";
     CLI::Option* const away = app.add_option_function<std::string>(
         name,
@@ -373,6 +421,8 @@ void CommandLine::parse(int argc, char** argv)
     app.parse(static_cast<int>(marker - argv), argv);
     options.isShell = end - marker < 2;
     options.command = options.isShell ? userShell() : marker + 1;
+    power.faults.seed(options.seed);
+    health.faults.seed(options.seed);
     power.verbose = options.verbose;
     health.verbose = options.verbose;
     options.power = noPower ? std::nullopt : std::optional(power);
@@ -401,7 +451,7 @@ std::string CommandLine::explain(const CLI::ParseError& error) const
         return "there is no option " + first;
     }
     if (first == "ctl") {
-        return "ctl comes first, and takes --pid alone: ztsim ctl --pid PID COMMAND";
+        return "ctl comes first, and takes --pid and --name alone: ztsim ctl --name NAME COMMAND";
     }
     return "put -- before the command: ztsim -- " + first;
 }

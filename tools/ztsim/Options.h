@@ -5,6 +5,7 @@
 #include "HealthDaemon.h"
 #include "PowerDaemon.h"
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <utility>
@@ -31,6 +32,10 @@ struct Options {
 
     Eeprom::State eeprom = Eeprom::State::Open;
     bool noNetwork = false;
+    std::string name;       ///< of the device, for "ztsim ctl"; may be empty
+    int readyFile = -1;     ///< where to say that the daemons listen
+    double speed = 1;       ///< of the script
+    std::uint32_t seed = 1; ///< of the faults that chance picks
     bool verbose = false;
     std::vector<std::string> fields; ///< of the health monitor, NAME=VALUE, from a file
     std::string script;              ///< the name of its file

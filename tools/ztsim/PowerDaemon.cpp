@@ -13,22 +13,22 @@ constexpr const char* UNKNOWN_DEVICE = "toaster";
 } // namespace
 
 PowerDaemon::PowerDaemon(boost::asio::io_context& context, const PowerDaemonOptions& options,
-                         Recorder& recorder)
-    : Daemon(context, {"power", POWER_PATH, sizeof(PowerRecord)}, options, recorder),
+                         Journal& journal)
+    : Daemon(context, {"power", POWER_PATH, sizeof(PowerRecord)}, options, journal),
       manager(options.settings)
 {}
 
-std::string PowerDaemon::perform(const PowerRecord& request)
+std::optional<std::vector<std::string>> PowerDaemon::perform(const PowerRecord& request)
 {
     const PowerReply reply = manager.handle(request);
     if (reply.refusal != nullptr) {
         throw std::invalid_argument(reply.refusal);
     }
     if (reply.to == PowerReply::To::Sender) {
-        return reportedNumber(reply.record) + '\n';
+        return {{reportedNumber(reply.record)}};
     }
     sendToAll(bytesOf(reply.record));
-    return "";
+    return std::nullopt;
 }
 
 void PowerDaemon::enterState(std::uint32_t state)

@@ -17,11 +17,13 @@ struct PowerDaemonOptions : DaemonOptions {
 class PowerDaemon final : public Daemon {
 public:
     PowerDaemon(boost::asio::io_context& context, const PowerDaemonOptions& options,
-                Recorder& recorder);
+                Journal& journal);
+
+    const PowerSettings& values() const { return manager.values(); }
 
     /// As if a client had sent it: the others are told, and the number that it would get is
-    /// returned. Throws std::invalid_argument for a request that is ignored.
-    std::string perform(const PowerRecord& request);
+    /// returned, if any. Throws std::invalid_argument for a request that is ignored.
+    std::optional<std::vector<std::string>> perform(const PowerRecord& request);
 
     /// Changes by itself, also into a state that no client can ask for, and tells all clients;
     /// state 6 changes nothing.

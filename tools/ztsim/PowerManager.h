@@ -45,6 +45,8 @@ class PowerManager {
 public:
     explicit PowerManager(PowerSettings settings);
 
+    const PowerSettings& values() const { return settings; }
+
     PowerReply handle(const PowerRecord& request);
     PowerReply enterState(std::uint32_t state);
     PowerRecord powerState() const;

@@ -9,7 +9,7 @@
 
 namespace ztsim {
 
-Recorder::Recorder(int file) : file(file), start(std::chrono::steady_clock::now())
+Recorder::Recorder(int file) : file(file)
 {
     append("# What the clients said to the daemons, and when, in seconds; ztsim --script says it "
            "again.\n");
@@ -20,13 +20,12 @@ Recorder::~Recorder()
     ::close(file);
 }
 
-void Recorder::write(const std::string& command, const char* mishap)
+void Recorder::write(double time, const std::string& command, const char* mishap)
 {
-    const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
-    char time[32];
-    std::snprintf(time, sizeof time, "%.3f ", elapsed.count());
-    append(mishap == nullptr ? time + command + '\n'
-                             : "# " + (time + command) + ": " + mishap + '\n');
+    char when[32];
+    std::snprintf(when, sizeof when, "%.3f ", time);
+    append(mishap == nullptr ? when + command + '\n'
+                             : "# " + (when + command) + ": " + mishap + '\n');
 }
 
 void Recorder::append(const std::string& line)

@@ -1,7 +1,6 @@
 #ifndef ZTSIM_RECORDER_H
 #define ZTSIM_RECORDER_H
 
-#include <chrono>
 #include <string>
 
 namespace ztsim {
@@ -16,14 +15,13 @@ public:
     Recorder(const Recorder&) = delete;
     Recorder& operator=(const Recorder&) = delete;
 
-    /// A line. One of what was not done, for that reason, is a comment.
-    void write(const std::string& command, const char* mishap);
+    /// A line, with a time in seconds. One of what was not done, for that reason, is a comment.
+    void write(double time, const std::string& command, const char* mishap);
 
 private:
     void append(const std::string& line);
 
     int file;
-    const std::chrono::steady_clock::time_point start;
 };
 
 } // namespace ztsim

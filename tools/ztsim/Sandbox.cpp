@@ -54,11 +54,11 @@ struct Channels {
     int ownErrors = -1; ///< the stderr for the inside
     int control = -1;   ///< listens for "ztsim ctl"; for the inside
 
-    Channels();
+    explicit Channels(const std::string& name);
     void closeFarEnds() const;
 };
 
-Channels::Channels()
+Channels::Channels(const std::string& name)
 {
     int ends[2];
     check(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), "socketpair");
@@ -68,7 +68,7 @@ Channels::Channels()
     errors = ends[0];
     farErrors = ends[1];
     ownErrors = check(::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0), "dup");
-    control = listenForControl();
+    control = listenForControl(name);
 }
 
 void Channels::closeFarEnds() const
@@ -151,6 +151,9 @@ Invocation sandbox(const Options& options, const Channels& channels)
     for (const int file : {channels.farDevice, channels.ownErrors, channels.control,
                            options.scriptFile, options.recordFile}) {
         invocation.addFile(file);
+    }
+    if (options.readyFile >= 0) {
+        invocation.files.push_back(options.readyFile);
     }
     for (const std::string& field : options.fields) {
         invocation.add({"--health-field=" + field});
@@ -297,9 +300,12 @@ int runOutside(const Options& options, int argc, char** argv)
     std::signal(SIGCHLD, SIG_DFL);
     ::sigprocmask(SIG_BLOCK, &awaited, nullptr);
 
-    const Channels channels;
+    const Channels channels(options.name);
     const pid_t sandbox = startSandbox(options, channels, argc, argv);
     channels.closeFarEnds();
+    if (options.readyFile >= 0) {
+        ::close(options.readyFile);
+    }
     const int status = passSignals(awaited, channels.device, sandbox);
     takeBackTerminal();
     if (const auto exitCode = receiveExitCode(channels.device)) {

@@ -12,15 +12,26 @@ _ztsim_health_faults="hang-up short-record unknown-type unterminated silence"
 _ztsim_ctl()
 {
     case "$*" in
-    "") echo "power timeout propagation device health hang-up power-fault health-fault --pid --help" ;;
+    "") echo "power timeout propagation device health hang-up power-fault health-fault slow deaf await count
+        records show watch list --pid --name --help" ;;
     power) echo "0 1 2 3 4 5 6" ;;
     timeout) echo "0 1 2 3 4 5" ;;
     device) echo "${_ztsim_devices//=/}" ;;
     health) echo "${_ztsim_fields//=/}" ;;
-    hang-up) echo "power health" ;;
-    power-fault) echo "$_ztsim_power_faults" ;;
-    health-fault) echo "$_ztsim_health_faults" ;;
+    hang-up | "slow "* | "deaf "*) echo "power health" ;;
+    power-fault) echo "$_ztsim_power_faults none" ;;
+    health-fault) echo "$_ztsim_health_faults none" ;;
+    deaf) echo "on off" ;;
+    await | count | records) echo "power timeout propagation device health type" ;;
+    "await "*) echo "--wait --since-start" ;;
+    show | watch | list) echo "--json" ;;
     esac
+}
+
+# _ztsim_running COLUMN: of the devices that run, the processes or the names.
+_ztsim_running()
+{
+    "${COMP_WORDS[0]}" ctl list 2>/dev/null | cut -d ' ' -f "$1" | grep -vx -e -
 }
 
 _ztsim()
@@ -41,8 +52,12 @@ _ztsim()
 
     if [ "${COMP_WORDS[1]}" = ctl ] && [ "$COMP_CWORD" -gt 1 ]; then
         local start=2
-        [ "${COMP_WORDS[2]}" = --pid ] && start=4
-        if [ "$COMP_CWORD" -ge "$start" ]; then
+        [[ ${COMP_WORDS[2]} == --pid || ${COMP_WORDS[2]} == --name ]] && start=4
+        if [ "$start$before" = 4--pid ]; then
+            words=$(_ztsim_running 1)
+        elif [ "$start$before" = 4--name ]; then
+            words=$(_ztsim_running 2)
+        elif [ "$COMP_CWORD" -ge "$start" ]; then
             words=$(_ztsim_ctl "${COMP_WORDS[@]:start:COMP_CWORD-start}")
         fi
     else
@@ -56,7 +71,9 @@ _ztsim()
         --power-fault) words=${_ztsim_power_faults// /@ }@ ;;
         --health-fault) words=${_ztsim_health_faults// /@ }@ ;;
         --eeprom) words="open locked absent" ;;
-        *) words="--verbose --no-eth0 --script --record --no-power-daemon --power-state --power-timeout
+        --name | --ready-fd | --seed) ;;
+        --speed) words="0 1 10 100" ;;
+        *) words="--verbose --name --ready-fd --no-eth0 --script --speed --record --seed --no-power-daemon --power-state --power-timeout
             --propagation-time --device --power-fault --power-away --no-health-daemon --identity --health-field
             --eeprom --health-fault --health-away --help --version --"
             [ "$COMP_CWORD" -eq 1 ] && words="ctl $words" ;;
