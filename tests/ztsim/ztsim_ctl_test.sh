@@ -28,6 +28,22 @@ ztsim_says_nothing_of_being_ready_where_it_fails()
         $'ztsim: cannot say that the device is ready: Bad file descriptor\nran'
 }
 
+ztsim_ends_with_its_lifeline()
+{
+    expect_eq "$(python3 -c '
+import os, subprocess, sys
+reading, writing = os.pipe()
+device = subprocess.Popen([sys.argv[1], "--lifeline-fd", str(reading), "--", "sh", "-c",
+                           "echo ready $(ls /proc/self/fd | wc -l); exec sleep infinity"],
+                          stdout=subprocess.PIPE, text=True, pass_fds=[reading])
+os.close(reading)
+print(device.stdout.readline(), end="")
+os.write(writing, b"more")
+print(device.poll())
+os.close(writing)
+print(device.stdout.read() + str(device.wait()))' "$ztsim")" $'ready 4\nNone\n125'
+}
+
 ztsim_refuses_wrong_names()
 {
     local name

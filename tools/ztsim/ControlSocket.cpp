@@ -108,6 +108,7 @@ connectToDevices(boost::asio::io_context& context,
         }
     }
     std::vector<ReachedDevice> list;
+    list.reserve(devices.size());
     for (auto& device : devices) {
         list.push_back(std::move(device.second));
     }

@@ -95,7 +95,7 @@ int runDevice(const Options& options)
 
 Device::Device(const Options& options, const Inside& inside)
     : options(options), outside(context, {}, inside.outside),
-      childSignals(context, openChildSignals()), journal(inside.record),
+      childSignals(context, openChildSignals()), lifeline(context), journal(inside.record),
       eeprom(context, options.eeprom), simulated{options.name,       journal, eeprom,
                                                  !options.noNetwork, {},      {}},
       control(context, simulated, options.verbose),
@@ -124,6 +124,7 @@ int Device::run()
     sayReady();
     if (start()) {
         passSignals();
+        watchLifeline();
         reapChildren();
         context.run();
     }
@@ -169,6 +170,24 @@ void Device::passSignals()
                             });
 }
 
+void Device::watchLifeline()
+{
+    if (options.lifeline < 0) {
+        return;
+    }
+    if (!lifeline.is_open()) {
+        lifeline.assign(options.lifeline);
+    }
+    lifeline.async_read_some(boost::asio::buffer(&unused, sizeof unused),
+                             [this](const auto& error, std::size_t) {
+                                 if (error) {
+                                     context.stop();
+                                     return;
+                                 }
+                                 watchLifeline();
+                             });
+}
+
 void Device::reapChildren()
 {
     int status = 0;
@@ -191,8 +210,8 @@ void Device::reapChildren()
 int runInside(const Options& options)
 {
     const Inside& inside = *options.inside;
-    for (const int file :
-         {inside.outside, inside.control, inside.script, inside.record, options.readyFile}) {
+    for (const int file : {inside.outside, inside.control, inside.script, inside.record,
+                           options.readyFile, options.lifeline}) {
         ::fcntl(file, F_SETFD, FD_CLOEXEC);
     }
     ::dup2(inside.errors, STDERR_FILENO);

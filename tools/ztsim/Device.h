@@ -32,6 +32,7 @@ private:
     void sayReady() const;
     bool start();
     void passSignals();
+    void watchLifeline();
     void reapChildren();
 
     const Options& options;
@@ -39,6 +40,8 @@ private:
     boost::asio::local::stream_protocol::socket outside;
     boost::asio::posix::stream_descriptor childSignals;
     signalfd_siginfo childSignal{};
+    boost::asio::posix::stream_descriptor lifeline;
+    char unused = 0; ///< came by the lifeline
     Journal journal;
     Eeprom eeprom;
     Simulated simulated;

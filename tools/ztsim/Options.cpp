@@ -220,6 +220,7 @@ private:
     std::string explain(const CLI::ParseError& error) const;
     void addInside();
     void addControlOptions();
+    void addDescriptor(const std::string& name, int& target, const std::string& description);
     void addPowerOptions();
     void addHealthOptions();
     void addFaultOptions(const std::string& daemon, const char* group, DaemonOptions& settings,
@@ -271,16 +272,10 @@ void CommandLine::addControlOptions()
     app.add_option("--name", options.name, "The name of the device, for ztsim ctl --name")
         ->type_name("NAME")
         ->check(checkName);
-    app.add_option_function<std::string>(
-           "--ready-fd",
-           [this](const auto& text) {
-               options.readyFile = tools::parseNumber("--ready-fd", text, 3, INT32_MAX);
-               if (!options.inside && ::fcntl(options.readyFile, F_SETFD, FD_CLOEXEC) < 0) {
-                   throw CLI::ValidationError("--ready-fd", text + ": " + std::strerror(errno));
-               }
-           },
-           "Write the line \"ready\" into that file descriptor once the daemons listen")
-        ->type_name("FD");
+    addDescriptor("--ready-fd", options.readyFile,
+                  "Write the line \"ready\" into that file descriptor once the daemons listen");
+    addDescriptor("--lifeline-fd", options.lifeline,
+                  "End the device when that file descriptor, of a pipe, comes to its end");
     tools::addNumber(
         app, "--speed", options.speed, 0.0, 1000.0,
         "How fast the time of the script runs; 1 by default, and with 0 no line waits\n"
@@ -289,6 +284,22 @@ void CommandLine::addControlOptions()
     tools::addNumber(app, "--seed", options.seed, 0U, UINT32_MAX,
                      "Another one picks other records for the faults by chance; 1 by default")
         ->type_name("N");
+}
+
+/// Within the device it has the same number.
+void CommandLine::addDescriptor(const std::string& name, int& target,
+                                const std::string& description)
+{
+    app.add_option_function<std::string>(
+           name,
+           [this, name, &target](const auto& text) {
+               target = tools::parseNumber(name, text, 3, INT32_MAX);
+               if (!options.inside && ::fcntl(target, F_SETFD, FD_CLOEXEC) < 0) {
+                   throw CLI::ValidationError(name, text + ": " + std::strerror(errno));
+               }
+           },
+           description)
+        ->type_name("FD");
 }
 
 /// The files are opened outside, where all of them can be seen.

@@ -33,6 +33,7 @@ struct Options {
     Eeprom::State eeprom = Eeprom::State::Open;
     bool noNetwork = false;
     std::string name;       ///< of the device, for "ztsim ctl"; may be empty
+    int lifeline = -1;      ///< its end is the end of the device
     int readyFile = -1;     ///< where to say that the daemons listen
     double speed = 1;       ///< of the script
     std::uint32_t seed = 1; ///< of the faults that chance picks

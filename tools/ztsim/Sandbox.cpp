@@ -152,8 +152,10 @@ Invocation sandbox(const Options& options, const Channels& channels)
                            options.scriptFile, options.recordFile}) {
         invocation.addFile(file);
     }
-    if (options.readyFile >= 0) {
-        invocation.files.push_back(options.readyFile);
+    for (const int file : {options.readyFile, options.lifeline}) {
+        if (file >= 0) {
+            invocation.files.push_back(file);
+        }
     }
     for (const std::string& field : options.fields) {
         invocation.add({"--health-field=" + field});
@@ -303,9 +305,8 @@ int runOutside(const Options& options, int argc, char** argv)
     const Channels channels(options.name);
     const pid_t sandbox = startSandbox(options, channels, argc, argv);
     channels.closeFarEnds();
-    if (options.readyFile >= 0) {
-        ::close(options.readyFile);
-    }
+    ::close(options.readyFile); // -1 does no harm
+    ::close(options.lifeline);
     const int status = passSignals(awaited, channels.device, sandbox);
     takeBackTerminal();
     if (const auto exitCode = receiveExitCode(channels.device)) {
