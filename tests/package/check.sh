@@ -6,6 +6,7 @@ cd "$(dirname "$0")/../.."
 
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
+here=$PWD/build/release/bin # its ztsim runs what is for the device, too
 emulator=(qemu-arm -L build/armhf-sysroot)
 cross=(--toolchain "$PWD/cmake/armhf.cmake")
 
@@ -52,13 +53,15 @@ unpack() {
 
 check_here() {
     by_cmake "$1"
+    ctest --test-dir "$scratch/cmake" --no-tests=error --output-on-failure >/dev/null
     prints "$scratch/cmake/consumer"
     by_pkg_config "$1" g++
     prints "$scratch/pkg-config"
 }
 
 check_device() {
-    by_cmake "$1" "${cross[@]}"
+    PATH=$here:$PATH by_cmake "$1" "${cross[@]}" "-DCMAKE_CROSSCOMPILING_EMULATOR=qemu-arm;-L;$PWD/build/armhf-sysroot"
+    ctest --test-dir "$scratch/cmake" --no-tests=error --output-on-failure >/dev/null
     prints "${emulator[@]}" "$scratch/cmake/consumer"
     by_pkg_config "$1" arm-linux-gnueabihf-g++ --sysroot=build/armhf-sysroot
     prints "${emulator[@]}" "$scratch/pkg-config"
