@@ -94,6 +94,15 @@ if(ZT_INSTALLED_TOOLS)
     if(ztsim IN_LIST ZT_INSTALLED_TOOLS)
         set(CPACK_ZT_TOOLS_DEPENDS bubblewrap)
     endif()
+    if(ztsim IN_LIST ZT_INSTALLED_TOOLS AND NOT CMAKE_CROSSCOMPILING)
+        zt_package(python python3-ztsim python
+            "operating-system layer of an embedded device (tests in Python)"
+            ${about}
+            "This package contains what drives a simulated device from tests in"
+            "Python, and a plugin for pytest.")
+        set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
+        set(CPACK_ZT_PYTHON_DEPENDS "python3 (>= 3.8), ztapi-os-abs-tools (>= ${PROJECT_VERSION})")
+    endif()
 endif()
 
 include(CPack)

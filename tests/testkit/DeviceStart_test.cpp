@@ -109,9 +109,9 @@ TEST_F(DeviceStart, MovesTheDevice)
 TEST_F(DeviceStart, SaysWhatIsMissing)
 {
     ::setenv("ZTSIM", "/nonesuch", 1);
-    EXPECT_EQ(errorOf([] { ztsim::Device::start({"true"}); }),
-              "cannot run /nonesuch: No such file or directory: put the folder of ztsim on the "
-              "PATH, or set ZTSIM to its path");
+    EXPECT_EQ(
+        errorOf([] { ztsim::Device::start({"true"}); }),
+        "cannot run /nonesuch: put the folder of ztsim on the PATH, or set ZTSIM to its path");
     ::setenv("ZTSIM", ZTSIM_PATH, 1);
     EXPECT_EQ(
         errorOf([] { ztsim::Device::start({"true"}, {"--bogus"}); }),

@@ -14,6 +14,8 @@
 namespace ztsim {
 namespace {
 
+const int NOT_FOUND = 127; ///< the exit code of what is spawned where an emulator hides why
+
 /// Both of its ends are closed in what others start.
 struct Pipe {
     int reading;
@@ -70,11 +72,12 @@ Process startProcess(const std::vector<std::string>& options,
         return {pid, lifeline.writing};
     }
     ::close(lifeline.writing);
-    if (error != 0) {
-        throw Error("cannot run " + words.front() + ": " + std::strerror(error) +
+    const int exitCode = error == 0 ? awaitProcess(pid) : NOT_FOUND;
+    if (exitCode == NOT_FOUND) {
+        throw Error("cannot run " + words.front() +
                     ": put the folder of ztsim on the PATH, or set ZTSIM to its path");
     }
-    throw Error("ztsim ended with " + std::to_string(awaitProcess(pid)) +
+    throw Error("ztsim ended with " + std::to_string(exitCode) +
                 " before its device was ready: see what it says on standard error");
 }
 
