@@ -68,12 +68,19 @@ TEST_F(DeviceStart, EndsTheDeviceWithTheObject)
 {
     const std::string name = "ended-" + std::to_string(::getpid());
     int ends[2];
-    ASSERT_EQ(::pipe(ends), 0);
+    ASSERT_EQ(::pipe2(ends, O_NONBLOCK), 0);
+    pid_t child = -1;
     {
         const auto device = ztsim::Device::start({"sleep", "infinity"}, {"--name", name});
         EXPECT_EQ(ztsim::Device(name).powerState(), 0U);
         ::close(ends[1]);
+        child = ::fork(); // has inherited what the object has open
+        if (child == 0) {
+            ::pause();
+        }
     }
+    ::kill(child, SIGKILL);
+    ::waitpid(child, nullptr, 0);
     char byte = 0;
     EXPECT_EQ(::read(ends[0], &byte, 1), 0) << "a process of the device is left";
     ::close(ends[0]);

@@ -32,16 +32,15 @@ ztsim_ends_with_its_lifeline()
 {
     expect_eq "$(python3 -c '
 import os, subprocess, sys
-reading, writing = os.pipe()
-device = subprocess.Popen([sys.argv[1], "--lifeline-fd", str(reading), "--", "sh", "-c",
-                           "echo ready $(ls /proc/self/fd | wc -l); exec sleep infinity"],
-                          stdout=subprocess.PIPE, text=True, pass_fds=[reading])
-os.close(reading)
-print(device.stdout.readline(), end="")
-os.write(writing, b"more")
-print(device.poll())
-os.close(writing)
-print(device.stdout.read() + str(device.wait()))' "$ztsim")" $'ready 4\nNone\n125'
+for end in os.close, lambda writing: os.write(writing, b"end"):
+    reading, writing = os.pipe()
+    device = subprocess.Popen([sys.argv[1], "--lifeline-fd", str(reading), "--", "sh", "-c",
+                               "echo ready $(ls /proc/self/fd | wc -l); exec sleep infinity"],
+                              stdout=subprocess.PIPE, text=True, pass_fds=[reading])
+    os.close(reading)
+    print(device.stdout.readline(), device.poll())
+    end(writing)
+    print(device.wait(), device.stdout.read())' "$ztsim")" $'ready 4\n None\n125 \nready 4\n None\n125 '
 }
 
 ztsim_refuses_wrong_names()

@@ -175,17 +175,9 @@ void Device::watchLifeline()
     if (options.lifeline < 0) {
         return;
     }
-    if (!lifeline.is_open()) {
-        lifeline.assign(options.lifeline);
-    }
-    lifeline.async_read_some(boost::asio::buffer(&unused, sizeof unused),
-                             [this](const auto& error, std::size_t) {
-                                 if (error) {
-                                     context.stop();
-                                     return;
-                                 }
-                                 watchLifeline();
-                             });
+    lifeline.assign(options.lifeline);
+    lifeline.async_wait(boost::asio::posix::stream_descriptor::wait_read,
+                        [this](const auto&) { context.stop(); });
 }
 
 void Device::reapChildren()

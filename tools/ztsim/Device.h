@@ -41,7 +41,6 @@ private:
     boost::asio::posix::stream_descriptor childSignals;
     signalfd_siginfo childSignal{};
     boost::asio::posix::stream_descriptor lifeline;
-    char unused = 0; ///< came by the lifeline
     Journal journal;
     Eeprom eeprom;
     Simulated simulated;

@@ -275,7 +275,7 @@ void CommandLine::addControlOptions()
     addDescriptor("--ready-fd", options.readyFile,
                   "Write the line \"ready\" into that file descriptor once the daemons listen");
     addDescriptor("--lifeline-fd", options.lifeline,
-                  "End the device when that file descriptor, of a pipe, comes to its end");
+                  "End the device when something comes from that file descriptor, or its end");
     tools::addNumber(
         app, "--speed", options.speed, 0.0, 1000.0,
         "How fast the time of the script runs; 1 by default, and with 0 no line waits\n"

@@ -4,7 +4,7 @@
 #include "Process.h"
 
 #include <algorithm>
-#include <csignal>
+#include <cerrno>
 #include <iterator>
 #include <sstream>
 #include <sys/socket.h>
@@ -168,14 +168,17 @@ int Device::wait()
 
 void Device::end() noexcept
 {
-    if (pid >= 0) {
-        ::kill(pid, SIGKILL);
-        ::waitpid(pid, nullptr, 0);
-        pid = -1;
-    }
     if (lifeline >= 0) {
+        // The byte reaches it even if somebody has inherited this end.
+        while (::send(lifeline, "", 1, MSG_NOSIGNAL) < 0 && errno == EINTR) {
+        }
         ::close(lifeline);
         lifeline = -1;
+    }
+    if (pid >= 0) {
+        while (::waitpid(pid, nullptr, 0) < 0 && errno == EINTR) {
+        }
+        pid = -1;
     }
 }
 

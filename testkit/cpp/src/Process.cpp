@@ -8,6 +8,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <spawn.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -27,6 +28,16 @@ Pipe openPipe()
     int ends[2];
     if (::pipe2(ends, O_CLOEXEC) < 0) {
         throw Error(std::string("cannot make a pipe: ") + std::strerror(errno));
+    }
+    return {ends[0], ends[1]};
+}
+
+/// Of sockets, for a write to a pipe that nobody reads raises a signal.
+Pipe openLifeline()
+{
+    int ends[2];
+    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) < 0) {
+        throw Error(std::string("cannot make a pair of sockets: ") + std::strerror(errno));
     }
     return {ends[0], ends[1]};
 }
@@ -54,7 +65,7 @@ Process startProcess(const std::vector<std::string>& options,
 {
     const char* const given = std::getenv("ZTSIM");
     const Pipe ready = openPipe();
-    const Pipe lifeline = openPipe();
+    const Pipe lifeline = openLifeline();
     std::vector<std::string> words = {given == nullptr ? "ztsim" : given, "--ready-fd",
                                       std::to_string(ready.writing), "--lifeline-fd",
                                       std::to_string(lifeline.reading)};

@@ -184,12 +184,15 @@ class OwnDevice(Device):
 
     def end(self) -> None:
         """Kills all on the device."""
-        if self.process is not None:
-            self.process.kill()
-            self.process.wait()
         if self._lifeline >= 0:
+            try:
+                os.write(self._lifeline, b"\0")  # reaches it even if somebody has inherited this end
+            except BrokenPipeError:
+                pass
             os.close(self._lifeline)
             self._lifeline = -1
+        if self.process is not None:
+            self.process.wait()
 
     def _where(self) -> str:
         if self.process is None:

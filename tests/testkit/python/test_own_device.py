@@ -12,12 +12,9 @@ import ztsim
 POWER = os.path.join(os.path.dirname(__file__), "../../ztsim/power.py")
 
 
-def say(*records: str) -> "list[str]":
-    return ["/usr/bin/python3", POWER, *records]
-
-
 def test_a_program_runs_on_the_device_of_the_fixture(device):
-    program = device.start(*say("0,2?", "9,5?"), stdout=subprocess.PIPE, text=True)
+    saying = 'python3 "$0" "0,2?" "9,5?"; exec cat'
+    program = device.start("sh", "-c", saying, POWER, stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
     device.await_record("timeout 2")
     device.await_record("power 5 .")
     assert program.communicate()[0] == "2\n11\n"
