@@ -26,10 +26,10 @@ public:
 
     std::string say(const std::string& request)
     {
-        auto reached = ztsim::connectToDevices(
-            context, [](pid_t pid, const std::string&) { return pid == ::getpid(); });
+        const auto reached =
+            ztsim::findDevices([](pid_t pid, const std::string&) { return pid == ::getpid(); });
         require(reached.size() == 1, "the device is there");
-        const int client = reached.front().socket.native_handle();
+        const int client = ztsim::connectToDevice(reached.front().address);
         require(::send(client, request.data(), request.size(), MSG_NOSIGNAL) ==
                     static_cast<ssize_t>(request.size()),
                 "the request is taken");
@@ -40,7 +40,9 @@ public:
             journal.addRecord(record, nullptr);
             context.poll();
         }
-        return readAll(client);
+        const std::string answer = readAll(client);
+        ::close(client);
+        return answer;
     }
 
     void play(const std::string& text)

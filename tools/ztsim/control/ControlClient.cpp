@@ -28,6 +28,7 @@ namespace {
 using Stream = boost::asio::local::stream_protocol;
 
 constexpr int TOO_LATE = 3; ///< the exit code
+constexpr const char* ENDED = "the device has ended";
 
 constexpr const char* ABOUT_CTL =
     "Says a command to a running device: from another terminal of the same user, or on the device.";
@@ -106,14 +107,17 @@ std::string commandLineOf(pid_t pid)
 
 Stream::socket connect(boost::asio::io_context& context, const Target& target)
 {
-    auto devices = connectToDevices(context, [&target](pid_t pid, const std::string& name) {
-        return target.matches(pid, name);
-    });
+    const auto devices = findDevices(
+        [&target](pid_t pid, const std::string& name) { return target.matches(pid, name); });
     if (devices.empty()) {
         throw std::runtime_error(target.missing());
     }
     if (devices.size() == 1) {
-        return std::move(devices.front().socket);
+        const int device = connectToDevice(devices.front().address);
+        if (device < 0) {
+            throw std::runtime_error(ENDED);
+        }
+        return {context, Stream(), device};
     }
     std::string list;
     for (const ReachedDevice& device : devices) {
@@ -132,10 +136,9 @@ void printLine(const std::string& line)
 
 void list(bool inJson)
 {
-    boost::asio::io_context context;
     Json array = Json::array();
     for (const ReachedDevice& device :
-         connectToDevices(context, [](pid_t, const std::string&) { return true; })) {
+         findDevices([](pid_t, const std::string&) { return true; })) {
         if (inJson) {
             array.push_back({{"pid", device.pid},
                              {"name", device.name.empty() ? Json() : Json(device.name)},
@@ -184,7 +187,7 @@ int tell(const Target& target, const std::vector<std::string>& words)
     char outcome = 0;
     boost::system::error_code ended;
     if (boost::asio::read(device, boost::asio::buffer(&outcome, 1), ended) == 0) {
-        throw std::runtime_error("the device has ended");
+        throw std::runtime_error(ENDED);
     }
     if (outcome == Session::DONE) {
         receiveLines(device, printLine);

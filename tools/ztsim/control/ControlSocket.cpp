@@ -12,12 +12,9 @@
 #include <string>
 #include <sys/socket.h>
 #include <unistd.h>
-#include <utility>
 
 namespace ztsim {
 namespace {
-
-using Stream = boost::asio::local::stream_protocol;
 
 std::string addressPrefix()
 {
@@ -54,12 +51,10 @@ std::optional<Address> parseAddress(const std::string& rest)
 /// both.
 void refuseTakenName(const std::string& name)
 {
-    boost::asio::io_context context;
     const pid_t self = ::getpid();
-    const auto others =
-        connectToDevices(context, [self, &name](pid_t pid, const std::string& other) {
-            return pid != self && other == name;
-        });
+    const auto others = findDevices([self, &name](pid_t pid, const std::string& other) {
+        return pid != self && other == name;
+    });
     if (!others.empty()) {
         throw std::runtime_error("there is a device named " + name + " already, of process " +
                                  std::to_string(others.front().pid));
@@ -81,8 +76,7 @@ int listenForControl(const std::string& name)
 }
 
 std::vector<ReachedDevice>
-connectToDevices(boost::asio::io_context& context,
-                 const std::function<bool(pid_t, const std::string& name)>& isWanted)
+findDevices(const std::function<bool(pid_t, const std::string& name)>& isWanted)
 {
     const std::string prefix = addressPrefix();
     std::map<pid_t, ReachedDevice> devices;
@@ -91,28 +85,35 @@ connectToDevices(boost::asio::io_context& context,
         const auto found = line.find(" @" + prefix);
         const std::string rest =
             found == std::string::npos ? "" : line.substr(found + 2 + prefix.size());
-        const auto address = parseAddress(rest);
-        if (!address || !isWanted(address->pid, address->name) ||
-            devices.count(address->pid) != 0) { // each connection is listed, too
+        const auto parsed = parseAddress(rest);
+        if (!parsed || !isWanted(parsed->pid, parsed->name) ||
+            devices.count(parsed->pid) != 0) { // each connection is listed, too
             continue;
         }
-        std::string path(1, '\0');
-        path.append(prefix).append(rest);
-        const int device = connectTo({path});
+        std::string address(1, '\0');
+        address.append(prefix).append(rest);
+        const int device = connectToDevice(address);
         if (device >= 0) {
-            Stream::socket socket(context, Stream(), device);
-            if (isOfThisUser(device)) {
-                devices.emplace(address->pid,
-                                ReachedDevice{address->pid, address->name, std::move(socket)});
-            }
+            ::close(device);
+            devices.emplace(parsed->pid, ReachedDevice{parsed->pid, parsed->name, address});
         }
     }
     std::vector<ReachedDevice> list;
     list.reserve(devices.size());
-    for (auto& device : devices) {
-        list.push_back(std::move(device.second));
+    for (const auto& device : devices) {
+        list.push_back(device.second);
     }
     return list;
+}
+
+int connectToDevice(const std::string& address)
+{
+    const int device = connectTo({address});
+    if (device >= 0 && !isOfThisUser(device)) {
+        ::close(device);
+        return -1;
+    }
+    return device;
 }
 
 bool isOfThisUser(int socket)

@@ -1,8 +1,6 @@
 #ifndef ZTSIM_CONTROLSOCKET_H
 #define ZTSIM_CONTROLSOCKET_H
 
-#include <boost/asio/local/stream_protocol.hpp>
-
 #include <functional>
 #include <string>
 #include <sys/types.h>
@@ -23,14 +21,16 @@ int listenForControl(const std::string& name);
 struct ReachedDevice {
     pid_t pid; ///< of its ztsim
     std::string name;
-    boost::asio::local::stream_protocol::socket socket;
+    std::string address; ///< with its NUL
 };
 
 /// Those of this user, as far as they are wanted, by the numbers of their processes. The addresses
 /// of others, whatever they look like, are passed over.
 std::vector<ReachedDevice>
-connectToDevices(boost::asio::io_context& context,
-                 const std::function<bool(pid_t, const std::string& name)>& isWanted);
+findDevices(const std::function<bool(pid_t, const std::string& name)>& isWanted);
+
+/// A connection, which does not wait; -1 unless a device of this user is there.
+int connectToDevice(const std::string& address);
 
 /// Whether the other end belongs to this user. Anybody can connect to an abstract address.
 bool isOfThisUser(int socket);

@@ -38,7 +38,7 @@ void Session::read(const std::function<void(std::vector<std::string>)>& take)
         });
 }
 
-void Session::end(Outcome outcome, const std::vector<std::string>& lines)
+void Session::end(char outcome, const std::vector<std::string>& lines)
 {
     ended = true;
     timer.cancel();

@@ -20,16 +20,18 @@ public:
     using Socket = boost::asio::local::stream_protocol::socket;
 
     /// What an answer begins with.
-    enum Outcome : char { DONE = '0', REFUSED = '1', TOO_LATE = '3' };
+    static constexpr char DONE = '0';
+    static constexpr char REFUSED = '1';
+    static constexpr char TOO_LATE = '3';
 
-    explicit Session(Socket socket);
+    explicit Session(Socket given);
 
     /// Hands on the words that have come when all have; none if nothing has, for then it has only
     /// been looked whether this is a device.
     void read(const std::function<void(std::vector<std::string>)>& take);
 
     /// An answer, and the end.
-    void end(Outcome outcome, const std::vector<std::string>& lines = {});
+    void end(char outcome, const std::vector<std::string>& lines = {});
 
     /// An answer that never ends: begins it, and goes on with it. Who does not read it is left.
     void begin();

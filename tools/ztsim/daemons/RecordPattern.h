@@ -11,7 +11,7 @@ namespace ztsim {
 class RecordPattern {
 public:
     /// Throws std::invalid_argument for a first word that no record has.
-    explicit RecordPattern(std::vector<std::string> words);
+    explicit RecordPattern(std::vector<std::string> given);
 
     bool matches(const std::string& record) const;
 
