@@ -16,6 +16,19 @@ ztsim_says_when_its_daemons_listen()
         7<>"$scratch/ready")" $'ready\n3'
 }
 
+ztsim_closes_the_descriptor_when_it_has_said_that_it_is_ready()
+{
+    expect_eq "$(python3 -c '
+import os, subprocess, sys
+reading, writing = os.pipe()
+device = subprocess.Popen([sys.argv[1], "--ready-fd", str(writing), "--", "cat"], stdin=subprocess.PIPE,
+                          pass_fds=[writing])
+os.close(writing)
+print(os.read(reading, 100), os.read(reading, 100), device.poll())
+device.stdin.close()
+print(device.wait())' "$ztsim")" $'b\'ready\\n\' b\'\' None\n0'
+}
+
 ztsim_says_nothing_of_being_ready_where_it_fails()
 {
     expect_eq "$("$ztsim" --ready-fd 7 --script <(echo 0 toast) -- true 7>&1 2>/dev/null)" ""
@@ -347,6 +360,23 @@ ztsim_waits_in_a_script_for_what_a_program_says()
         until [ "$(ztsim ctl power)" = 2 ]; do :; done
         ztsim ctl propagation; python3 "$0/power.py" 9,5 "8?" >/dev/null
         until [ "$(ztsim ctl propagation)" = 9 ]; do :; done; ztsim ctl power' "$here")" $'1\n0\n5'
+}
+
+ztsim_counts_the_time_of_a_script_from_the_end_of_a_wait()
+{
+    printf 'await power 5\n+0.4 power 2\n' >"$scratch/script"
+    expect_eq "$("$ztsim" --script "$scratch/script" -- python3 -c '
+import subprocess, sys, time
+def state():
+    return subprocess.check_output(["ztsim", "ctl", "power"])
+start = time.monotonic()
+while time.monotonic() < start + 0.5:
+    state()
+start = time.monotonic()
+subprocess.run(["python3", sys.argv[1], "9,5", "8?"], stdout=subprocess.DEVNULL)
+while state() != b"2\n":
+    pass
+print(time.monotonic() - start >= 0.4)' "$here/power.py")" True
 }
 
 ztsim_ends_a_script_when_the_time_of_a_wait_is_up()

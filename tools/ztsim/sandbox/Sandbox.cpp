@@ -306,7 +306,6 @@ int runOutside(const Options& options, int argc, char** argv)
     const pid_t sandbox = startSandbox(options, channels, argc, argv);
     channels.closeFarEnds();
     ::close(options.readyFile); // -1 does no harm
-    ::close(options.lifeline);
     const int status = passSignals(awaited, channels.device, sandbox);
     takeBackTerminal();
     if (const auto exitCode = receiveExitCode(channels.device)) {
