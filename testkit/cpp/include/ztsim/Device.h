@@ -13,12 +13,14 @@ namespace ztsim {
 /// Something could not be done; the text says what, and what to do about it.
 class Error : public std::runtime_error {
 public:
+    /// With that text.
     explicit Error(const std::string& text) : std::runtime_error(text) {}
 };
 
 /// The program has not said in time what was waited for.
 class NotSaid : public Error {
 public:
+    /// With that text.
     explicit NotSaid(const std::string& text) : Error(text) {}
 };
 
@@ -40,10 +42,15 @@ public:
     static Device start(const std::vector<std::string>& command,
                         const std::vector<std::string>& options = {});
 
+    /// Takes over the device, and what is to end with it.
     Device(Device&& other) noexcept;
+
+    /// The same.
     Device& operator=(Device&& other) noexcept;
     Device(const Device&) = delete;
     Device& operator=(const Device&) = delete;
+
+    /// Like end().
     ~Device();
 
     /// Waits for the end of the command, and returns the exit code as ztsim hands it over.
@@ -52,22 +59,44 @@ public:
     /// Kills all on a device that start() has made; does nothing to another.
     void end() noexcept;
 
+    /// The power state.
     unsigned int powerState() const;
+
+    /// Changes it, and clients hear of that.
     void powerState(unsigned int state);
+
+    /// The time-out of a power state.
     unsigned int timeout(unsigned int state) const;
+
+    /// Changes it, and clients hear of that.
     void timeout(unsigned int state, unsigned int value);
+
+    /// The propagation time of power state 2.
     unsigned int propagationTime() const;
+
+    /// Changes it, and clients hear of that.
     void propagationTime(unsigned int time);
+
+    /// The state of a device in low power.
     int deviceState(const std::string& name) const;
+
+    /// Changes it, and clients hear of that.
     void deviceState(const std::string& name, int state);
+
+    /// A health field, as a text.
     std::string healthField(const std::string& name) const;
+
+    /// Changes it; no client is told.
     void healthField(const std::string& name, const std::string& value);
 
+    /// The daemon closes all connections and stays away for a time.
     void hangUp(const std::string& daemon = "");
 
     /// A fault such as "silence", for the next record, "hang-up@timeout" or "unknown-type@10%", or
     /// "none" any more.
     void powerFault(const std::string& fault);
+
+    /// The same for the health-monitor daemon.
     void healthFault(const std::string& fault);
 
     /// From now on each record is handled so much later.
@@ -87,6 +116,8 @@ public:
 
     /// What the program has said, as far as it begins with these words.
     std::vector<std::string> records(const std::string& record = "any") const;
+
+    /// How many these are.
     std::size_t countRecords(const std::string& record = "any") const;
 
     /// All that there is, in JSON.
