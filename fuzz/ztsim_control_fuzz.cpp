@@ -40,7 +40,7 @@ public:
             journal.addRecord(record, nullptr);
             context.poll();
         }
-        const std::string answer = readAll(client);
+        std::string answer = readAll(client);
         ::close(client);
         return answer;
     }
