@@ -1,4 +1,4 @@
-cmake_policy(VERSION 3.25)
+cmake_policy(VERSION 3.21)
 include(${CMAKE_CURRENT_LIST_DIR}/ZTAPI_SimTargets.cmake)
 
 # One for the device does not run here.
