@@ -85,7 +85,8 @@ check_part() {
     cmake --build "$scratch/part" >/dev/null
     prints "$scratch/part/consumer"
     diff <(printf '%s\n' consumer libZTAPI_OS_ABS libZTAPI_Utility) \
-        <(find "$scratch/part" -executable -type f -not -path '*/CMakeFiles/*' -printf '%f\n' | cut -d . -f 1 | sort)
+        <(find "$scratch/part" -type f \( -executable -o -name '*.a' \) -not -path '*/CMakeFiles/*' -printf '%f\n' |
+            cut -d . -f 1 | sort)
     diff <(echo "  BUILD_SHARED_LIBS=OFF: ZTAPI OS_ABS is a shared library only") \
         <(cmake -S tests/package/subproject -B "$scratch/static" -DBUILD_SHARED_LIBS=OFF 2>&1 | grep BUILD_SHARED)
 }
