@@ -5,8 +5,8 @@ in their order, and compares what it says they print. Says what each command too
 A block in sh holds commands, one a line. A block in text is what the command before it prints. Any other
 block is the content of the file that the line before it names at its end.
 
-Then all else that it names has to be there: what its links and its indented commands lead to, and what it
-says that the examples print.
+Then all else has to be there that it names, or one of the pages that it leads to at once: what links and
+indented commands lead to, and what the examples print.
 """
 
 import glob
@@ -60,20 +60,22 @@ def follow(readme, folder):
                 file.write(content)
 
 
-def lacking(readme, folder):
-    """What it names and is not there. What another script builds may be in the working tree."""
-    prose = BLOCK.sub("", readme)
-    paths = re.findall(r"\]\(([^)#:]+)\)", prose)
+def lacking(page, folder):
+    """What a page names and is not there. What another script builds may be in the working tree."""
+    with open(os.path.join(folder, page), encoding="utf-8") as file:
+        prose = BLOCK.sub("", file.read())
+    here = os.path.dirname(page)
+    paths = [os.path.join(here, link) for link in re.findall(r"\]\(([^)#:]+)\)", prose)]
     paths += re.findall(r"^    (build/\S+)", prose, re.MULTILINE)
     paths += re.findall(r"`(build/[\w/]+)`", prose)
     for path in paths:
         if not any(os.path.exists(os.path.join(root, path)) for root in (folder, ROOT)):
-            yield path
+            yield f"{page}: {path}"
     printed = "".join(open(path, encoding="utf-8").read()
                       for path in glob.glob(f"{folder}/tests/examples/*.expected") +
                       glob.glob(f"{folder}/tests/examples/*.sh"))
-    for shown in re.findall(r"^\| \[.*\|(.*)\|$", prose, re.MULTILINE):
-        yield from (text for text in re.findall(r"`([^`]*)`", shown) if text not in printed)
+    for shown in re.findall(r"^\| \[.*\|.*\|(.*)\|$", prose, re.MULTILINE):
+        yield from (f"{page}: {text}" for text in re.findall(r"`([^`]*)`", shown) if text not in printed)
 
 
 def main():
@@ -83,9 +85,10 @@ def main():
         with open(os.path.join(clone, "README.md"), encoding="utf-8") as readme:
             text = readme.read()
         follow(text, clone)
-        missing = list(lacking(text, clone))
+        pages = ["README.md", *re.findall(r"\]\(([\w/.-]+\.md)\)", text)]
+        missing = [name for page in pages for name in lacking(page, clone)]
         if missing:
-            sys.exit(f"tests/readme.py: the README names what is not there: {missing}")
+            sys.exit(f"tests/readme.py: this is named and not there: {missing}")
 
 
 main()
