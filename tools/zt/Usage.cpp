@@ -40,9 +40,9 @@ std::vector<const CLI::App*> verbsOf(const CLI::App& app)
 void collectVerbs(const CLI::App& app, const std::string& call, std::vector<Verb>& verbs)
 {
     for (const CLI::App* const verb : verbsOf(app)) {
-        const std::string name = verb->get_name();
-        verbs.push_back({name, call + ' ' + name});
-        collectVerbs(*verb, verbs.back().call, verbs);
+        const std::string ownCall = call + (' ' + verb->get_name());
+        verbs.push_back({verb->get_name(), ownCall});
+        collectVerbs(*verb, ownCall, verbs);
     }
 }
 
