@@ -862,11 +862,19 @@ while struct.unpack(\"i\", fcntl.ioctl(int(sys.argv[1]), termios.FIONREAD, bytes
         $'= 0\nzt: listening on server\n0'
 }
 
-# Sanitizers need some descriptors themselves.
+# Sanitizers need some descriptors themselves, and one of them does not bear that none is left.
 few="ulimit -n 60"
+use_up_descriptors()
+{
+    if grep -q __ubsan "$(command -v zt)"; then
+        echo "left out: UndefinedBehaviorSanitizer itself needs file descriptors"
+        exit 77
+    fi
+}
 
 zt_ipc_goes_on_after_a_crowd()
 {
+    use_up_descriptors
     expect_eq "$(device "$listening
         listening sh -c '$few; exec zt ipc listen server'
         peer crowd server
@@ -1001,6 +1009,7 @@ zt_socket_listens_to_all_and_to_signals_while_one_floods()
 
 zt_socket_goes_on_after_a_crowd()
 {
+    use_up_descriptors
     expect_eq "$(device "$listening
         listening sh -c '$few; exec zt socket listen'
         peer crowd 15000
