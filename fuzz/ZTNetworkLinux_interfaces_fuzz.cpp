@@ -136,7 +136,8 @@ private:
     int tellHardwareAddress(ifreq& record)
     {
         require(question == names.size(), "the flags of all have been asked for");
-        const std::string wanted = name.size() < IFNAMSIZ ? name : "";
+        const bool canBeHad = name.size() < IFNAMSIZ && name.find('\0') == std::string::npos;
+        const std::string wanted = canBeHad ? name : "";
         require(fullName(record.ifr_name) == wanted + std::string(IFNAMSIZ - wanted.size(), '\0'),
                 "the name is the interface's, if one can have it");
         isAskedForHardware = true;
