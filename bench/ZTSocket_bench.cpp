@@ -172,7 +172,18 @@ public:
         require(nng_listen(socket, url.c_str(), nullptr, 0) == 0, "nng_listen");
     }
 
-    ~NngReceiver() { nng_close(socket); }
+    // nng_close() may hang while a message waits, or a connection is ending: what the sender, which
+    // has ended, left behind goes first.
+    ~NngReceiver()
+    {
+        nng_socket_set_ms(socket, NNG_OPT_RECVTIMEO, QUIET_MS);
+        char* record = nullptr;
+        std::size_t received = 0;
+        while (nng_recv(socket, &record, &received, NNG_FLAG_ALLOC) == 0) {
+            nng_free(record, received);
+        }
+        nng_close(socket);
+    }
 
     NngReceiver(const NngReceiver&) = delete;
     NngReceiver& operator=(const NngReceiver&) = delete;
@@ -189,6 +200,7 @@ public:
     }
 
 private:
+    static constexpr nng_duration QUIET_MS = 20;
     nng_socket socket{};
 };
 
