@@ -87,11 +87,12 @@ Readiness::Found Readiness::find()
     Found found;
     found.owners.reserve(static_cast<std::size_t>(end - events.begin()));
     std::for_each(events.begin(), end, [this, &found](const epoll_event& event) {
-        if (event.data.u64 == TIMER_TICKET) {
+        const std::uint64_t ticket = event.data.u64; // where it lies nothing may refer to it
+        if (ticket == TIMER_TICKET) {
             std::uint64_t expirations = 0;
             found.isLookDue = read(timer.number, &expirations, sizeof expirations) > 0;
         } else {
-            found.owners.push_back(tickets.at(event.data.u64));
+            found.owners.push_back(tickets.at(ticket));
         }
     });
     return found;
