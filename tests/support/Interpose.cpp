@@ -20,7 +20,7 @@
 bool isSanitizer(const void* address)
 {
     Dl_info info{};
-    return dladdr(address, &info) != 0 && std::strstr(info.dli_fname, "san.so") != nullptr;
+    return dladdr(address, &info) != 0 && std::strstr(info.dli_fname, "libclang_rt.") != nullptr;
 }
 
 // Defines the object that tests use and the C function that everybody calls, whose arguments come

@@ -3,6 +3,23 @@
 #include <dlfcn.h>
 #include <link.h>
 
+/// Whether AddressSanitizer forbids this byte; null without it.
+extern "C" int __asan_address_is_poisoned(const volatile void* address) __attribute__((weak));
+
+namespace {
+
+/// The end of a virtual table whose symbol ends there: AddressSanitizer puts a zone behind it that
+/// the symbol holds too.
+const char* endOfTable(const char* end)
+{
+    while (__asan_address_is_poisoned != nullptr && __asan_address_is_poisoned(end - 1) != 0) {
+        --end;
+    }
+    return end;
+}
+
+} // namespace
+
 std::size_t slotCount(const char* symbol)
 {
     const void* table = dlsym(RTLD_DEFAULT, symbol);
@@ -14,5 +31,6 @@ std::size_t slotCount(const char* symbol)
     }
     entry = static_cast<const ElfW(Sym)*>(extra);
     // The table begins with the offset to the complete object and the type information.
-    return entry->st_size / sizeof(void*) - 2;
+    const auto* begin = static_cast<const char*>(table);
+    return static_cast<std::size_t>(endOfTable(begin + entry->st_size) - begin) / sizeof(void*) - 2;
 }
