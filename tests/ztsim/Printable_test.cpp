@@ -1,4 +1,5 @@
 #include "common/Printable.h"
+#include "support/Emulation.h"
 
 #include <gtest/gtest.h>
 
@@ -79,6 +80,7 @@ TEST(Printable, EscapesTheBytesOfACharacterThatIsCutOff)
 
 TEST(Printable, TreatsEachCharacterThatUnicodeHasAccordingly)
 {
+    SKIP_UNDER_VALGRIND("they are more than a million");
     for (std::uint32_t codePoint = 0; codePoint < 0x110010; ++codePoint) {
         const std::string bytes = utf8(codePoint);
         const bool isKept =
