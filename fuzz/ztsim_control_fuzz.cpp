@@ -69,7 +69,7 @@ private:
 
     boost::asio::io_context context;
     ztsim::Journal journal{-1};
-    ztsim::Eeprom eeprom{context, ztsim::Eeprom::State::Absent};
+    ztsim::Eeprom eeprom{context, ztsim::Eeprom::State::Absent, ""};
     ztsim::Simulated simulated{"fuzzed", journal, eeprom, false, {}, {}};
     ztsim::Control control{context, simulated, false};
 };

@@ -36,7 +36,7 @@ ztsim_says_nothing_of_being_ready_where_it_fails()
     expect_failure 125 '--ready-fd: "2" is not in 3..2147483647; see ztsim --help' "$ztsim" --ready-fd 2 -- true
     expect_failure 125 "cannot set up the sandbox: *" env PATH="$scratch:$PATH" bash -c '
         printf "#!/bin/sh\necho no >&2; exit 1" >"$1/bwrap"; chmod +x "$1/bwrap"
-        "$0" --ready-fd 7 -- true 7>/dev/null' "$ztsim" "$scratch"
+        "$0" --way namespaces --ready-fd 7 -- true 7>/dev/null' "$ztsim" "$scratch"
     expect_eq "$("$ztsim" --ready-fd 7 -- echo ran 7</dev/null 2>&1)" \
         $'ztsim: cannot say that the device is ready: Bad file descriptor\nran'
 }

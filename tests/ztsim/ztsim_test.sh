@@ -147,7 +147,7 @@ ztsim_says_why_bubblewrap_failed()
     local reason='bwrap: No permissions to create a new namespace'
     fake_bwrap "echo '$reason' >&2; echo 'Try again' >&2; exit 1"
     expect_failure 125 "cannot set up the sandbox: $reason Try again (*user namespaces*chroot)" \
-        env PATH="$scratch:$PATH" "$ztsim" -- true
+        env PATH="$scratch:$PATH" "$ztsim" --way namespaces -- true
 }
 
 ztsim_does_not_take_the_exit_code_of_bubblewrap_for_that_of_the_command()
@@ -210,7 +210,7 @@ ztsim_says_that_it_is_in_a_chroot()
         mkdir -p "$root/var/run" "$root/sys/bus"
         mount -t proc proc "$root/proc"
         mount --rbind /dev "$root/dev"
-        run -- true')" \
+        run --way namespaces -- true')" \
         $'ztsim: cannot set up the sandbox in a chroot, where there are no user namespaces: run ztsim outside of it (bwrap: *)\n= 125'
 }
 

@@ -86,6 +86,19 @@ constexpr const char* FOOTER =
     "the folder of ztsim. What is written to drop_caches and compact_memory in /proc/sys/vm stays "
     "on the device.\n"
     "\n"
+    "Where namespaces are refused, as by Docker's default rules, there is as much of a device as "
+    "can "
+    "be\n"
+    "had without them. A line on standard error says so, unless --way has asked for it:\n"
+    "  namespaces  all that is said here\n"
+    "  preload     COMMAND runs as this user, among the processes and on the network of this\n"
+    "              machine, without the device's eth0. A preloaded library leads it from the\n"
+    "              device's paths to a folder that is removed in the end; it cannot serve static\n"
+    "              and setuid programs, which are refused, nor what makes its system calls itself\n"
+    "  machine     the same without a library: the sockets and the EEPROM's device are at their\n"
+    "              real paths, on this machine, and removed in the end. It is for root of a\n"
+    "              throw-away container, never chosen by itself, and overwrites nothing\n"
+    "\n"
     "Signals sent to ztsim are passed on to COMMAND, except for those of job control. When "
     "COMMAND\n"
     "ends, or ztsim is killed, all processes on the device are killed.\n"
@@ -99,6 +112,12 @@ const std::map<std::string, Eeprom::State> EEPROM_STATES{
     {"open", Eeprom::State::Open},
     {"locked", Eeprom::State::Locked},
     {"absent", Eeprom::State::Absent},
+};
+
+const std::map<std::string, Way> WAYS{
+    {"namespaces", Way::Namespaces},
+    {"preload", Way::Preload},
+    {"machine", Way::Machine},
 };
 
 class Formatter : public CLI::Formatter {
@@ -218,6 +237,7 @@ public:
 
 private:
     std::string explain(const CLI::ParseError& error) const;
+    void addWay();
     void addInside();
     void addControlOptions();
     void addDescriptor(const std::string& name, int& target, const std::string& description);
@@ -247,6 +267,7 @@ CommandLine::CommandLine(Options& options) : options(options)
         "Log each record received and sent, each fault, and each command of a script or of\n"
         "ztsim ctl, on stderr");
     app.add_flag("--no-eth0", options.noNetwork, "There is no eth0");
+    addWay();
     addInside();
     addControlOptions();
     addDialogueOptions();
@@ -256,14 +277,28 @@ CommandLine::CommandLine(Options& options) : options(options)
     addFaultOptions("health", HEALTH_GROUP, health, HealthDaemonOptions::FAULTS);
 }
 
+void CommandLine::addWay()
+{
+    app.add_option_function<std::string>(
+           "--way", [this](const auto& name) { options.way = WAYS.at(name); },
+           "How the device is set apart, see below; namespaces by default, or else preload")
+        ->check(CLI::IsMember(WAYS).description(""))
+        ->type_name("namespaces|preload|machine");
+}
+
 void CommandLine::addInside()
 {
-    app.add_option_function<std::vector<int>>(
+    app.add_option_function<std::vector<std::string>>(
            "--inside",
-           [this](const auto& files) {
-               options.inside = Inside{files[0], files[1], files[2], files[3], files[4]};
+           [this](const auto& words) {
+               const auto file = [&words](std::size_t index) {
+                   return tools::parseNumber<int>(words[index]);
+               };
+               options.inside =
+                   Inside{file(0), file(1), file(2), file(3), file(4), WAYS.at(words[5]), words[6]};
+               power.root = health.root = options.inside->root;
            })
-        ->expected(5)
+        ->expected(7)
         ->group("");
 }
 

@@ -4,6 +4,7 @@
 #include "Eeprom.h"
 #include "HealthDaemon.h"
 #include "PowerDaemon.h"
+#include "Way.h"
 
 #include <cstdint>
 #include <optional>
@@ -23,6 +24,8 @@ struct Inside {
     int control; ///< where it listens for "ztsim ctl"
     int script;  ///< the open files of --script and --record, or -1
     int record;
+    Way way;
+    std::string root; ///< the folder of the device's files without namespaces, or empty
 };
 
 struct Options {
@@ -32,6 +35,7 @@ struct Options {
 
     Eeprom::State eeprom = Eeprom::State::Open;
     bool noNetwork = false;
+    std::optional<Way> way; ///< unless ztsim is to choose
     std::string name;       ///< of the device, for "ztsim ctl"; may be empty
     int lifeline = -1;      ///< its end is the end of the device
     int readyFile = -1;     ///< where to say that the daemons listen

@@ -33,7 +33,7 @@ int main(int argc, char** argv)
             return ztsim::runControlClient(argc - 1, argv + 1);
         }
         const ztsim::Options options = ztsim::parseOptions(argc, argv);
-        return options.inside ? ztsim::runInside(options) : ztsim::runOutside(options, argc, argv);
+        return options.inside ? ztsim::runInside(options) : ztsim::runOutside(options, argv + 1);
     } catch (const std::exception& error) {
         ztsim::log(error.what());
         return ztsim::FAILED;

@@ -17,6 +17,10 @@ struct Address {
 /// Of the devices of this user that can be reached from here.
 std::vector<Address> findDevices();
 
+/// Whether this process is on that device, which has namespaces of its own or else says where it
+/// is.
+bool isHere(const Address& device);
+
 /// A connection to it; -1 unless a device of this user is there.
 int connectTo(const std::string& address);
 

@@ -120,7 +120,11 @@ unsigned int unsignedOf(const std::vector<std::string>& answer)
 
 Device::Device()
 {
-    const std::vector<Address> devices = findDevices();
+    std::vector<Address> devices = findDevices();
+    const auto here = std::find_if(devices.begin(), devices.end(), isHere);
+    if (here != devices.end()) {
+        devices = {*here};
+    }
     address = onlyOf(devices, "no device runs here: run this program by ztsim, or see "
                               "ztsim::Device::start()");
 }

@@ -23,6 +23,8 @@ class Device:
 
     def __init__(self, name: Optional[str] = None) -> None:
         found = [device for device in _protocol.find_devices() if name in (None, device.name)]
+        if name is None:
+            found = [device for device in found if _protocol.is_here(device)] or found
         if len(found) > 1:
             raise Error('several devices run here: give the name of one, "ztsim ctl list" has them')
         if not found:

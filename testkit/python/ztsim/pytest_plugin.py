@@ -18,7 +18,7 @@ def device(request: pytest.FixtureRequest) -> Iterator[Device]:
 
     Where pytest itself runs on a device (ztsim -- pytest) it is that one, for all tests.
     """
-    if any(found.pid == 1 for found in _protocol.find_devices()):
+    if any(_protocol.is_here(found) for found in _protocol.find_devices()):
         yield Device()
         return
     options = [option for mark in request.node.iter_markers("ztsim") for option in mark.args]

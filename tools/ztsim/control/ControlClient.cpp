@@ -3,6 +3,7 @@
 #include "Command.h"
 #include "Control.h"
 #include "ControlSocket.h"
+#include "DevicePaths.h"
 #include "Log.h"
 #include "Options.h"
 #include "State.h"
@@ -15,6 +16,7 @@
 #include <boost/asio/read_until.hpp>
 #include <boost/asio/write.hpp>
 
+#include <cstdlib>
 #include <fstream>
 #include <iostream>
 #include <optional>
@@ -68,6 +70,13 @@ std::string footer()
 struct Target {
     std::optional<pid_t> pid;
     std::optional<std::string> name;
+
+    /// Without namespaces the device that this process is on is one among others.
+    static Target usual()
+    {
+        const char* const own = std::getenv(DEVICE_VARIABLE);
+        return own == nullptr ? Target() : Target{tools::parseNumber<pid_t>(own), {}};
+    }
 
     bool matches(pid_t otherPid, const std::string& otherName) const
     {
@@ -246,7 +255,7 @@ int runControlClient(int argc, char** argv)
         list(*listing);
         return 0;
     }
-    return tell(target, app.remaining());
+    return tell(target.pid || target.name ? target : Target::usual(), app.remaining());
 }
 
 } // namespace ztsim

@@ -27,7 +27,7 @@ Daemon::Daemon(boost::asio::io_context& context, const Protocol& protocol, Daemo
 
 void Daemon::listen()
 {
-    acceptor.assign(Stream(), listenAt(protocol.path));
+    acceptor.assign(Stream(), listenAt(options.root + protocol.path));
     awaitClients();
 }
 
@@ -151,7 +151,7 @@ void Daemon::hangUp()
     if (!acceptor.is_open()) {
         return;
     }
-    ::unlink(protocol.path);
+    ::unlink((options.root + protocol.path).c_str());
     acceptor.close();
     for (const auto& client : clients) {
         client->close();

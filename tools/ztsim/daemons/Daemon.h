@@ -23,6 +23,7 @@ struct DaemonOptions {
     Faults faults;
     std::chrono::milliseconds away{300}; ///< after a hang-up
     bool verbose = false;
+    std::string root; ///< the folder below which the socket is; empty for the real path
 };
 
 /// What the daemons have in common: a socket, any number of clients that send records of one size
@@ -67,7 +68,7 @@ public:
 protected:
     struct Protocol {
         const char* name; ///< in the log
-        const char* path;
+        const char* path; ///< of the device
         std::size_t recordSize;
     };
 

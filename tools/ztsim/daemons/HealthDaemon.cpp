@@ -1,11 +1,12 @@
 #include "HealthDaemon.h"
 
+#include "DevicePaths.h"
+
 #include <cstring>
 
 namespace ztsim {
 namespace {
 
-constexpr const char* HEALTH_PATH = "/var/run/zthmd_api";
 constexpr std::size_t SHORT_HEALTH_SIZE = 6; // ends amid the payload
 constexpr std::uint32_t UNKNOWN_HEALTH_TYPE = 99;
 
@@ -13,7 +14,7 @@ constexpr std::uint32_t UNKNOWN_HEALTH_TYPE = 99;
 
 HealthDaemon::HealthDaemon(boost::asio::io_context& context, const HealthDaemonOptions& options,
                            Journal& journal)
-    : Daemon(context, {"health", HEALTH_PATH, sizeof(HealthRecord)}, options, journal),
+    : Daemon(context, {"health", HEALTH_SOCKET, sizeof(HealthRecord)}, options, journal),
       monitor(options.monitor)
 {}
 

@@ -1,11 +1,12 @@
 #include "PowerDaemon.h"
 
+#include "DevicePaths.h"
+
 #include <stdexcept>
 
 namespace ztsim {
 namespace {
 
-constexpr const char* POWER_PATH = "/var/run/ztpmd_api";
 constexpr std::size_t SHORT_POWER_SIZE = 20;
 constexpr std::uint32_t UNKNOWN_POWER_TYPE = 99;
 constexpr const char* UNKNOWN_DEVICE = "toaster";
@@ -14,7 +15,7 @@ constexpr const char* UNKNOWN_DEVICE = "toaster";
 
 PowerDaemon::PowerDaemon(boost::asio::io_context& context, const PowerDaemonOptions& options,
                          Journal& journal)
-    : Daemon(context, {"power", POWER_PATH, sizeof(PowerRecord)}, options, journal),
+    : Daemon(context, {"power", POWER_SOCKET, sizeof(PowerRecord)}, options, journal),
       manager(options.settings)
 {}
 

@@ -1,7 +1,11 @@
 #include "Device.h"
 
 #include "ControlSocket.h"
+#include "Descendants.h"
+#include "DevicePaths.h"
 #include "Log.h"
+#include "Place.h"
+#include "Preloading.h"
 #include "TextFile.h"
 
 #include <boost/asio/buffer.hpp>
@@ -14,6 +18,7 @@
 #include <exception>
 #include <fcntl.h>
 #include <filesystem>
+#include <optional>
 #include <spawn.h>
 #include <string>
 #include <sys/socket.h>
@@ -81,9 +86,40 @@ int exitCodeOf(int status)
     return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
 }
 
+bool hasNetwork(const Options& options)
+{
+    return options.inside->way == Way::Namespaces && !options.noNetwork;
+}
+
+/// What namespaces do by themselves.
+class Bare {
+public:
+    explicit Bare(const Options& options) : place(options.inside->root)
+    {
+        adoptOrphans();
+        ::setenv(DEVICE_VARIABLE, std::to_string(::getppid()).c_str(), 1);
+        if (options.inside->way == Way::Preload) {
+            preloadFor(place.root, *options.command);
+        }
+    }
+
+    ~Bare() { killDescendants(); }
+
+    Bare(const Bare&) = delete;
+    Bare& operator=(const Bare&) = delete;
+
+private:
+    const Place place;
+};
+
 int runDevice(const Options& options)
 {
     try {
+        completePath();
+        std::optional<Bare> bare;
+        if (options.inside->way != Way::Namespaces) {
+            bare.emplace(options);
+        }
         return Device(options, *options.inside).run();
     } catch (const std::exception& error) {
         log(error.what());
@@ -96,8 +132,8 @@ int runDevice(const Options& options)
 Device::Device(const Options& options, const Inside& inside)
     : options(options), outside(context, {}, inside.outside),
       childSignals(context, openChildSignals()), lifeline(context), journal(inside.record),
-      eeprom(context, options.eeprom), simulated{options.name,       journal, eeprom,
-                                                 !options.noNetwork, {},      {}},
+      eeprom(context, options.eeprom, inside.root), simulated{options.name,        journal, eeprom,
+                                                              hasNetwork(options), {},      {}},
       control(context, simulated, options.verbose),
       script(context, simulated, options.speed, options.verbose)
 {
@@ -111,11 +147,13 @@ Device::Device(const Options& options, const Inside& inside)
     if (options.health) {
         simulated.health.emplace(context, *options.health, journal);
     }
-    if (!options.noNetwork) {
+    if (hasNetwork(options)) {
         network.emplace();
     }
     control.listenOn(inside.control);
-    control.listenOn(listenForControl(options.name));
+    if (inside.way == Way::Namespaces) { // from where the outside cannot be reached
+        control.listenOn(listenForControl(options.name));
+    }
 }
 
 int Device::run()
@@ -144,7 +182,6 @@ void Device::sayReady() const
 
 bool Device::start()
 {
-    completePath();
     const bool interactive = options.isShell && ::isatty(STDIN_FILENO) == 1;
     if (interactive) {
         log("a shell on the simulated device; exit leaves it");
@@ -209,6 +246,7 @@ int runInside(const Options& options)
     ::dup2(inside.errors, STDERR_FILENO);
     ::close(inside.errors);
     const int reportFd = ::fcntl(inside.outside, F_DUPFD_CLOEXEC, 0);
+    ::send(reportFd, &BEGUN, sizeof BEGUN, MSG_NOSIGNAL);
     const auto code = static_cast<unsigned char>(runDevice(options));
     ::send(reportFd, &code, sizeof code, MSG_NOSIGNAL);
     return code;

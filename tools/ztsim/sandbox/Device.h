@@ -52,6 +52,9 @@ private:
     int exitCode = FAILED;
 };
 
+/// What the inside says first to the outside. There follows COMMAND's exit code.
+constexpr unsigned char BEGUN = 0;
+
 /// Runs COMMAND within the sandbox and tells the outside its exit code.
 int runInside(const Options& options);
 

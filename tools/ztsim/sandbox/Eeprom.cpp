@@ -1,37 +1,49 @@
 #include "Eeprom.h"
 
+#include "DevicePaths.h"
+
 #include <boost/asio/buffer.hpp>
 
 #include <filesystem>
 #include <fstream>
+#include <stdexcept>
 #include <sys/inotify.h>
 
 namespace ztsim {
 namespace {
 
-const std::filesystem::path ATTRIBUTE = "/sys/bus/i2c/devices/1-0050/app";
 constexpr std::uintmax_t WORD_SIZE = 4;
 
-void createFile(const std::filesystem::path& path)
+void createFile(const std::string& path)
 {
-    std::ofstream(path, std::ios::app); // NOLINT(bugprone-unused-raii)
+    if (!std::ofstream(path, std::ios::app)) {
+        throw std::runtime_error("cannot make " + path);
+    }
 }
 
 } // namespace
 
-Eeprom::Eeprom(boost::asio::io_context& context, State initial) : state(initial), watch(context)
+Eeprom::Eeprom(boost::asio::io_context& context, State initial, const std::string& root)
+    : device(root + EEPROM_DEVICE), attribute(root + EEPROM_ATTRIBUTE), state(initial),
+      watch(context)
 {
     if (state == State::Absent) {
         return;
     }
-    std::filesystem::create_directories(ATTRIBUTE.parent_path());
-    createFile(ATTRIBUTE);
     if (state == State::Open) {
-        createFile(DEVICE);
+        createFile(device);
+    }
+    std::error_code isMachine; // to whose /sys nothing can be added
+    std::filesystem::create_directories(std::filesystem::path(attribute).parent_path(), isMachine);
+    if (isMachine && state == State::Open) {
+        return;
+    }
+    createFile(attribute);
+    if (state == State::Open) {
         return;
     }
     watch.assign(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
-    ::inotify_add_watch(watch.native_handle(), ATTRIBUTE.c_str(), IN_CLOSE_WRITE);
+    ::inotify_add_watch(watch.native_handle(), attribute.c_str(), IN_CLOSE_WRITE);
     awaitWord();
 }
 
@@ -39,8 +51,8 @@ void Eeprom::awaitWord()
 {
     watch.async_read_some(boost::asio::buffer(events), [this](const auto& error, std::size_t) {
         std::error_code none;
-        if (!error && std::filesystem::file_size(ATTRIBUTE, none) == WORD_SIZE) {
-            createFile(DEVICE);
+        if (!error && std::filesystem::file_size(attribute, none) == WORD_SIZE) {
+            createFile(device);
             state = State::Open;
         } else if (!error) {
             awaitWord();
