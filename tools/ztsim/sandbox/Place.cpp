@@ -3,13 +3,13 @@
 #include "DevicePaths.h"
 
 #include <cerrno>
-#include <cstdlib>
-#include <cstring>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <random>
 #include <stdexcept>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
 #include <utility>
@@ -35,19 +35,26 @@ std::string temporaryFolder()
     return error || !isSuitable(folder) ? "/tmp" : folder.string();
 }
 
-/// With the folders of the device, and the files that the kernel has there.
-std::string makeRoot()
+/// Of a folder that is not there yet: nobody would remove it if ztsim were killed before the inside
+/// has begun.
+std::string newRoot()
 {
-    std::string root = temporaryFolder() + "/ztsim-XXXXXX";
-    if (::mkdtemp(root.data()) == nullptr) {
-        throw std::system_error(errno, std::generic_category(), "cannot make a folder " + root);
+    std::random_device random;
+    return temporaryFolder() + "/ztsim-" + std::to_string(::getpid()) + '-' +
+           std::to_string(random());
+}
+
+/// With the folders of the device, and the files that the kernel has there.
+void makeRoot(const std::string& root)
+{
+    if (::mkdir(root.c_str(), S_IRWXU) < 0) {
+        throw std::system_error(errno, std::generic_category(), "cannot make " + root);
     }
     for (const char* path : {POWER_SOCKET, EEPROM_DEVICE, EEPROM_ATTRIBUTE, DROP_CACHES}) {
         fs::create_directories(fs::path(root + path).parent_path());
     }
     std::ofstream(root + DROP_CACHES);    // NOLINT(bugprone-unused-raii)
     std::ofstream(root + COMPACT_MEMORY); // NOLINT(bugprone-unused-raii)
-    return root;
 }
 
 /// The lock goes with the descriptor.
@@ -74,8 +81,15 @@ int lockRealPaths()
 } // namespace
 
 Place::Place(Way way)
-    : root(way == Way::Machine ? "" : makeRoot()), lock(way == Way::Machine ? lockRealPaths() : -1)
+    : root(way == Way::Machine ? "" : newRoot()), lock(way == Way::Machine ? lockRealPaths() : -1)
 {}
+
+Place::Place(std::string given) : root(std::move(given))
+{
+    if (!root.empty()) {
+        makeRoot(root);
+    }
+}
 
 Place::~Place()
 {

@@ -12,11 +12,11 @@ namespace ztsim {
 /// inside, for the one that lives longer removes them.
 class Place {
 public:
-    /// Throws std::runtime_error if something is there already.
+    /// The outside's. Throws std::runtime_error if something is there already.
     explicit Place(Way way);
 
-    /// What another process has made.
-    explicit Place(std::string root) : root(std::move(root)) {}
+    /// The inside's, which makes the folders.
+    explicit Place(std::string root);
 
     ~Place();
 
