@@ -33,6 +33,18 @@ function(zt_test name)
         PROPERTIES TIMEOUT 120 LABELS ${label})
 endfunction()
 
+# zt_test_confined(name [ztsim options...]): runs a test executable of zt_test() once more, each of its cases on
+# a device in what is like a container with Docker's default rules.
+function(zt_test_confined name)
+    if(NOT ZT_DEVICE_TESTS)
+        return()
+    endif()
+    cmake_path(GET CMAKE_CURRENT_SOURCE_DIR FILENAME folder)
+    add_test(NAME ${name}_confined COMMAND bash ${PROJECT_SOURCE_DIR}/tests/support/each_case.sh
+        $<TARGET_FILE:${name}> $<TARGET_FILE:confined> $<TARGET_FILE:ztsim> ${ARGN} --)
+    set_tests_properties(${name}_confined PROPERTIES LABELS device/${folder} TIMEOUT 120)
+endfunction()
+
 # zt_claims(script prefix arguments...): each function of the script whose name begins with the prefix is a
 # test of the tools on the simulated device. The script gets the arguments and the function's name.
 function(zt_claims script prefix)

@@ -93,6 +93,7 @@ if(ZT_INSTALLED_TOOLS)
     list(TRANSFORM ZT_INSTALLED_TOOLS PREPEND bin/ OUTPUT_VARIABLE CPACK_ZT_TOOLS_BINARIES)
     if(ztsim IN_LIST ZT_INSTALLED_TOOLS)
         set(CPACK_ZT_TOOLS_DEPENDS bubblewrap)
+        list(APPEND CPACK_ZT_TOOLS_BINARIES lib/ztsim/libztsim_preload.so)
     endif()
     if(ztsim IN_LIST ZT_INSTALLED_TOOLS AND NOT CMAKE_CROSSCOMPILING)
         zt_package(python python3-ztsim python

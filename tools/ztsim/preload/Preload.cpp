@@ -52,96 +52,102 @@ const char* led(const char* given)
     return given;
 }
 
-struct LedAddress {
-    LedAddress(const sockaddr* given, socklen_t givenSize) : address(given), size(givenSize)
-    {
-        constexpr socklen_t start = offsetof(sockaddr_un, sun_path);
-        if (given == nullptr || size <= start || given->sa_family != AF_UNIX) {
-            return;
-        }
-        char path[sizeof led.sun_path + 1] = "";
-        std::memcpy(path, reinterpret_cast<const sockaddr_un*>(given)->sun_path,
-                    std::min<std::size_t>(size - start, sizeof led.sun_path));
-        const char* const to = ::led(path);
-        if (to != path) {
-            led.sun_family = AF_UNIX;
-            std::strcpy(led.sun_path, to); // NOLINT(clang-analyzer-security.insecureAPI.strcpy)
-            address = reinterpret_cast<const sockaddr*>(&led);
-            size = sizeof led;
-        }
+/// With the address that it leads to.
+int callLed(int (*own)(int, const sockaddr*, socklen_t), int socket, const sockaddr* given,
+            socklen_t size)
+{
+    constexpr socklen_t start = offsetof(sockaddr_un, sun_path);
+    if (given == nullptr || size <= start || given->sa_family != AF_UNIX) {
+        return own(socket, given, size);
     }
-
-    sockaddr_un led{};
-    const sockaddr* address;
-    socklen_t size;
-};
+    sockaddr_un address{};
+    char path[sizeof address.sun_path + 1] = "";
+    std::memcpy(path, reinterpret_cast<const sockaddr_un*>(given)->sun_path,
+                std::min<std::size_t>(size - start, sizeof address.sun_path));
+    const char* const to = led(path);
+    if (to == path) {
+        return own(socket, given, size);
+    }
+    address.sun_family = AF_UNIX;
+    std::memcpy(address.sun_path, to, std::strlen(to));
+    return own(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address);
+}
 
 } // namespace
 
-// Defines a call of the C library, which does that, knowing the library's own. Where open() gets no
+// Defines a call of the C library that is that, where `own` is the library's. Where open() gets no
 // mode, what is in its place is passed on and not looked at.
-#define DEFINE(RESULT, NAME, PARAMETERS, BODY)                                                     \
-    extern "C" [[gnu::visibility("default")]] RESULT lead_##NAME PARAMETERS asm(#NAME);            \
+#define LEAD(RESULT, NAME, SYMBOL, PARAMETERS, CALL)                                               \
+    extern "C" [[gnu::visibility("default")]] RESULT lead_##NAME PARAMETERS asm(SYMBOL);           \
     RESULT lead_##NAME PARAMETERS                                                                  \
     {                                                                                              \
-        static const auto own = reinterpret_cast<RESULT(*) PARAMETERS>(::dlsym(RTLD_NEXT, #NAME)); \
-        BODY;                                                                                      \
+        static const auto own =                                                                    \
+            reinterpret_cast<decltype(&lead_##NAME)>(::dlsym(RTLD_NEXT, SYMBOL));                  \
+        return (CALL);                                                                             \
     }
-#define LEAD(RESULT, NAME, PARAMETERS, ARGUMENTS)                                                  \
-    DEFINE(RESULT, NAME, PARAMETERS, return own ARGUMENTS)
-#define LEAD_ADDRESS(NAME)                                                                         \
-    DEFINE(int, NAME, (int socket, const sockaddr* address, socklen_t size),                       \
-           const LedAddress to(address, size);                                                     \
-           return own(socket, to.address, to.size))
 
-LEAD(int, open, (const char* path, int flags, mode_t mode), (led(path), flags, mode))
-LEAD(int, open64, (const char* path, int flags, mode_t mode), (led(path), flags, mode))
-LEAD(int, __open_2, (const char* path, int flags), (led(path), flags))
-LEAD(int, __open64_2, (const char* path, int flags), (led(path), flags))
-LEAD(int, openat, (int at, const char* path, int flags, mode_t mode), (at, led(path), flags, mode))
-LEAD(int, openat64, (int at, const char* path, int flags, mode_t mode),
-     (at, led(path), flags, mode))
-LEAD(int, __openat_2, (int at, const char* path, int flags), (at, led(path), flags))
-LEAD(int, __openat64_2, (int at, const char* path, int flags), (at, led(path), flags))
-LEAD(std::FILE*, fopen, (const char* path, const char* mode), (led(path), mode))
-LEAD(std::FILE*, fopen64, (const char* path, const char* mode), (led(path), mode))
+LEAD(int, open, "open", (const char* path, int flags, mode_t mode), own(led(path), flags, mode))
+LEAD(int, open64, "open64", (const char* path, int flags, mode_t mode), own(led(path), flags, mode))
+LEAD(int, openChecked, "__open_2", (const char* path, int flags), own(led(path), flags))
+LEAD(int, open64Checked, "__open64_2", (const char* path, int flags), own(led(path), flags))
+LEAD(int, openat, "openat", (int at, const char* path, int flags, mode_t mode),
+     own(at, led(path), flags, mode))
+LEAD(int, openat64, "openat64", (int at, const char* path, int flags, mode_t mode),
+     own(at, led(path), flags, mode))
+LEAD(int, openatChecked, "__openat_2", (int at, const char* path, int flags),
+     own(at, led(path), flags))
+LEAD(int, openat64Checked, "__openat64_2", (int at, const char* path, int flags),
+     own(at, led(path), flags))
+LEAD(std::FILE*, fopen, "fopen", (const char* path, const char* mode), own(led(path), mode))
+LEAD(std::FILE*, fopen64, "fopen64", (const char* path, const char* mode), own(led(path), mode))
 
-LEAD(int, access, (const char* path, int mode), (led(path), mode))
-LEAD(int, eaccess, (const char* path, int mode), (led(path), mode))
-LEAD(int, euidaccess, (const char* path, int mode), (led(path), mode))
-LEAD(int, faccessat, (int at, const char* path, int mode, int flags), (at, led(path), mode, flags))
+LEAD(int, access, "access", (const char* path, int mode), own(led(path), mode))
+LEAD(int, eaccess, "eaccess", (const char* path, int mode), own(led(path), mode))
+LEAD(int, euidaccess, "euidaccess", (const char* path, int mode), own(led(path), mode))
+LEAD(int, faccessat, "faccessat", (int at, const char* path, int mode, int flags),
+     own(at, led(path), mode, flags))
 
-LEAD(int, stat, (const char* path, void* status), (led(path), status))
-LEAD(int, stat64, (const char* path, void* status), (led(path), status))
-LEAD(int, __stat64_time64, (const char* path, void* status), (led(path), status))
-LEAD(int, lstat, (const char* path, void* status), (led(path), status))
-LEAD(int, lstat64, (const char* path, void* status), (led(path), status))
-LEAD(int, __lstat64_time64, (const char* path, void* status), (led(path), status))
-LEAD(int, fstatat, (int at, const char* path, void* status, int flags),
-     (at, led(path), status, flags))
-LEAD(int, fstatat64, (int at, const char* path, void* status, int flags),
-     (at, led(path), status, flags))
-LEAD(int, __fstatat64_time64, (int at, const char* path, void* status, int flags),
-     (at, led(path), status, flags))
-LEAD(int, __xstat, (int version, const char* path, void* status), (version, led(path), status))
-LEAD(int, __xstat64, (int version, const char* path, void* status), (version, led(path), status))
-LEAD(int, __lxstat, (int version, const char* path, void* status), (version, led(path), status))
-LEAD(int, __lxstat64, (int version, const char* path, void* status), (version, led(path), status))
-LEAD(int, __fxstatat, (int version, int at, const char* path, void* status, int flags),
-     (version, at, led(path), status, flags))
-LEAD(int, __fxstatat64, (int version, int at, const char* path, void* status, int flags),
-     (version, at, led(path), status, flags))
-LEAD(int, statx, (int at, const char* path, int flags, unsigned int mask, void* status),
-     (at, led(path), flags, mask, status))
+LEAD(int, stat, "stat", (const char* path, void* status), own(led(path), status))
+LEAD(int, stat64, "stat64", (const char* path, void* status), own(led(path), status))
+LEAD(int, stat64Time64, "__stat64_time64", (const char* path, void* status), own(led(path), status))
+LEAD(int, lstat, "lstat", (const char* path, void* status), own(led(path), status))
+LEAD(int, lstat64, "lstat64", (const char* path, void* status), own(led(path), status))
+LEAD(int, lstat64Time64, "__lstat64_time64", (const char* path, void* status),
+     own(led(path), status))
+LEAD(int, fstatat, "fstatat", (int at, const char* path, void* status, int flags),
+     own(at, led(path), status, flags))
+LEAD(int, fstatat64, "fstatat64", (int at, const char* path, void* status, int flags),
+     own(at, led(path), status, flags))
+LEAD(int, fstatat64Time64, "__fstatat64_time64",
+     (int at, const char* path, void* status, int flags), own(at, led(path), status, flags))
+LEAD(int, xstat, "__xstat", (int version, const char* path, void* status),
+     own(version, led(path), status))
+LEAD(int, xstat64, "__xstat64", (int version, const char* path, void* status),
+     own(version, led(path), status))
+LEAD(int, lxstat, "__lxstat", (int version, const char* path, void* status),
+     own(version, led(path), status))
+LEAD(int, lxstat64, "__lxstat64", (int version, const char* path, void* status),
+     own(version, led(path), status))
+LEAD(int, fxstatat, "__fxstatat", (int version, int at, const char* path, void* status, int flags),
+     own(version, at, led(path), status, flags))
+LEAD(int, fxstatat64, "__fxstatat64",
+     (int version, int at, const char* path, void* status, int flags),
+     own(version, at, led(path), status, flags))
+LEAD(int, statx, "statx", (int at, const char* path, int flags, unsigned int mask, void* status),
+     own(at, led(path), flags, mask, status))
 
-LEAD(ssize_t, getxattr, (const char* path, const char* name, void* value, std::size_t size),
-     (led(path), name, value, size))
-LEAD(ssize_t, lgetxattr, (const char* path, const char* name, void* value, std::size_t size),
-     (led(path), name, value, size))
-LEAD(ssize_t, listxattr, (const char* path, char* names, std::size_t size),
-     (led(path), names, size))
-LEAD(ssize_t, llistxattr, (const char* path, char* names, std::size_t size),
-     (led(path), names, size))
+LEAD(ssize_t, getxattr, "getxattr",
+     (const char* path, const char* name, void* value, std::size_t size),
+     own(led(path), name, value, size))
+LEAD(ssize_t, lgetxattr, "lgetxattr",
+     (const char* path, const char* name, void* value, std::size_t size),
+     own(led(path), name, value, size))
+LEAD(ssize_t, listxattr, "listxattr", (const char* path, char* names, std::size_t size),
+     own(led(path), names, size))
+LEAD(ssize_t, llistxattr, "llistxattr", (const char* path, char* names, std::size_t size),
+     own(led(path), names, size))
 
-LEAD_ADDRESS(connect)
-LEAD_ADDRESS(bind)
+LEAD(int, connect, "connect", (int socket, const sockaddr* address, socklen_t size),
+     callLed(own, socket, address, size))
+LEAD(int, bind, "bind", (int socket, const sockaddr* address, socklen_t size),
+     callLed(own, socket, address, size))

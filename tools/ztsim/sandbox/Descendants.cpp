@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cctype>
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <string>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -18,7 +18,8 @@ namespace {
 pid_t parentOf(const std::string& process)
 {
     std::ifstream file("/proc/" + process + "/stat");
-    const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    std::string text;
+    std::getline(file, text, '\0');
     // Behind the name, in which anything may stand: ") STATE PARENT".
     const auto name = text.rfind(')');
     return name == std::string::npos

@@ -84,7 +84,7 @@ Place::Place(Way way)
     : root(way == Way::Machine ? "" : newRoot()), lock(way == Way::Machine ? lockRealPaths() : -1)
 {}
 
-Place::Place(std::string given) : root(std::move(given))
+Place::Place(const std::string& root) : root(root)
 {
     if (!root.empty()) {
         makeRoot(root);

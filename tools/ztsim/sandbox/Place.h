@@ -4,7 +4,6 @@
 #include "Way.h"
 
 #include <string>
-#include <utility>
 
 namespace ztsim {
 
@@ -16,7 +15,7 @@ public:
     explicit Place(Way way);
 
     /// The inside's, which makes the folders.
-    explicit Place(std::string root);
+    explicit Place(const std::string& root);
 
     ~Place();
 

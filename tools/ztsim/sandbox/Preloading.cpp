@@ -109,7 +109,7 @@ std::string obstacle(const std::string& path)
 fs::path preloadedLibrary()
 {
     const fs::path own = fs::read_symlink("/proc/self/exe");
-    const fs::path library = own.parent_path().parent_path() / "lib/ztsim/libztsim_preload.so";
+    fs::path library = own.parent_path().parent_path() / "lib/ztsim/libztsim_preload.so";
     if (!fs::exists(library)) {
         throw std::runtime_error("there is no " + library.string() + ": install it with ztsim");
     }
