@@ -5,7 +5,8 @@ option(ZT_DEVICE_TESTS "Run the tests that need the simulated device" ON)
 
 # zt_test(name [DEVICE [ztsim options...]] SOURCES files... [LIBRARIES libraries...])
 #
-# One test executable, each of its cases a test of its own. DEVICE gives every case a fresh simulated device.
+# One test executable, each of its cases a test of its own. DEVICE gives every case a fresh simulated device,
+# never that of less than namespaces: tests change the network.
 #
 # The label is [device/]FOLDER/NAME: a property that goes with discovered tests has one value.
 function(zt_test name)
@@ -25,7 +26,7 @@ function(zt_test name)
             return()
         endif()
         set(label device/${label})
-        set(device $<TARGET_FILE:ztsim> ${arg_DEVICE} --)
+        set(device $<TARGET_FILE:ztsim> --way namespaces ${arg_DEVICE} --)
         set_target_properties(${name} PROPERTIES CROSSCOMPILING_EMULATOR "${device}")
         add_dependencies(${name} ztsim)
     endif()
@@ -41,7 +42,7 @@ function(zt_test_confined name)
     endif()
     cmake_path(GET CMAKE_CURRENT_SOURCE_DIR FILENAME folder)
     add_test(NAME ${name}_confined COMMAND bash ${PROJECT_SOURCE_DIR}/tests/support/each_case.sh
-        $<TARGET_FILE:${name}> $<TARGET_FILE:confined> $<TARGET_FILE:ztsim> ${ARGN} --)
+        $<TARGET_FILE:${name}> $<TARGET_FILE:confined> $<TARGET_FILE:ztsim> ${ARGN})
     set_tests_properties(${name}_confined PROPERTIES LABELS device/${folder} TIMEOUT 120)
 endfunction()
 

@@ -142,6 +142,19 @@ ztsim_serves_the_library_without_namespaces()
         until [ -e /dev/eeprom2 ]; do :; done; ztsim ctl show | grep eeprom" 2>&1)" "eeprom open"
 }
 
+ztsim_keeps_the_network_of_the_machine_as_it_is()
+{
+    local way
+    for way in preload machine; do
+        # In a network that root might change.
+        expect_eq "$(unshare --map-root-user --net --mount bash -c '
+            mount -t tmpfs none "$(readlink -f /var/run)"; mount -t tmpfs none /dev
+            "$0" --way '$way' -- sh -c "ifconfig lo up; mount -t tmpfs none /mnt" 2>&1' "$ztsim" | grep :)" \
+            "SIOCSIFFLAGS: Operation not permitted
+mount: /mnt: permission denied."
+    done
+}
+
 ztsim_leads_the_calls_that_take_a_path()
 {
     expect_eq "$("$ztsim" --way preload -- python3 -c '

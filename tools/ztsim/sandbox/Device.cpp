@@ -18,9 +18,11 @@
 #include <exception>
 #include <fcntl.h>
 #include <filesystem>
+#include <linux/capability.h>
 #include <optional>
 #include <spawn.h>
 #include <string>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -91,12 +93,23 @@ bool hasNetwork(const Options& options)
     return options.inside->way == Way::Namespaces && !options.noNetwork;
 }
 
+/// What COMMAND does to the network, the mounts and the clock of its device is not to happen to the
+/// machine, even if root runs it.
+void giveUpRightsOverMachine()
+{
+    for (const unsigned long right :
+         {CAP_NET_ADMIN, CAP_SYS_ADMIN, CAP_SYS_BOOT, CAP_SYS_MODULE, CAP_SYS_TIME}) {
+        ::prctl(PR_CAPBSET_DROP, right, 0, 0, 0); // fails for who has none
+    }
+}
+
 /// What namespaces do by themselves.
 class Bare {
 public:
     explicit Bare(const Options& options) : place(options.inside->root)
     {
         adoptOrphans();
+        giveUpRightsOverMachine();
         ::setenv(DEVICE_VARIABLE, std::to_string(::getppid()).c_str(), 1);
         if (options.inside->way == Way::Preload) {
             preloadFor(place.root, *options.command);
