@@ -66,6 +66,19 @@ ztsim_refuses_wrong_names()
     expect_exit 0 "$ztsim" --name 12345678901234567890123456789-_. -- true
 }
 
+ztsim_takes_names_that_look_like_something_else()
+{
+    local name
+    for name in -x --wait --json - . .. .hidden -1; do
+        expect_eq "$("$ztsim" --name "$name" -- sh -c 'ztsim ctl --name "$0" power 3; ztsim ctl --name "$0" show | head -n 1
+            ztsim ctl --name="$0" power; ztsim ctl list | cut -d " " -f 2' "$name")" "name $name
+3
+$name"
+    done
+    expect_eq "$("$ztsim" --name=-- -- ztsim ctl --name=-- power)" 0
+    expect_failure 125 "--name: *; see ztsim --help" "$ztsim" --name -- true
+}
+
 # two_devices SCRIPT: with the devices left and right, of power states 1 and 2, where no other can be reached.
 two_devices()
 {
@@ -392,6 +405,20 @@ ztsim_ends_a_script_when_the_time_of_a_wait_is_up()
         python3 "$0/power.py" 12; until [ "$(ztsim ctl power)" = 2 ]; do :; done; ztsim ctl records' "$here")" "power 6"
 }
 
+ztsim_ctl_answers_in_json()
+{
+    expect_eq "$("$ztsim" --power-state 2 --power-timeout 1=9 --health-field serial-number='A "1' -- bash -c '
+        python3 "$0/power.py" 1,2,9 "8?" >/dev/null
+        for question in power "timeout 1" propagation "device touch" "health serial-number" "health field-0" count \
+            "count timeout" records "records propagation"; do
+            ztsim ctl $question --json
+        done
+        ztsim ctl power 3 --json; ztsim ctl power --json' "$here")" \
+        $'2\n9\n0\n0\n"A \\"1"\n0\n2\n1\n["timeout 2 9","power"]\n[]\n3'
+    expect_failure 125 "await: *--json*" "$ztsim" ctl await power --json
+    expect_failure 125 "hang-up: *--json*" "$ztsim" ctl hang-up --json
+}
+
 # ---------------------------------------------------------------------------- speed
 
 ztsim_runs_a_script_at_another_speed()
@@ -423,6 +450,23 @@ for expected in 2, 3, 4, 5:
     while state() != expected:
         pass
     print(state(), struct.unpack_from("=III", daemon.recv(48))[2])')" $'1\n2 2\n3 3\n4 4\n5 5'
+}
+
+ztsim_waits_for_records_at_each_speed()
+{
+    printf '0 power 1\nawait timeout 2\npower 2\n+3600 power 3\nawait power 5 --wait 60\n7200 propagation 9\n' \
+        >"$scratch/script"
+    expect_eq "$("$ztsim" --speed 0 --script "$scratch/script" -- bash -c '
+        until_is() { until [ "$(ztsim ctl $1)" = $2 ]; do :; done; }
+        python3 "$0/power.py" "8?" >/dev/null; ztsim ctl power # no record that is waited for
+        python3 "$0/power.py" 0,2 "8?" >/dev/null; until_is power 3
+        ztsim ctl propagation; python3 "$0/power.py" 9,5 "8?" >/dev/null; until_is propagation 9
+        ztsim ctl power' "$here")" $'1\n0\n5'
+    printf '0 await power 5 --wait 0.05\n+0 power 2\n' >"$scratch/script"
+    expect_eq "$("$ztsim" --speed 0 --script "$scratch/script" -- bash -c '
+        until [ -s "'"$scratch/err"'" ]; do :; done; python3 "$0/power.py" 9,5 "8?" >/dev/null; ztsim ctl power' \
+        "$here" 2>"$scratch/err")" 5
+    expect_like "$(cat "$scratch/err")" 'ztsim: script: *no client has said "power 5" in time: this script ends here'
 }
 
 # ---------------------------------------------------------------------------- faults

@@ -14,7 +14,7 @@ _ztsim_ctl()
     case "$*" in
     "") echo "power timeout propagation device health hang-up power-fault health-fault slow deaf await count
         records show watch list --pid --name --help" ;;
-    power) echo "0 1 2 3 4 5 6" ;;
+    power) echo "0 1 2 3 4 5 6 --json" ;;
     timeout) echo "0 1 2 3 4 5" ;;
     device) echo "${_ztsim_devices//=/}" ;;
     health) echo "${_ztsim_fields//=/}" ;;
@@ -24,7 +24,8 @@ _ztsim_ctl()
     deaf) echo "on off" ;;
     await | count | records) echo "power timeout propagation device health type" ;;
     "await "*) echo "--wait --since-start" ;;
-    show | watch | list) echo "--json" ;;
+    show | watch | list | propagation | "timeout "? | "device "* | "health "* | "count "* | "records "*)
+        echo "--json" ;;
     esac
 }
 

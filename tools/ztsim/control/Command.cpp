@@ -141,8 +141,13 @@ Parser::Parser()
     awaitVerb.add_flag("--since-start", isOn);
     addVerb("count", &Parser::count).add_option("RECORD", words);
     addVerb("records", &Parser::records).add_option("RECORD", words);
-    addVerb("show", &Parser::show).add_flag("--json", isOn);
-    addVerb("watch", &Parser::watch).add_flag("--json", isOn);
+    addVerb("show", &Parser::show);
+    addVerb("watch", &Parser::watch);
+    for (const char* const question : {"power", "timeout", "propagation", "device", "health",
+                                       "count", "records", "show", "watch"}) {
+        // A number is the same in JSON.
+        app.get_subcommand(question)->add_flag("--json", isOn);
+    }
 }
 
 void Parser::addDaemon(CLI::App& verb)
@@ -226,10 +231,12 @@ Command Parser::health()
     } else {
         trial.get(name);
     }
-    return [field = name, wanted = text](Simulated& device) {
+    return [field = name, wanted = text,
+            inJson = isOn && HealthMonitor::isText(name)](Simulated& device) {
         HealthMonitor& monitor = healthOf(device).values();
         if (!wanted) {
-            return Answer({monitor.get(field)});
+            const std::string value = monitor.get(field);
+            return Answer({inJson ? toJson(value) : value});
         }
         monitor.set(field, *wanted);
         return Answer();
@@ -319,8 +326,9 @@ Command Parser::count()
 
 Command Parser::records()
 {
-    return [wanted = anyUnlessGiven()](Simulated& device) {
-        return Answer(device.journal.records(wanted));
+    return [wanted = anyUnlessGiven(), inJson = isOn](Simulated& device) {
+        const Lines records = device.journal.records(wanted);
+        return Answer(inJson ? Lines{toJson(records)} : records);
     };
 }
 
@@ -360,8 +368,11 @@ const char* const COMMANDS_HELP =
     "                           ends when a client says that, or with 3 after S seconds\n"
     "  count [RECORD]           how many of these the clients have said since the start\n"
     "  records [RECORD]         these records\n"
-    "  show [--json]            all that there is\n"
-    "  watch [--json]           each record of a client, and each change, as it happens\n";
+    "  show                     all that there is\n"
+    "  watch                    each record of a client, and each change, as it happens\n"
+    "What is printed is JSON with --json behind the command: a number, a text, the array of "
+    "records,\n"
+    "an object, or for watch one in each line.\n";
 
 Command parseCommand(const std::vector<std::string>& words)
 {
