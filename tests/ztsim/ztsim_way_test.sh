@@ -183,8 +183,10 @@ True False 4"
 
 ztsim_completes_what_is_preloaded_already()
 {
-    expect_like "$(LD_PRELOAD=libc.so.6 ASAN_OPTIONS=a=1 "$ztsim" --way preload -- sh -c 'echo $LD_PRELOAD $ASAN_OPTIONS')" \
-        "$scratch/tmp/ztsim-*/preload.so:libc.so.6 verify_asan_link_order=0:a=1"
+    local check=verify_asan_link_order=0
+    expect_like "$("$ztsim" --way preload -- sh -c 'echo $LD_PRELOAD $ASAN_OPTIONS
+        exec ztsim --way preload -- sh -c "echo \$LD_PRELOAD \$ASAN_OPTIONS"')" \
+        "$scratch/tmp/ztsim-*/preload.so $check"$'\n'"$scratch/tmp/ztsim-*/preload.so:$scratch/tmp/ztsim-*/preload.so $check:$check"
 }
 
 ztsim_serves_from_folders_with_blanks()
