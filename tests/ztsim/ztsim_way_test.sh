@@ -131,6 +131,12 @@ ztsim_is_on_the_device_that_it_starts()
     expect_nothing_left
 }
 
+ztsim_tells_python_which_device_it_is_on()
+{
+    expect_eq "$(PYTHONPATH=$here/../../testkit/python "$ztsim" --way preload --power-state 1 -- \
+        ztsim --way preload --power-state 2 -- /usr/bin/python3 -Bc 'import ztsim; print(ztsim.Device().power_state())')" 2
+}
+
 # ---------------------------------------------------------------------------- what is served
 
 ztsim_serves_the_library_without_namespaces()
