@@ -39,7 +39,7 @@ def commands(preset):
         command = test["command"]
         options = [word for word in command if word.startswith("--gtest")]
         words = tuple(word for word in command if word not in options)
-        if not re.match("bash|python3|ztsim_", program(words)):
+        if not re.match("bash|confined|python3|ztsim_", program(words)):
             found[words] = bool(options)
     return found
 

@@ -412,7 +412,7 @@ ztsim_leaves_nothing_at_the_real_paths_if_it_is_killed()
     echo "$killed" >"$scratch/killed.py"
     expect_eq "$(on_machine '
         for victim in ztsim inside command; do
-            python3 "'"$scratch"'/killed.py" "$ztsim" machine $victim 2>/dev/null
+            python3 "'"$scratch"'/killed.py" "$ztsim" machine $victim 2>"'"$scratch/err"'"
             ls -A /var/run/; ls /dev | grep eeprom2
         done')" $'\'\' -9\n[]\n\'\' 125\n[]\n\'\' 137\n[]'
 }

@@ -99,8 +99,8 @@ void giveUpRightsOverMachine()
 {
     for (const int right :
          {CAP_NET_ADMIN, CAP_SYS_ADMIN, CAP_SYS_BOOT, CAP_SYS_MODULE, CAP_SYS_TIME}) {
-        ::prctl(PR_CAPBSET_DROP, static_cast<unsigned long>(right), 0, 0,
-                0); // fails for who has none
+        // Fails for who has none.
+        ::prctl(PR_CAPBSET_DROP, static_cast<unsigned long>(right), 0, 0, 0);
     }
 }
 
