@@ -63,7 +63,8 @@ public:
     /// - any other: does not wait.
     ///
     /// 0 if something was readable; 17 if the time is up; 10 if select() fails, as it does when a
-    /// signal handler runs or a registered descriptor has been closed.
+    /// signal handler runs or a registered descriptor has been closed. Takes no memory as long as
+    /// all descriptors are below 1024.
     ///
     /// A loop in mode 0 spins when its deadline has passed or is too far ahead. Only mode 0 looks
     /// for lost endpoints, and their reconnect() runs here. A handler that opens a descriptor may

@@ -33,7 +33,8 @@ struct FrameOutcome;
 /// undefined.
 ///
 /// No operation throws, but for std::bad_alloc, and what setMessageArrivalListener() says. Failures
-/// print a line in the section "zt_ipc_endpoint".
+/// print a line in the section "zt_ipc_endpoint". Sending up to 255 bytes takes no memory, nor does
+/// receiving into an array that is large enough, on a descriptor below 1024.
 class ZT_API ZTIPCEndPoint : public ZTEndPoint {
 public:
     /// Opens nothing. With `autoReconnect` an endpoint manager reconnects it.

@@ -64,10 +64,13 @@ int frameSizeAsOption(std::uint32_t dataLength)
 FrameOutcome sendFrame(int descriptor, const IPCMessage& message)
 {
     const std::size_t size = arraySize(frameSize(message.dataLength));
-    const std::unique_ptr<unsigned char[]> frame(new unsigned char[size]);
-    std::memcpy(frame.get(), &message, HEADER_SIZE);
-    std::memcpy(frame.get() + HEADER_SIZE, message.data, message.dataLength);
-    const ssize_t sent = send(descriptor, frame.get(), size, MSG_NOSIGNAL);
+    unsigned char usual[HEADER_SIZE + LONGEST_DATA];
+    const std::unique_ptr<unsigned char[]> larger(size > sizeof usual ? new unsigned char[size]
+                                                                      : nullptr);
+    unsigned char* const frame = larger == nullptr ? usual : larger.get();
+    std::memcpy(frame, &message, HEADER_SIZE);
+    std::memcpy(frame + HEADER_SIZE, message.data, message.dataLength);
+    const ssize_t sent = send(descriptor, frame, size, MSG_NOSIGNAL);
     if (sent < 0 && errno == EPIPE) {
         return {7, "sendMessage() The other end of the connection is closed. (EPIPE)", true};
     }

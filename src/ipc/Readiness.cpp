@@ -40,6 +40,7 @@ bool Readiness::isPossible() const
 void Readiness::add(Owner owner)
 {
     events.resize(watches.size() + 2);
+    spare.reserve(events.size());
     const std::uint64_t ticket = ++lastTicket;
     tickets.emplace(ticket, owner);
     try {
@@ -85,6 +86,8 @@ Readiness::Found Readiness::find()
         });
     // Only now, for what follows may throw: all are asked for again.
     Found found;
+    found.owners.swap(spare);
+    found.owners.clear();
     found.owners.reserve(static_cast<std::size_t>(end - events.begin()));
     std::for_each(events.begin(), end, [this, &found](const epoll_event& event) {
         const std::uint64_t ticket = event.data.u64; // where it lies nothing may refer to it

@@ -54,6 +54,9 @@ public:
     /// Whose descriptors are readable, and whether a look has become due, which is told once.
     Found find();
 
+    /// Lets the next find() have the memory of one whose owners have been dealt with.
+    void giveBack(Found& found) { spare.swap(found.owners); }
+
 private:
     struct Watch {
         int descriptor;
@@ -79,6 +82,7 @@ private:
     std::unordered_map<std::uint64_t, Owner> tickets; ///< one for each of them
     std::uint64_t lastTicket;
     std::vector<epoll_event> events; ///< room for what find() is told
+    std::vector<Owner> spare;        ///< and for what it returns
 };
 
 } // namespace ZT

@@ -254,16 +254,24 @@ int ZTEndPointManager::dispatch()
     if (getDescriptor() < 0) {
         return 10;
     }
+    Readiness& readiness = getOutside()->readiness;
+    const auto handOutAll = [&](Readiness::Found& found) {
+        const int result = handOut(found.owners);
+        readiness.giveBack(found);
+        return result;
+    };
     {
         const WaitNumber wait;
-        const Readiness::Found found = getOutside()->readiness.find();
+        Readiness::Found found = readiness.find();
         if (!found.isLookDue) {
-            return handOut(found.owners);
+            return handOutAll(found);
         }
+        readiness.giveBack(found);
     }
     handleDisconnectedEndPoints();
     const WaitNumber wait;
-    return handOut(getOutside()->readiness.find().owners);
+    Readiness::Found found = readiness.find();
+    return handOutAll(found);
 }
 
 int ZTEndPointManager::handOut(const std::vector<const void*>& found)

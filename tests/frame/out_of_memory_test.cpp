@@ -4,6 +4,7 @@
 #include "support/LocalPeer.h"
 #include "support/TemporaryFolder.h"
 #include "zt/ZTConditionVariable.h"
+#include "zt/ZTDescriptorEndPoint.h"
 #include "zt/ZTEndPointHandler.h"
 #include "zt/ZTEndPointManager.h"
 #include "zt/ZTIPCServer.h"
@@ -16,6 +17,8 @@
 #include "zt/ZTSocketFactory.h"
 #include "zt/ZTSocketMessage.h"
 #include "zt/ZTThread.h"
+
+#include "ztutil/ZTDebug.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -227,7 +230,7 @@ TEST(OutOfMemory, AnEndPointThatCannotBeAddedIsNotInTheManagersDescriptor)
               }),
               3);
     manager.addEndPoint(&pipes[1], &handler);
-    EXPECT_GT(failEachAllocation([&] { EXPECT_EQ(manager.dispatch(), 0); }), 0);
+    EXPECT_EQ(failEachAllocation([&] { EXPECT_EQ(manager.dispatch(), 0); }), 0);
 }
 
 TEST(OutOfMemory, AListenerThatCannotBeSetIsNotThere)
@@ -333,7 +336,7 @@ TEST(OutOfMemory, AMessageThatFindsNoMemoryForItsFrameIsNotSent)
 {
     ZT::ZTIPCEndPoint endPoint(false);
     const LocalPeer peer(endPoint);
-    OwnedMessage message(std::string("hello"));
+    OwnedMessage message(std::string(256, 'x'));
     allowed = 0;
     EXPECT_THROW(endPoint.sendMessage(&message), std::bad_alloc);
     allowed = UNLIMITED;
@@ -360,4 +363,88 @@ TEST(OutOfMemory, AMessageThatIsTooLargeForTheMemoryIsNotSent)
         SizedMessage message(size);
         EXPECT_THROW(socket.sendSocketData(1, &message), std::bad_alloc) << size;
     }
+}
+
+TEST(OutOfMemory, AMessageOfUpTo255BytesIsSentAndReceivedWithoutAny)
+{
+    ZT::ZTIPCEndPoint endPoint(false);
+    const LocalPeer peer(endPoint);
+    endPoint.setSendTimeout(-1);
+    const std::string text(255, 'x');
+    peer.write(frameBytes(text));
+    OwnedMessage sent(text);
+    OwnedMessage received(255U);
+    allowed = 0;
+    EXPECT_EQ(endPoint.sendMessage(&sent), 0);
+    EXPECT_EQ(endPoint.receiveMessage(&received, -1), 0);
+    allowed = UNLIMITED;
+    EXPECT_EQ(peer.unread(), 264U);
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(received.data), received.dataLength), text);
+    endPoint.deinitialize(); // before its peer goes
+}
+
+TEST(OutOfMemory, LocksAndConditionVariablesNeedNoneOnceTheyAreThere)
+{
+    const std::unique_ptr<ZT::ZTMutex> mutex(ZT::ZTMutex::create());
+    const std::unique_ptr<ZT::ZTSharedMutex> shared(ZT::ZTSharedMutex::create());
+    const std::unique_ptr<ZT::ZTConditionVariable> condition(ZT::ZTConditionVariable::create());
+    const std::unique_ptr<ZT::ZTLock> lock(ZT::ZTLock::create(mutex.get()));
+    unsigned int remaining = 1;
+    allowed = 0;
+    EXPECT_EQ(condition->timed_wait(lock.get(), 1, remaining), 0);
+    EXPECT_EQ(condition->notify_one(), 0);
+    EXPECT_EQ(condition->notify_all(), 0);
+    EXPECT_EQ(shared->lock(), 0);
+    EXPECT_EQ(shared->unlock(), 0);
+    EXPECT_EQ(shared->lock_shared(), 0);
+    EXPECT_EQ(shared->unlock_shared(), 0);
+    allowed = UNLIMITED;
+}
+
+TEST(OutOfMemory, AManagerWaitsForDescriptorsThatAnFdSetHoldsWithoutAny)
+{
+    NoHandler handler;
+    ZT::ZTPipe pipe;
+    pipe.init();
+    pipe.writeIntoPipe("x", 1);
+    const int last = dup2(pipe.getReadEndPointID(), FD_SETSIZE - 1);
+    ASSERT_EQ(last, FD_SETSIZE - 1);
+    ZT::ZTDescriptorEndPoint endPoint(last);
+    ZT::ZTEndPointManager manager;
+    manager.addEndPoint(&endPoint, &handler);
+    allowed = 0;
+    EXPECT_EQ(manager.waitForEndPoints(0, 2), 0);
+    allowed = UNLIMITED;
+    EXPECT_GE(manager.getDescriptor(), 0);
+    allowed = 0;
+    EXPECT_EQ(manager.dispatch(), 0);
+    EXPECT_EQ(manager.dispatch(), 0);
+    allowed = UNLIMITED;
+    close(last);
+}
+
+TEST(OutOfMemory, ALineOfUsualLengthIsPrintedWithoutAny)
+{
+    const int standardError = dup(STDERR_FILENO);
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    dup2(ends[1], STDERR_FILENO);
+    const std::string usual(511, 'x');
+    const std::string longer(700, 'x');
+    allowed = 0;
+    const int printed = ZT::ZTDebug::debugPrintError(1, 0, "%s", usual.c_str());
+    const int notPrinted = ZT::ZTDebug::debugPrintError(1, 0, "%s", longer.c_str());
+    allowed = UNLIMITED;
+    const int printedLater = ZT::ZTDebug::debugPrintError(1, 0, "%s", longer.c_str());
+    dup2(standardError, STDERR_FILENO);
+    close(standardError);
+    close(ends[1]);
+    EXPECT_EQ(printed, 0);
+    EXPECT_EQ(notPrinted, 1);
+    EXPECT_EQ(printedLater, 0);
+    char lines[2000];
+    const ssize_t size = read(ends[0], lines, sizeof lines);
+    close(ends[0]);
+    const std::size_t overhead = sizeof "2026-11-21 09:12:13.123 1 ? \n" - 1;
+    EXPECT_EQ(size, static_cast<ssize_t>(overhead + usual.size() + overhead + longer.size()));
 }

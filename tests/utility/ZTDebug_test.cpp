@@ -356,6 +356,17 @@ TEST_F(ZTDebugTest, LinesOfAnyLengthFromAnyThreadAreOneWriteEachAndWhole)
     expectFloodOfWholeLines(ZTStringTokenizer::tokenize(text.substr(0, text.size() - 1), "\n"));
 }
 
+// Around the lengths up to which a text, and then a whole line, takes no memory.
+TEST_F(ZTDebugTest, ALineIsWholeWhateverRoomItTakes)
+{
+    for (std::size_t size = 505; size < 650; ++size) {
+        const std::string text = std::string(size - 1, 'x') + '.';
+        StderrCapture capture;
+        EXPECT_EQ(ZTDebug::debugPrintError(1, pipeSection, "%s", text.c_str()), 0);
+        EXPECT_EQ(capture.text(), "2026-11-21 09:12:13.012 1 zt_pipe " + text + '\n');
+    }
+}
+
 TEST_F(ZTDebugTest, ASinkGetsTheLinesInPlaceOfStderrWithTheTextAsItIs)
 {
     ZTDebug::setSink(&noteLine, &noted);

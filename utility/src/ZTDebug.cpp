@@ -103,51 +103,146 @@ private:
     std::deque<Section> sections; // by key; a deque, for its elements stay where they are
 };
 
-std::string localTime()
+char* putNumber(char* end, int number, int digits)
+{
+    for (int digit = digits; digit-- > 0; number /= 10) {
+        end[digit] = static_cast<char>('0' + number % 10);
+    }
+    return end + digits;
+}
+
+// Digit by digit, for strftime() costs more than all else of a line.
+char* putLocalTime(char* end)
 {
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);
     tm local{};
     localtime_r(&now.tv_sec, &local);
-    char text[64];
-    const std::size_t length = strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local);
-    snprintf(text + length, sizeof text - length, ".%03ld", now.tv_nsec / 1000000);
-    return text;
+    const struct {
+        char before;
+        int number;
+        int digits;
+    } fields[] = {
+        {'-', local.tm_mon + 1, 2}, {'-', local.tm_mday, 2},
+        {' ', local.tm_hour, 2},    {':', local.tm_min, 2},
+        {':', local.tm_sec, 2},     {'.', static_cast<int>(now.tv_nsec / 1000000), 3},
+    };
+    end = putNumber(end, local.tm_year + 1900, 4);
+    for (const auto& field : fields) {
+        *end++ = field.before;
+        end = putNumber(end, field.number, field.digits);
+    }
+    return end;
 }
 
-std::string withoutControlCharacters(std::string text)
+char* putText(char* end, std::string_view text)
 {
-    const auto isControl = [](unsigned char c) { return c < 0x20 || c == 0x7f; };
-    std::replace_if(text.begin(), text.end(), isControl, ' ');
-    return text;
+    return end + text.copy(end, text.size());
 }
 
-std::string lineOf(int level, const std::string& section, const std::string& text)
+bool isControl(char c)
 {
-    return withoutControlCharacters(std::to_string(level) + ' ' + section + ' ' + text);
+    return static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
 }
 
-bool writeLine(int descriptor, const std::string& line)
-{
-    const std::string whole = localTime() + ' ' + line + '\n';
-    return write(descriptor, whole.data(), whole.size()) == static_cast<ssize_t>(whole.size());
-}
+// A text as printf() has it, on the stack if it is of usual length.
+class Text {
+public:
+    Text(const char* format, std::va_list arguments)
+    {
+        std::va_list again;
+        va_copy(again, arguments);
+        char* allocated = nullptr;
+        length = vsnprintf(usual, sizeof usual, format, arguments);
+        if (length >= static_cast<int>(sizeof usual)) {
+            length = vasprintf(&allocated, format, again);
+        }
+        va_end(again);
+        larger.reset(allocated);
+        if (length < 0) {
+            throw std::system_error(errno, std::generic_category());
+        }
+    }
+
+    const char* get() const { return larger == nullptr ? usual : larger.get(); }
+    std::string_view view() const { return {get(), static_cast<std::size_t>(length)}; }
+
+private:
+    struct Free {
+        void operator()(char* text) const { std::free(text); }
+    };
+
+    char usual[512];
+    std::unique_ptr<char, Free> larger;
+    int length;
+};
+
+// What is printed of a text, on the stack if it is of usual length.
+class Line {
+public:
+    Line(int level, std::string_view section, std::string_view text)
+        : larger(roomFor(section, text) > sizeof usual ? new char[roomFor(section, text)]
+                                                       : nullptr),
+          start(larger == nullptr ? usual : larger.get())
+    {
+        char* const begin = start + TIME_SIZE;
+        end = std::to_chars(begin, begin + MOST_DIGITS, level).ptr;
+        *end++ = ' ';
+        end = putText(end, section);
+        *end++ = ' ';
+        end = putText(end, text);
+        std::replace_if(begin, end, isControl, ' ');
+    }
+
+    Line(const Line&) = delete;
+    Line& operator=(const Line&) = delete;
+
+    // With the time before it, at once.
+    bool write(int descriptor)
+    {
+        *putLocalTime(start) = ' ';
+        *end = '\n';
+        const auto size = static_cast<std::size_t>(end + 1 - start);
+        return ::write(descriptor, start, size) == static_cast<ssize_t>(size);
+    }
+
+    const char* withoutTime()
+    {
+        *end = '\0';
+        return start + TIME_SIZE;
+    }
+
+private:
+    static constexpr std::size_t TIME_SIZE = sizeof "2026-11-21 09:12:13.123 " - 1;
+    static constexpr std::size_t MOST_DIGITS = 10; // of a level
+
+    static std::size_t roomFor(std::string_view section, std::string_view text)
+    {
+        return TIME_SIZE + MOST_DIGITS + 1 + section.size() + 1 + text.size() + 1;
+    }
+
+    char usual[640];
+    const std::unique_ptr<char[]> larger;
+    char* const start;
+    char* end;
+};
 
 // The place the environment names.
 class Destination {
 public:
     explicit Destination(const std::string& name) : name(name.empty() ? "stderr" : name) {}
 
-    bool print(int level, const std::string& line)
+    bool print(int level, std::string_view section, std::string_view text)
     {
+        Line line(level, section, text);
         if (name == "syslog") {
-            syslog(level == FAILURE_LEVEL ? LOG_ERR : LOG_DEBUG, "%s", line.c_str());
+            syslog(level == FAILURE_LEVEL ? LOG_ERR : LOG_DEBUG, "%s", line.withoutTime());
             return true;
         }
         if (descriptor < 0) {
             descriptor = name == "stderr" ? STDERR_FILENO : openFile();
         }
-        return writeLine(descriptor, line);
+        return line.write(descriptor);
     }
 
 private:
@@ -159,7 +254,7 @@ private:
         }
         const std::string reason = std::generic_category().message(errno);
         const std::string text = "cannot open " + name + " (" + reason + "), using stderr";
-        writeLine(STDERR_FILENO, lineOf(FAILURE_LEVEL, "ZTDebug", text));
+        Line(FAILURE_LEVEL, "ZTDebug", text).write(STDERR_FILENO);
         return STDERR_FILENO;
     }
 
@@ -183,14 +278,14 @@ class Output {
 public:
     explicit Output(const std::string& destination) : destination(destination) {}
 
-    bool print(int level, const std::string& section, const std::string& text)
+    bool print(int level, const std::string& section, const Text& text)
     {
         const std::lock_guard lock(mutex);
         if (sink == nullptr || inSink == std::this_thread::get_id()) {
-            return destination.print(level, lineOf(level, section, text));
+            return destination.print(level, section, text.view());
         }
         const Caller calling(inSink);
-        sink(context, level, section.c_str(), text.c_str());
+        sink(context, level, section.c_str(), text.get());
         return true;
     }
 
@@ -242,24 +337,13 @@ bool isShown(int level)
     return level <= shownLevel.load(std::memory_order_relaxed);
 }
 
-std::string formatted(const char* format, std::va_list arguments)
-{
-    char* text = nullptr;
-    const int length = vasprintf(&text, format, arguments);
-    if (length < 0) {
-        throw std::system_error(errno, std::generic_category());
-    }
-    const std::unique_ptr<char, void (*)(void*)> owner(text, std::free);
-    return {text, static_cast<std::size_t>(length)};
-}
-
 bool print(int level, unsigned int key, const char* format, std::va_list arguments)
 {
     const Section& section = debug().sections.at(key);
     if (!isShown(level) || !section.wanted) {
         return true;
     }
-    return debug().output.print(level, section.name, formatted(format, arguments));
+    return debug().output.print(level, section.name, Text(format, arguments));
 }
 
 int printResult(int level, unsigned int key, const char* format, std::va_list arguments)

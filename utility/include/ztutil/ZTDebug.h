@@ -34,6 +34,10 @@ namespace ZT {
 /// stays open: a daemon closes inherited descriptors before that. If it cannot be opened, a line in
 /// stderr says so and the lines go there.
 ///
+/// A text of up to 511 characters, in a section whose name has up to 64, takes no memory but what
+/// printf(3) and syslog(3) take by themselves. Lines are printed one at a time: a thread waits for
+/// the write(2) of another.
+///
 /// dlclose() does not unload this library: a program that loads it again finds the sections, the
 /// destination and the sink as they were, and no descriptor more than before.
 class ZTUTIL_API ZTDebug {
