@@ -57,6 +57,16 @@ struct ZTEndPointManager::Registration {
     ZTEndPoint* endPoint;
     ZTEndPointHandler* handler;
     std::uint64_t since; // the manager's count of changes when this one was made
+    Registration* next;  // in the order of the set, whose own steps cost more than a look
+
+    static Registration* first(const Registrations& all)
+    {
+        return all.empty() ? nullptr : *all.begin();
+    }
+    static Registration* atOrNone(const Registrations& all, Registrations::const_iterator place)
+    {
+        return place == all.end() ? nullptr : *place;
+    }
 };
 
 // What belongs to the descriptor for other main loops. Most managers never have it.
@@ -116,7 +126,7 @@ int ZTEndPointManager::addEndPoint(ZTEndPoint* endPoint, ZTEndPointHandler* hand
         return 25;
     }
     auto registration = std::make_unique<Registration>();
-    *registration = {endPoint, handler, changeCount() += 2};
+    *registration = {endPoint, handler, changeCount() += 2, nullptr};
     const auto added = registrations.insert(registration.get()).first;
     static_cast<void>(registration.release());
     if (Outside* const outside = getOutside()) {
@@ -128,6 +138,10 @@ int ZTEndPointManager::addEndPoint(ZTEndPoint* endPoint, ZTEndPointHandler* hand
             throw;
         }
         outside->watch(**added);
+    }
+    (*added)->next = Registration::atOrNone(registrations, std::next(added));
+    if (added != registrations.begin()) {
+        (*std::prev(added))->next = *added;
     }
     return 0;
 }
@@ -191,7 +205,8 @@ int ZTEndPointManager::waitForEndPoints(unsigned int deadline, unsigned int mode
 
     const WaitNumber wait;
     DescriptorSet descriptors;
-    for (const Registration* registration : registrations) {
+    for (const Registration* registration = Registration::first(registrations);
+         registration != nullptr; registration = registration->next) {
         if (registration->endPoint->isConnected()) {
             descriptors.add(registration->endPoint->getReadEndPointID());
         }
@@ -204,10 +219,9 @@ int ZTEndPointManager::waitForEndPoints(unsigned int deadline, unsigned int mode
     if (ready == 0) {
         return 17;
     }
-    forEachRegistration([&](const Registration& registration) {
-        ZTEndPoint* endPoint = registration.endPoint;
+    forEachRegistration([&](ZTEndPoint* endPoint, ZTEndPointHandler* handler) {
         if (endPoint->isConnected() && descriptors.contains(endPoint->getReadEndPointID())) {
-            registration.handler->onEndPointReadable(endPoint, this);
+            handler->onEndPointReadable(endPoint, this);
         }
     });
     return 0;
@@ -215,15 +229,14 @@ int ZTEndPointManager::waitForEndPoints(unsigned int deadline, unsigned int mode
 
 void ZTEndPointManager::handleDisconnectedEndPoints()
 {
-    forEachRegistration([](const Registration& registration) {
-        ZTEndPoint* endPoint = registration.endPoint;
+    forEachRegistration([](ZTEndPoint* endPoint, ZTEndPointHandler* handler) {
         if (endPoint->isConnected()) {
             return;
         }
         if (endPoint->autoReconnect && endPoint->reconnect() == 0) {
-            registration.handler->onEndPointReconnected(endPoint);
+            handler->onEndPointReconnected(endPoint);
         } else {
-            registration.handler->onEndPointDisconnected(endPoint);
+            handler->onEndPointDisconnected(endPoint);
         }
     });
     if (Outside* const outside = getOutside()) {
@@ -327,6 +340,9 @@ ZTEndPointManager::remove(Registrations::const_iterator found)
         outside->readiness.remove(*found);
     }
     changeCount() += 2;
+    if (found != registrations.begin()) {
+        (*std::prev(found))->next = (*found)->next;
+    }
     delete *found;
     return registrations.erase(found);
 }
@@ -338,14 +354,16 @@ void ZTEndPointManager::forEachRegistration(Visit visit)
 {
     const std::uint64_t start = changeCount();
     std::uint64_t before = start;
-    auto next = registrations.begin();
-    while (next != registrations.end()) {
-        Registration* const current = *next;
+    Registration* next = Registration::first(registrations);
+    while (next != nullptr) {
+        Registration* const current = next;
         if (current->since <= start) {
-            visit(Registration(*current));
+            visit(current->endPoint, current->handler);
         }
         const std::uint64_t now = changeCount();
-        next = now == before ? std::next(next) : registrations.upper_bound(current);
+        next = now == before
+                   ? current->next
+                   : Registration::atOrNone(registrations, registrations.upper_bound(current));
         before = now;
     }
 }
