@@ -1,38 +1,16 @@
 // Messages between two processes, each on a core of its own: there and back, and one way.
 
+#include "bench/ipc/Connection.h"
 #include "bench/ipc/FloorLink.h"
 #include "bench/ipc/NngLink.h"
 #include "bench/ipc/PocoLink.h"
 #include "bench/ipc/ZeroMqLink.h"
 #include "bench/ipc/ZtLink.h"
-#include "bench/support/PeerProcess.h"
-#include "tests/support/TemporaryFolder.h"
+#include "bench/support/Pinning.h"
 
 #include <benchmark/benchmark.h>
 
 namespace {
-
-// Connected to a process that answers every `count` messages with one.
-template <class Link>
-class Connection {
-public:
-    Connection(std::uint32_t size, int count)
-        : size(size), path(folder / "socket"), link(End::SERVER, path),
-          peer({ZT_PEER, Link::NAME, path, std::to_string(size), std::to_string(count)})
-    {
-        link.meet();
-    }
-
-    void send() { link.send(size); }
-    void receive() { link.receive(size); }
-
-private:
-    const std::uint32_t size;
-    const TemporaryFolder folder;
-    const std::string path;
-    Link link;
-    PeerProcess peer;
-};
 
 template <class Link>
 void ipcRoundTrip(benchmark::State& state)

@@ -9,11 +9,13 @@ function(zt_target target)
     endif()
 endfunction()
 
-# Hides all that is not the library's own, and binds its calls of itself: no table entry and no relocation for each.
+# Hides all that is not the library's own, and binds its calls of itself, but for the factories: no table entry and no
+# relocation for each.
 function(zt_exports library)
     set(exports ${PROJECT_SOURCE_DIR}/cmake/exports.map)
-    target_link_options(${library} PRIVATE -Wl,--version-script=${exports} -Wl,-Bsymbolic-functions)
-    set_target_properties(${library} PROPERTIES LINK_DEPENDS ${exports})
+    target_link_options(${library} PRIVATE -Wl,--version-script=${exports} -Wl,--dynamic-list-data
+        -Wl,--dynamic-list=${PROJECT_SOURCE_DIR}/cmake/replaceable.list)
+    set_target_properties(${library} PROPERTIES LINK_DEPENDS "${exports};${PROJECT_SOURCE_DIR}/cmake/replaceable.list")
 endfunction()
 
 # What such an executable defines takes the place of the libc call of that name, in the libraries too.

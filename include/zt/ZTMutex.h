@@ -11,6 +11,9 @@ namespace ZT {
 /// thread that locked must be the one that unlocks, and nobody may hold the mutex when it is
 /// deleted. All operations may be called from any thread. None is an interruption point.
 ///
+/// It does not lend its holder the priority of those that wait: a thread that is urgent waits for
+/// the holder, and for every thread that keeps the holder from running.
+///
 /// In a child made by fork() a mutex that another thread held stays locked for good; it may be
 /// deleted there.
 class ZT_API ZTMutex {

@@ -1,6 +1,7 @@
 #include "zt/ZTMutex.h"
 
 #include "concurrency/BoostMutex.h"
+#include "support/Emulation.h"
 #include "support/Event.h"
 #include "support/ForkedChild.h"
 #include "support/Interpose.h"
@@ -8,9 +9,16 @@
 
 #include <boost/thread/exceptions.hpp>
 #include <cerrno>
+#include <fstream>
+#include <future>
 #include <gtest/gtest.h>
+#include <limits>
 #include <memory>
+#include <pthread.h>
+#include <sched.h>
+#include <string>
 #include <thread>
+#include <unistd.h>
 
 using ZT::ZTMutex;
 
@@ -19,6 +27,69 @@ namespace {
 std::unique_ptr<ZTMutex> newMutex()
 {
     return std::unique_ptr<ZTMutex>(ZTMutex::create());
+}
+
+// The system's, which lends its holder the priority of a waiter.
+class LendingMutex {
+public:
+    LendingMutex()
+    {
+        pthread_mutexattr_t attributes;
+        pthread_mutexattr_init(&attributes);
+        pthread_mutexattr_setprotocol(&attributes, PTHREAD_PRIO_INHERIT);
+        pthread_mutex_init(&mutex, &attributes);
+        pthread_mutexattr_destroy(&attributes);
+    }
+    ~LendingMutex() { pthread_mutex_destroy(&mutex); }
+
+    LendingMutex(const LendingMutex&) = delete;
+    LendingMutex& operator=(const LendingMutex&) = delete;
+
+    void lock() { pthread_mutex_lock(&mutex); }
+    void unlock() { pthread_mutex_unlock(&mutex); }
+
+private:
+    pthread_mutex_t mutex{};
+};
+
+// What the system says of a thread: its state, and 15 fields later the priority that it runs with.
+struct ThreadStatus {
+    explicit ThreadStatus(pid_t thread)
+    {
+        std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
+        file.ignore(std::numeric_limits<std::streamsize>::max(), ')') >> state;
+        for (int field = 0; field < 15; ++field) {
+            file >> priority;
+        }
+    }
+
+    char state = '?';
+    long priority = 0;
+};
+
+// With which priority the caller runs while it holds the mutex and an urgent thread waits for it; 0
+// without the right to have an urgent thread.
+template <class Mutex>
+long priorityWhileUrgentWaits(Mutex& mutex)
+{
+    mutex.lock();
+    std::promise<pid_t> urgentThread;
+    std::thread urgent([&] {
+        sched_param parameter{};
+        parameter.sched_priority = 2;
+        const bool isUrgent = pthread_setschedparam(pthread_self(), SCHED_FIFO, &parameter) == 0;
+        urgentThread.set_value(isUrgent ? gettid() : 0);
+        mutex.lock();
+        mutex.unlock();
+    });
+    const pid_t waiter = urgentThread.get_future().get();
+    while (waiter != 0 && ThreadStatus(waiter).state != 'S') {
+        std::this_thread::yield();
+    }
+    const long priority = waiter == 0 ? 0 : ThreadStatus(gettid()).priority;
+    mutex.unlock();
+    urgent.join();
+    return priority;
 }
 
 } // namespace
@@ -149,4 +220,18 @@ TEST(ZTMutex, LockThrowsWhenTheSystemRefuses)
         },
         boost::lock_error);
     EXPECT_TRUE(otherThreadCanLock(*mutex));
+}
+
+TEST(ZTMutex, DoesNotLendItsHolderThePriorityOfAWaiter)
+{
+    SKIP_UNDER_VALGRIND("its own lock makes threads wait, too");
+    LendingMutex lending;
+    const long lent = priorityWhileUrgentWaits(lending);
+    if (lent == 0) {
+        GTEST_SKIP() << "no right to a real-time priority";
+    }
+    EXPECT_EQ(lent, -3);
+    const auto mutex = newMutex();
+    EXPECT_EQ(priorityWhileUrgentWaits(*mutex), ThreadStatus(gettid()).priority);
+    EXPECT_GE(ThreadStatus(gettid()).priority, 0);
 }
