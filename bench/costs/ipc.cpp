@@ -214,11 +214,14 @@ void deliver(Meter& meter, std::size_t size)
     connection.receiver().setMessageArrivalListener(nullptr);
 }
 
-// How often the threads of the process have waited so far.
-std::uint64_t waits()
+// How often the other threads of the process have waited so far.
+std::uint64_t waitsOfOthers()
 {
     std::uint64_t all = 0;
     for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
+        if (thread.path().filename() == std::to_string(getpid())) {
+            continue;
+        }
         const std::string status = readAll(thread.path() / "status");
         const char name[] = "\nvoluntary_ctxt_switches:";
         all += std::stoul(status.substr(status.find(name) + sizeof name - 1));
@@ -233,9 +236,9 @@ void listenAtRest(Meter& meter, std::size_t /*size*/)
     connection.receiver().setReceiveTimeout(-1);
     require(connection.receiver().setMessageArrivalListener(&listener) == 0, "a listener");
     usleep(REST_US); // until the thread waits
-    const std::uint64_t before = waits();
+    const std::uint64_t before = waitsOfOthers();
     usleep(REST_US);
-    Meter::counts.wakeUps = waits() - before - 1; // of this thread's own
+    Meter::counts.wakeUps = waitsOfOthers() - before;
     connection.receiver().setMessageArrivalListener(nullptr);
 }
 
