@@ -268,23 +268,19 @@ int ZTEndPointManager::dispatch()
         return 10;
     }
     Readiness& readiness = getOutside()->readiness;
-    const auto handOutAll = [&](Readiness::Found& found) {
-        const int result = handOut(found.owners);
-        readiness.giveBack(found);
-        return result;
-    };
-    {
+    for (bool hasLooked = false;; hasLooked = true) {
+        if (hasLooked) {
+            handleDisconnectedEndPoints();
+        }
         const WaitNumber wait;
         Readiness::Found found = readiness.find();
-        if (!found.isLookDue) {
-            return handOutAll(found);
-        }
+        const bool isLast = hasLooked || !found.isLookDue;
+        const int result = isLast ? handOut(found.owners) : 17;
         readiness.giveBack(found);
+        if (isLast) {
+            return result;
+        }
     }
-    handleDisconnectedEndPoints();
-    const WaitNumber wait;
-    Readiness::Found found = readiness.find();
-    return handOutAll(found);
 }
 
 int ZTEndPointManager::handOut(const std::vector<const void*>& found)
