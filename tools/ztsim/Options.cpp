@@ -4,6 +4,10 @@
 #include "TextFile.h"
 #include "common/NumberOption.h"
 
+#ifdef ZTSIM_WEB
+#include "WebServer.h"
+#endif
+
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
@@ -16,6 +20,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <unistd.h>
 #include <utility>
 #include <vector>
@@ -226,6 +231,7 @@ private:
     void addFaultOptions(const std::string& daemon, const char* group, DaemonOptions& settings,
                          const FaultKinds& kinds);
     void addDialogueOptions();
+    void addWebOption();
     void takeIdentity(const std::string& path);
 
     Options& options;
@@ -250,6 +256,9 @@ CommandLine::CommandLine(Options& options) : options(options)
     addInside();
     addControlOptions();
     addDialogueOptions();
+#ifdef ZTSIM_WEB
+    addWebOption();
+#endif
     addPowerOptions();
     addFaultOptions("power", POWER_GROUP, power, PowerDaemonOptions::FAULTS);
     addHealthOptions();
@@ -261,9 +270,9 @@ void CommandLine::addInside()
     app.add_option_function<std::vector<int>>(
            "--inside",
            [this](const auto& files) {
-               options.inside = Inside{files[0], files[1], files[2], files[3], files[4]};
+               options.inside = Inside{files[0], files[1], files[2], files[3], files[4], files[5]};
            })
-        ->expected(5)
+        ->expected(6)
         ->group("");
 }
 
@@ -326,6 +335,28 @@ void CommandLine::addDialogueOptions()
            "Write what the clients say to the daemons into a file, as such a script")
         ->type_name("FILE");
 }
+
+#ifdef ZTSIM_WEB
+/// It listens outside, where the browser is.
+void CommandLine::addWebOption()
+{
+    app.add_option_function<std::string>(
+           "--web",
+           [this](const auto& text) {
+               const int port = tools::parseNumber("--web", text, 0, 65535);
+               try {
+                   options.webSocket = options.inside ? -1 : listenOnLoopback(port);
+               } catch (const std::system_error& error) {
+                   throw CLI::ValidationError("--web", error.what());
+               }
+           },
+           "Show the device on a page, whose address is printed on stderr, for a browser on\n"
+           "this machine; 0, some free port, by default")
+        ->type_name("[PORT]")
+        ->expected(0, 1)
+        ->default_str("0");
+}
+#endif
 
 void CommandLine::addPowerOptions()
 {

@@ -23,6 +23,7 @@ struct Inside {
     int control; ///< where it listens for "ztsim ctl"
     int script;  ///< the open files of --script and --record, or -1
     int record;
+    int web; ///< where it listens for browsers, or -1
 };
 
 struct Options {
@@ -42,6 +43,7 @@ struct Options {
     std::string script;              ///< the name of its file
     int scriptFile = -1;             ///< both are open in the outside
     int recordFile = -1;
+    int webSocket = -1; ///< of --web, on 127.0.0.1 of the outside
     char** command = nullptr; ///< ends with a null
     bool isShell = false;     ///< no command was given
 

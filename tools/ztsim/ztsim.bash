@@ -71,9 +71,9 @@ _ztsim()
         --power-fault) words=${_ztsim_power_faults// /@ }@ ;;
         --health-fault) words=${_ztsim_health_faults// /@ }@ ;;
         --eeprom) words="open locked absent" ;;
-        --name | --ready-fd | --lifeline-fd | --seed) ;;
+        --name | --ready-fd | --lifeline-fd | --seed | --web) ;;
         --speed) words="0 1 10 100" ;;
-        *) words="--verbose --name --ready-fd --lifeline-fd --no-eth0 --script --speed --record --seed --no-power-daemon --power-state --power-timeout
+        *) words="--verbose --name --ready-fd --lifeline-fd --no-eth0 --script --speed --record --web --seed --no-power-daemon --power-state --power-timeout
             --propagation-time --device --power-fault --power-away --no-health-daemon --identity --health-field
             --eeprom --health-fault --health-away --help --version --"
             [ "$COMP_CWORD" -eq 1 ] && words="ctl $words" ;;

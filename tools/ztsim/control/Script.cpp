@@ -142,9 +142,7 @@ void Script::perform(const Step& step)
 void Script::perform(const Step& step, const Action& action)
 {
     try {
-        if (!action(device)) {
-            device.journal.addChange(Event::By::Script, step.text);
-        }
+        ztsim::perform(action, device, Event::By::Script, step.text);
     } catch (const std::invalid_argument& error) {
         complain(step, error.what());
     }

@@ -114,6 +114,12 @@ Device::Device(const Options& options, const Inside& inside)
     if (!options.noNetwork) {
         network.emplace();
     }
+#ifdef ZTSIM_WEB
+    if (inside.web >= 0) {
+        web.emplace(context, inside.web, simulated, options.verbose);
+        log("the device is shown at " + web->address());
+    }
+#endif
     control.listenOn(inside.control);
     control.listenOn(listenForControl(options.name));
 }
@@ -202,7 +208,7 @@ void Device::reapChildren()
 int runInside(const Options& options)
 {
     const Inside& inside = *options.inside;
-    for (const int file : {inside.outside, inside.control, inside.script, inside.record,
+    for (const int file : {inside.outside, inside.control, inside.script, inside.record, inside.web,
                            options.readyFile, options.lifeline}) {
         ::fcntl(file, F_SETFD, FD_CLOEXEC);
     }

@@ -7,6 +7,9 @@
 #include "Options.h"
 #include "Script.h"
 #include "Simulated.h"
+#ifdef ZTSIM_WEB
+#include "WebServer.h"
+#endif
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/local/stream_protocol.hpp>
@@ -47,6 +50,9 @@ private:
     Control control;
     Script script;
     std::optional<Network> network;
+#ifdef ZTSIM_WEB
+    std::optional<WebServer> web;
+#endif
     pid_t pid = -1;
     unsigned char signal = 0;
     int exitCode = FAILED;

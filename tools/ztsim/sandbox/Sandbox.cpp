@@ -149,7 +149,7 @@ Invocation sandbox(const Options& options, const Channels& channels)
     addKernelFiles(invocation);
     invocation.add({"--", self, "--inside"});
     for (const int file : {channels.farDevice, channels.ownErrors, channels.control,
-                           options.scriptFile, options.recordFile}) {
+                           options.scriptFile, options.recordFile, options.webSocket}) {
         invocation.addFile(file);
     }
     for (const int file : {options.readyFile, options.lifeline}) {
