@@ -1,12 +1,12 @@
-// page.mjs MODULES ZTSIM CHROMIUM [FOLDER]: the page of ztsim --web in a real browser, each test on a device of its
-// own. With a folder it leaves pictures of the page there.
+// page.mjs MODULES ZTSIM CHROMIUM [FOLDER [WORD]]: the page of ztsim --web in a real browser, each test on a device of
+// its own. With a folder it leaves pictures of the page there, and with a word it runs the tests with that in their names.
 import assert from 'node:assert/strict';
 import { spawn, spawnSync } from 'node:child_process';
 import http from 'node:http';
 import { createRequire } from 'node:module';
 import path from 'node:path';
 
-const [modules, ztsim, executablePath, pictures] = process.argv.slice(2);
+const [modules, ztsim, executablePath, pictures, word] = process.argv.slice(2);
 const require = createRequire(path.resolve(modules) + '/');
 const { chromium } = require('playwright-core');
 const axe = require('axe-core');
@@ -317,6 +317,9 @@ const tests = {
                 assert.equal(await page.evaluate(() => document.scrollingElement.scrollWidth), width);
                 await expectAccessible(page, `${width} ${colorScheme}`);
                 if (pictures) await page.screenshot({ path: `${pictures}/page-${width}-${colorScheme}.png`, fullPage: true });
+                if (pictures && width === 1600 && colorScheme === 'light') {
+                    await page.screenshot({ path: `${pictures}/page.png`, fullPage: true, clip: { x: 0, y: 0, width, height: 1030 } });
+                }
             }
         }
         device.run('kill %1');
@@ -343,12 +346,13 @@ const tests = {
 };
 
 let failed = 0;
-for (const [name, test] of Object.entries(tests)) {
+for (const [name, test] of Object.entries(tests).filter(([name]) => name.includes(word || ''))) {
+    const began = Date.now();
     complaints = [];
     try {
         await test();
         assert.deepEqual(complaints, [], 'what the browser complains of');
-        console.log('ok  ', name);
+        console.log(`ok   ${name} (${Date.now() - began} ms)`);
     } catch (error) {
         failed++;
         console.log('FAIL', name, '\n', error);

@@ -43,7 +43,7 @@ struct Options {
     std::string script;              ///< the name of its file
     int scriptFile = -1;             ///< both are open in the outside
     int recordFile = -1;
-    int webSocket = -1; ///< of --web, on 127.0.0.1 of the outside
+    int webSocket = -1;       ///< of --web, on 127.0.0.1 of the outside
     char** command = nullptr; ///< ends with a null
     bool isShell = false;     ///< no command was given
 
