@@ -389,6 +389,19 @@ zt_power_watch_prints_json()
 {"event":"new-propagation","time":N,"state":2,"value":4}'
 }
 
+zt_power_watch_prints_the_local_time()
+{
+    expect_eq "$(TZ=XYZ-5:30 device "$listening"'
+        before=$(date "+%F %T.%3N")
+        listening zt power watch --time --count 2
+        zt power watch --time --json --count 2 >json 2>err & until [ -s err ]; do :; done
+        zt power state 5; zt power state 3
+        wait; after=$(date "+%F %T.%3N")
+        { echo "$before"; sed -n "s/ new-state.*//p" heard; echo "$after"; } | sort -c && cut -d " " -f 3- heard
+        { echo "$before"; sed -n "s/.*wall-clock\":\"\([^\"]*\)\"}/\1/p" json; echo "$after"; } | sort -c && wc -l <json')" \
+        $'new-state 5\nnew-state 3\n2'
+}
+
 zt_power_watch_ends_after_a_count()
 {
     expect_eq "$(device "$listening"'

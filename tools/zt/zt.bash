@@ -31,7 +31,7 @@ _zt()
         "power timeout") words="1 2 silent-on $reading" ;;
         "power device") words="$devices $reading" ;;
         "power propagation" | eeprom* | info*) words=$reading ;;
-        "power watch") words="--count --json --help" ;;
+        "power watch") words="--count --json --time --help" ;;
         "health get") words="value-20 value-26 value-29 value-32 $reading" ;;
         "health set") words="value-20 value-26 value-29 value-32 --wait --help" ;;
         "net show") words="--interface --json --help" ;;

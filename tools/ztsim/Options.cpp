@@ -223,6 +223,7 @@ public:
 
 private:
     std::string explain(const CLI::ParseError& error) const;
+    void addLogOptions();
     void addInside();
     void addControlOptions();
     void addDescriptor(const std::string& name, int& target, const std::string& description);
@@ -248,10 +249,7 @@ CommandLine::CommandLine(Options& options) : options(options)
     app.formatter(std::make_shared<Formatter>());
     app.footer(FOOTER);
     app.set_version_flag("--version", "ztsim " ZTSIM_VERSION);
-    app.add_flag(
-        "-v,--verbose", options.verbose,
-        "Log each record received and sent, each fault, and each command of a script or of\n"
-        "ztsim ctl, on stderr");
+    addLogOptions();
     app.add_flag("--no-eth0", options.noNetwork, "There is no eth0");
     addInside();
     addControlOptions();
@@ -265,14 +263,35 @@ CommandLine::CommandLine(Options& options) : options(options)
     addFaultOptions("health", HEALTH_GROUP, health, HealthDaemonOptions::FAULTS);
 }
 
+void CommandLine::addLogOptions()
+{
+    app.add_flag(
+        "-v,--verbose", options.verbose,
+        "Log each record received and sent, each fault, and each command of a script or of\n"
+        "ztsim ctl, on stderr");
+    app.add_flag("--time", options.logTime, "Log with the local time in front of each line");
+    app.add_option_function<std::string>(
+           "--log",
+           [this](const auto& path) {
+               options.verbose = true;
+               if (!options.inside) {
+                   options.logFile =
+                       openFile("--log", path, O_WRONLY | O_CREAT | O_TRUNC | O_APPEND);
+               }
+           },
+           "Write what --verbose would show into a file")
+        ->type_name("FILE");
+}
+
 void CommandLine::addInside()
 {
-    app.add_option_function<std::vector<int>>(
-           "--inside",
-           [this](const auto& files) {
-               options.inside = Inside{files[0], files[1], files[2], files[3], files[4], files[5]};
-           })
-        ->expected(6)
+    app.add_option_function<std::vector<int>>("--inside",
+                                              [this](const auto& files) {
+                                                  options.inside =
+                                                      Inside{files[0], files[1], files[2], files[3],
+                                                             files[4], files[5], files[6]};
+                                              })
+        ->expected(7)
         ->group("");
 }
 

@@ -23,6 +23,7 @@ struct Inside {
     int control; ///< where it listens for "ztsim ctl"
     int script;  ///< the open files of --script and --record, or -1
     int record;
+    int log; ///< the open file of --log, or -1
     int web; ///< where it listens for browsers, or -1
 };
 
@@ -43,6 +44,8 @@ struct Options {
     std::string script;              ///< the name of its file
     int scriptFile = -1;             ///< both are open in the outside
     int recordFile = -1;
+    int logFile = -1;
+    bool logTime = false;
     int webSocket = -1;       ///< of --web, on 127.0.0.1 of the outside
     char** command = nullptr; ///< ends with a null
     bool isShell = false;     ///< no command was given

@@ -69,7 +69,7 @@ void Control::perform(const std::shared_ptr<Session>& session, std::vector<std::
         checkVersion(words);
         const std::string text = joinWords(words);
         if (verbose) {
-            log("ctl: " + text);
+            trace("ctl: " + text);
         }
         const Command command = parseCommand(words);
         if (const auto* const action = std::get_if<Action>(&command)) {

@@ -130,7 +130,7 @@ void Script::sleepUntil(Clock::time_point time)
 void Script::perform(const Step& step)
 {
     if (verbose) {
-        log("script: " + step.text);
+        trace("script: " + step.text);
     }
     if (const auto* const wanted = std::get_if<Await>(&step.command)) {
         await(step, *wanted);

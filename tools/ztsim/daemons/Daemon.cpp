@@ -209,7 +209,7 @@ void Daemon::say(const std::string& line) const
 void Daemon::sayIfVerbose(const std::string& line) const
 {
     if (options.verbose) {
-        say(line);
+        trace(std::string(protocol.name) + ": " + line);
     }
 }
 

@@ -208,12 +208,13 @@ void Device::reapChildren()
 int runInside(const Options& options)
 {
     const Inside& inside = *options.inside;
-    for (const int file : {inside.outside, inside.control, inside.script, inside.record, inside.web,
-                           options.readyFile, options.lifeline}) {
+    for (const int file : {inside.outside, inside.control, inside.script, inside.record, inside.log,
+                           inside.web, options.readyFile, options.lifeline}) {
         ::fcntl(file, F_SETFD, FD_CLOEXEC);
     }
     ::dup2(inside.errors, STDERR_FILENO);
     ::close(inside.errors);
+    logStyle() = {options.logTime, inside.log};
     const int reportFd = ::fcntl(inside.outside, F_DUPFD_CLOEXEC, 0);
     const auto code = static_cast<unsigned char>(runDevice(options));
     ::send(reportFd, &code, sizeof code, MSG_NOSIGNAL);

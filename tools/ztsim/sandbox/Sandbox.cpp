@@ -148,8 +148,9 @@ Invocation sandbox(const Options& options, const Channels& channels)
     addDeviceFiles(invocation);
     addKernelFiles(invocation);
     invocation.add({"--", self, "--inside"});
-    for (const int file : {channels.farDevice, channels.ownErrors, channels.control,
-                           options.scriptFile, options.recordFile, options.webSocket}) {
+    for (const int file :
+         {channels.farDevice, channels.ownErrors, channels.control, options.scriptFile,
+          options.recordFile, options.logFile, options.webSocket}) {
         invocation.addFile(file);
     }
     for (const int file : {options.readyFile, options.lifeline}) {

@@ -241,7 +241,7 @@ void WebConnection::perform(const std::string& body)
         const std::vector<std::string> words = parseWords(body);
         const std::string text = joinWords(words);
         if (verbose) {
-            log("page: " + text);
+            trace("page: " + text);
         }
         const Command command = parseCommand(words);
         if (const auto* const action = std::get_if<Action>(&command)) {
