@@ -287,11 +287,11 @@ void CommandLine::addInside()
 {
     app.add_option_function<std::vector<int>>("--inside",
                                               [this](const auto& files) {
-                                                  options.inside =
-                                                      Inside{files[0], files[1], files[2], files[3],
-                                                             files[4], files[5], files[6]};
+                                                  options.inside = Inside{
+                                                      files[0], files[1], files[2], files[3],
+                                                      files[4], files[5], files[6], files[7]};
                                               })
-        ->expected(7)
+        ->expected(8)
         ->group("");
 }
 
@@ -352,6 +352,16 @@ void CommandLine::addDialogueOptions()
                }
            },
            "Write what the clients say to the daemons into a file, as such a script")
+        ->type_name("FILE");
+    app.add_option_function<std::string>(
+           "--capture",
+           [this](const auto& path) {
+               if (!options.inside) {
+                   options.captureFile =
+                       openFile("--capture", path, O_WRONLY | O_CREAT | O_TRUNC | O_APPEND);
+               }
+           },
+           "Write each record to and from the daemons into a file for Wireshark")
         ->type_name("FILE");
 }
 

@@ -23,8 +23,9 @@ struct Inside {
     int control; ///< where it listens for "ztsim ctl"
     int script;  ///< the open files of --script and --record, or -1
     int record;
-    int log; ///< the open file of --log, or -1
-    int web; ///< where it listens for browsers, or -1
+    int log;     ///< the open file of --log, or -1
+    int capture; ///< the open file of --capture, or -1
+    int web;     ///< where it listens for browsers, or -1
 };
 
 struct Options {
@@ -46,6 +47,7 @@ struct Options {
     int recordFile = -1;
     int logFile = -1;
     bool logTime = false;
+    int captureFile = -1;
     int webSocket = -1;       ///< of --web, on 127.0.0.1 of the outside
     char** command = nullptr; ///< ends with a null
     bool isShell = false;     ///< no command was given

@@ -114,6 +114,10 @@ Device::Device(const Options& options, const Inside& inside)
     if (!options.noNetwork) {
         network.emplace();
     }
+    if (inside.capture >= 0) {
+        capture.emplace(inside.capture);
+        journal.tap([this](const Transfer& transfer) { capture->write(transfer); });
+    }
 #ifdef ZTSIM_WEB
     if (inside.web >= 0) {
         web.emplace(context, inside.web, simulated, options.verbose);
@@ -209,7 +213,7 @@ int runInside(const Options& options)
 {
     const Inside& inside = *options.inside;
     for (const int file : {inside.outside, inside.control, inside.script, inside.record, inside.log,
-                           inside.web, options.readyFile, options.lifeline}) {
+                           inside.capture, inside.web, options.readyFile, options.lifeline}) {
         ::fcntl(file, F_SETFD, FD_CLOEXEC);
     }
     ::dup2(inside.errors, STDERR_FILENO);

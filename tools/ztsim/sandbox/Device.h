@@ -1,6 +1,7 @@
 #ifndef ZTSIM_DEVICE_H
 #define ZTSIM_DEVICE_H
 
+#include "Capture.h"
 #include "Control.h"
 #include "Journal.h"
 #include "Network.h"
@@ -44,6 +45,7 @@ private:
     boost::asio::posix::stream_descriptor childSignals;
     signalfd_siginfo childSignal{};
     boost::asio::posix::stream_descriptor lifeline;
+    std::optional<Capture> capture;
     Journal journal;
     Eeprom eeprom;
     Simulated simulated;

@@ -150,7 +150,7 @@ Invocation sandbox(const Options& options, const Channels& channels)
     invocation.add({"--", self, "--inside"});
     for (const int file :
          {channels.farDevice, channels.ownErrors, channels.control, options.scriptFile,
-          options.recordFile, options.logFile, options.webSocket}) {
+          options.recordFile, options.logFile, options.captureFile, options.webSocket}) {
         invocation.addFile(file);
     }
     for (const int file : {options.readyFile, options.lifeline}) {
