@@ -63,7 +63,8 @@ std::string inSeconds(std::uint64_t time)
 
 const char* const STYLE =
     "<style>svg { background: #fff } text { font: 13px system-ui, \"DejaVu Sans\", sans-serif; "
-    "fill: #17202b; text-anchor: middle } .who { font-weight: 600 } .when { fill: #566373; "
+    "fill: #17202b; text-anchor: middle } .who { font-weight: 600 } .said { paint-order: stroke; "
+    "stroke: #fff; stroke-width: 4px } .when { fill: #566373; "
     "text-anchor: start } .life { stroke: #c5cdd6 } .arrow { stroke: #0b62b8; stroke-width: 1.5; "
     "marker-end: url(#head) }</style>\n"
     "<marker id=\"head\" viewBox=\"0 0 10 10\" refX=\"9\" refY=\"5\" markerWidth=\"8\" "
