@@ -3,7 +3,8 @@
 in their order, and compares what it says they print. Says what each command took.
 
 A block in sh holds commands, one a line. A block in text is what the command before it prints. Any other
-block is the content of the file that the line before it names at its end.
+block is the content of the file that the line before it names at its end, if it names one. The page of the guide
+on the same program comes after the README.
 
 Then all else has to be there that it names, or one of the pages that it leads to at once: what links and
 indented commands lead to, and what the examples print.
@@ -53,8 +54,8 @@ def follow(readme, folder):
         elif language == "text":
             if not output.endswith(content):
                 sys.exit(f"tests/readme.py: printed was\n{output}where the README says\n{content}")
-        else:
-            path = os.path.join(folder, re.search(r"`([^`]*)`:$", before).group(1))
+        elif named := re.search(r"`([^`]*)`:$", before):
+            path = os.path.join(folder, named.group(1))
             os.makedirs(os.path.dirname(path), exist_ok=True)
             with open(path, "w", encoding="utf-8") as file:
                 file.write(content)
@@ -85,6 +86,8 @@ def main():
         with open(os.path.join(clone, "README.md"), encoding="utf-8") as readme:
             text = readme.read()
         follow(text, clone)
+        with open(os.path.join(clone, "docs/guide/first-program.md"), encoding="utf-8") as page:
+            follow(page.read(), clone)
         pages = ["README.md", *re.findall(r"\]\(([\w/.-]+\.md)\)", text)]
         missing = [name for page in pages for name in lacking(page, clone)]
         if missing:

@@ -389,6 +389,19 @@ zt_power_watch_prints_json()
 {"event":"new-propagation","time":N,"state":2,"value":4}'
 }
 
+zt_power_watch_prints_the_local_time()
+{
+    expect_eq "$(TZ=XYZ-5:30 device "$listening"'
+        before=$(date "+%F %T.%3N")
+        listening zt power watch --time --count 2
+        zt power watch --time --json --count 2 >json 2>err & until [ -s err ]; do :; done
+        zt power state 5; zt power state 3
+        wait; after=$(date "+%F %T.%3N")
+        { echo "$before"; sed -n "s/ new-state.*//p" heard; echo "$after"; } | sort -c && cut -d " " -f 3- heard
+        { echo "$before"; sed -n "s/.*wall-clock\":\"\([^\"]*\)\"}/\1/p" json; echo "$after"; } | sort -c && wc -l <json')" \
+        $'new-state 5\nnew-state 3\n2'
+}
+
 zt_power_watch_ends_after_a_count()
 {
     expect_eq "$(device "$listening"'
@@ -1088,6 +1101,83 @@ complete_words()
 {
     bash -c '. "$0"; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _zt; echo "${COMPREPLY[*]}"' \
         "$here/../../tools/zt/zt.bash" "$@"
+}
+
+# ---------------------------------------------------------------------------- decode
+
+# capture COMMAND: what the command says to the daemons is in the file $scratch/capture.
+capture()
+{
+    "$ztsim" --capture "$scratch/capture" -- bash -c "$1" >/dev/null 2>&1
+}
+
+zt_decode_prints_what_was_captured()
+{
+    capture 'zt power state 2; zt eeprom serial-number'
+    expect_eq "$(zt decode "$scratch/capture" | sed -E 's/^[0-9]+\.[0-9]{9} //')" 'power <- client 1: power 2
+power -> client 1: new power state 2
+power <- client 1: power
+power -> client 1: power state 2
+health <- client 1: health serial-number
+health -> client 1: serial-number ""'
+    expect_eq "$(zt decode --json "$scratch/capture" | sed -nE '1s/"(time":"|process":)[0-9.]+/"\1N/gp')" \
+        '{"time":"N","server":"power","direction":"from-client","client":1,"process":N,"text":"power 2","bytes":"'"0900000000000000020$(printf '0%.0s' {1..77})"'"}'
+}
+
+zt_decode_draws_a_sequence_chart()
+{
+    capture 'exec zt power state 2'
+    expect_eq "$(zt decode --mermaid "$scratch/capture")" 'sequenceDiagram
+    participant p0 as power
+    participant p1 as process 2
+    p1->>p0: power 2
+    p0->>p1: new power state 2
+    p1->>p0: power
+    p0->>p1: power state 2'
+    expect_eq "$(zt decode --svg "$scratch/capture" | python3 -c '
+import sys, xml.etree.ElementTree as tree
+print([text.text for text in tree.parse(sys.stdin).iter("{http://www.w3.org/2000/svg}text") if text.get("class") != "when"])')" \
+        "['power', 'process 2', 'power 2', 'new power state 2', 'power', 'power state 2']"
+}
+
+zt_decode_makes_no_markup_of_what_was_said()
+{
+    capture 'python3 -c "
+import socket, struct
+client = socket.socket(socket.AF_UNIX)
+client.connect(\"/var/run/ztpmd_api\")
+client.sendall(struct.pack(\"<II 16s i 20x\", 3, 0, b\"<b>;#&\\x1b\\n\", 1))
+client.sendall(struct.pack(\"<I 44x\", 8))
+client.recv(48)"'
+    expect_like "$(zt decode "$scratch/capture")" '*client 1: device "<b>;#&\\x1b\\x0a"'$'\n*'
+    expect_like "$(zt decode --mermaid "$scratch/capture")" '*: device #quot;#lt;b#gt;#59;#35;#amp;\\x1b\\x0a#quot;'$'\n*'
+    expect_like "$(zt decode --svg "$scratch/capture")" '*>device &quot;&lt;b&gt;;#&amp;\\x1b\\x0a&quot;</text>*'
+}
+
+zt_decode_says_what_is_wrong_with_a_file()
+{
+    local cut advice='zt: try: give it a file of ztsim --capture'
+    expect_eq "$(zt decode "$scratch/none" 2>&1; echo "= $?")" "zt: cannot read $scratch/none: No such file or directory
+zt: try: see that the file is there
+= 1"
+    echo text that is long enough >"$scratch/text"
+    expect_eq "$(zt decode "$scratch/text" 2>&1; echo "= $?")" "zt: cannot decode $scratch/text: it is no pcapng file
+$advice
+= 1"
+    : >"$scratch/empty"
+    expect_eq "$(zt decode "$scratch/empty" 2>&1; echo "= $?")" "= 0"
+    capture 'exec zt power state 2'
+    for cut in 43 45 60 87 89 100 191; do
+        head -c $cut "$scratch/capture" >"$scratch/cut"
+        expect_eq "$(zt decode "$scratch/cut" 2>&1; echo "= $?")" \
+            "zt: cannot decode $scratch/cut: it ends in the middle of a block
+$advice
+= 1"
+    done
+    head -c 192 "$scratch/capture" >"$scratch/cut"
+    expect_eq "$(zt decode "$scratch/cut")" "0.000000000 power <- client 1: power 2"
+    refuse "--json excludes --mermaid; see zt decode" decode --json --mermaid x
+    refuse "FILE is required; see zt decode" decode
 }
 
 zt_completes_in_bash()

@@ -1025,6 +1025,33 @@ ztsim_logs_commands_if_verbose()
         $'ztsim: script: 0 power 2\nztsim: ctl: device touch 7'
 }
 
+ztsim_logs_the_local_time()
+{
+    expect_eq "$(TZ=XYZ-5:30 "$ztsim" -v --time -- bash -c '
+        date "+%F %T.%3N"; ztsim ctl power 2; date "+%F %T.%3N"' 2>&1 | tee "$scratch/log" | cut -d ' ' -f 3-)" \
+        $'\nztsim: ctl: power 2'
+    cut -d ' ' -f 1-2 "$scratch/log" | sort -c || fail "$(cat "$scratch/log")"
+}
+
+ztsim_logs_into_a_file()
+{
+    echo old >"$scratch/log"
+    expect_eq "$("$ztsim" --log "$scratch/log" --power-fault silence@2 -- bash -c '
+        ztsim ctl power 2; python3 "$0/power.py" 8? 99 8?' "$here" 2>&1 >/dev/null | grep ztsim)" ""
+    expect_like "$(cat "$scratch/log")" "ztsim: ctl: power 2
+ztsim: power: <- power
+ztsim: power: -> power state 2
+ztsim: power: <- type 99
+ztsim: power: fault silence
+ztsim: power: <- power
+ztsim: power: -> power state 2"
+    expect_failure 125 "--log: cannot open $scratch/no/log: No such file or directory; see ztsim --help" \
+        "$ztsim" --log "$scratch/no/log" -- true
+    expect_eq "$("$ztsim" --log /dev/full -- ztsim ctl power 2 2>&1)" \
+        "ztsim: cannot write into the log any more: No space left on device"
+    expect_eq "$("$ztsim" --log "$scratch/log" -- sh -c 'ls -l /proc/self/fd | grep -c "$0"' "$scratch/log")" 0
+}
+
 # What was recorded, without the times.
 recorded()
 {

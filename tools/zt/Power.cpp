@@ -7,6 +7,7 @@
 #include "TimeLimit.h"
 #include "Verbs.h"
 #include "common/NumberOption.h"
+#include "common/WallClock.h"
 #include "zt/ZTEvent.h"
 #include "ztutil/ZTTick.h"
 
@@ -25,6 +26,7 @@ struct PowerOptions {
     std::optional<std::string> subject; ///< a state or a device
     std::optional<std::string> value;   ///< what it is set to
     bool json = false;
+    bool time = false;
     double wait = 2;
     unsigned int count = 0; ///< of events to watch; 0 for no end
 };
@@ -294,6 +296,18 @@ std::string inWords(const PowerReport& report)
     }
 }
 
+void printEvent(const PowerOptions& options, Json event, const std::string& words)
+{
+    if (options.json) {
+        if (options.time) {
+            event["wall-clock"] = tools::wallClock();
+        }
+        printJson(event);
+    } else {
+        printLine((options.time ? tools::wallClock() + ' ' : "") + words);
+    }
+}
+
 void watchVerb(const PowerOptions& options)
 {
     StopSignals signals;
@@ -304,7 +318,7 @@ void watchVerb(const PowerOptions& options)
     dialogue.setHearer([&](const PowerReport& report) {
         if (!isEnough()) {
             ++heard;
-            options.json ? printJson(describe(report)) : printLine(inWords(report));
+            printEvent(options, describe(report), inWords(report));
         }
     });
     dialogue.setWitness([&](bool isThere) {
@@ -312,8 +326,7 @@ void watchVerb(const PowerOptions& options)
             return;
         }
         const char* const name = isThere ? "daemon-back" : "daemon-gone";
-        options.json ? printJson({{"event", name}, {"time", ZT::ZTTick::getTickCount()}})
-                     : printLine(name);
+        printEvent(options, {{"event", name}, {"time", ZT::ZTTick::getTickCount()}}, name);
     });
     complain("listening to the power-management daemon");
     while (!isEnough() && StopSignals::received() == 0) {
@@ -373,6 +386,7 @@ void addPower(CLI::App& app)
         CLI::App* const added = addVerb(*power, verb, options);
         if (verb.run == watchVerb) {
             addCountOption(*added, options->count, "End after so many reports");
+            added->add_flag("--time", options->time, "Print the local time of each event, too");
         } else {
             addWaitOption(*added, options->wait);
         }

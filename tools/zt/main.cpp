@@ -108,6 +108,7 @@ int run(int argc, char** argv)
     zt::addCopy(app);
     zt::addIpc(app);
     zt::addSocket(app);
+    zt::addDecode(app);
     zt::addProcess(app, exitCode);
     app.footer(FOOTER); // behind them, for it would be theirs, too
     try {

@@ -15,7 +15,7 @@ _zt()
     if [ "$before" = --interface ]; then
         words="eth0 eth1 eth2 eth3"
     elif [ "$COMP_CWORD" -eq 1 ]; then
-        words="info power health eeprom net copy ipc socket run ps --help --version"
+        words="info power health eeprom net copy ipc socket decode run ps --help --version"
     elif [ "$COMP_CWORD" -eq 2 ]; then
         case ${COMP_WORDS[1]} in
         info) words=$reading ;;
@@ -31,7 +31,7 @@ _zt()
         "power timeout") words="1 2 silent-on $reading" ;;
         "power device") words="$devices $reading" ;;
         "power propagation" | eeprom* | info*) words=$reading ;;
-        "power watch") words="--count --json --help" ;;
+        "power watch") words="--count --json --time --help" ;;
         "health get") words="value-20 value-26 value-29 value-32 $reading" ;;
         "health set") words="value-20 value-26 value-29 value-32 --wait --help" ;;
         "net show") words="--interface --json --help" ;;
@@ -40,6 +40,12 @@ _zt()
         "ipc send") words="--header1 --header2 --from --answer --json --wait --help" ;;
         "socket listen") words="--address --port --count --json --help" ;;
         "socket send") words="--address --port --type --flag --parameters --answer --json --wait --help" ;;
+        esac
+    fi
+    if [ "${COMP_WORDS[1]}" = decode ] && [ "$COMP_CWORD" -gt 1 ]; then
+        case $word in
+        -*) words="--json --mermaid --svg --help" ;;
+        *) compopt -o filenames 2>/dev/null; mapfile -t COMPREPLY < <(compgen -f -- "$word") ;;
         esac
     fi
     if [ "${COMP_WORDS[1]}" = copy ] && [ "$COMP_CWORD" -gt 1 ]; then

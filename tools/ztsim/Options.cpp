@@ -4,6 +4,10 @@
 #include "TextFile.h"
 #include "common/NumberOption.h"
 
+#ifdef ZTSIM_WEB
+#include "WebServer.h"
+#endif
+
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
@@ -16,6 +20,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <unistd.h>
 #include <utility>
 #include <vector>
@@ -239,6 +244,7 @@ public:
 private:
     std::string explain(const CLI::ParseError& error) const;
     void addWay();
+    void addLogOptions();
     void addInside();
     void addControlOptions();
     void addDescriptor(const std::string& name, int& target, const std::string& description);
@@ -247,6 +253,7 @@ private:
     void addFaultOptions(const std::string& daemon, const char* group, DaemonOptions& settings,
                          const FaultKinds& kinds);
     void addDialogueOptions();
+    void addWebOption();
     void takeIdentity(const std::string& path);
 
     Options& options;
@@ -263,15 +270,15 @@ CommandLine::CommandLine(Options& options) : options(options)
     app.formatter(std::make_shared<Formatter>());
     app.footer(FOOTER);
     app.set_version_flag("--version", "ztsim " ZTSIM_VERSION);
-    app.add_flag(
-        "-v,--verbose", options.verbose,
-        "Log each record received and sent, each fault, and each command of a script or of\n"
-        "ztsim ctl, on stderr");
+    addLogOptions();
     app.add_flag("--no-eth0", options.noNetwork, "There is no eth0");
     addWay();
     addInside();
     addControlOptions();
     addDialogueOptions();
+#ifdef ZTSIM_WEB
+    addWebOption();
+#endif
     addPowerOptions();
     addFaultOptions("power", POWER_GROUP, power, PowerDaemonOptions::FAULTS);
     addHealthOptions();
@@ -287,6 +294,26 @@ void CommandLine::addWay()
         ->type_name("namespaces|preload|machine");
 }
 
+void CommandLine::addLogOptions()
+{
+    app.add_flag(
+        "-v,--verbose", options.verbose,
+        "Log each record received and sent, each fault, and each command of a script or of\n"
+        "ztsim ctl, on stderr");
+    app.add_flag("--time", options.logTime, "Log with the local time in front of each line");
+    app.add_option_function<std::string>(
+           "--log",
+           [this](const auto& path) {
+               options.verbose = true;
+               if (!options.inside) {
+                   options.logFile =
+                       openFile("--log", path, O_WRONLY | O_CREAT | O_TRUNC | O_APPEND);
+               }
+           },
+           "Write what --verbose would show into a file")
+        ->type_name("FILE");
+}
+
 void CommandLine::addInside()
 {
     app.add_option_function<std::vector<std::string>>(
@@ -295,11 +322,11 @@ void CommandLine::addInside()
                const auto file = [&words](std::size_t index) {
                    return tools::parseNumber<int>(words[index]);
                };
-               options.inside =
-                   Inside{file(0), file(1), file(2), file(3), file(4), WAYS.at(words[5]), words[6]};
+               options.inside = Inside{file(0), file(1), file(2), file(3),           file(4),
+                                       file(5), file(6), file(7), WAYS.at(words[8]), words[9]};
                power.root = health.root = options.inside->root;
            })
-        ->expected(7)
+        ->expected(10)
         ->group("");
 }
 
@@ -361,7 +388,39 @@ void CommandLine::addDialogueOptions()
            },
            "Write what the clients say to the daemons into a file, as such a script")
         ->type_name("FILE");
+    app.add_option_function<std::string>(
+           "--capture",
+           [this](const auto& path) {
+               if (!options.inside) {
+                   options.captureFile =
+                       openFile("--capture", path, O_WRONLY | O_CREAT | O_TRUNC | O_APPEND);
+               }
+           },
+           "Write each record to and from the daemons into a file for Wireshark")
+        ->type_name("FILE");
 }
+
+#ifdef ZTSIM_WEB
+/// It listens outside, where the browser is.
+void CommandLine::addWebOption()
+{
+    app.add_option_function<std::string>(
+           "--web",
+           [this](const auto& text) {
+               const int port = tools::parseNumber("--web", text, 0, 65535);
+               try {
+                   options.webSocket = options.inside ? -1 : listenOnLoopback(port);
+               } catch (const std::system_error& error) {
+                   throw CLI::ValidationError("--web", error.what());
+               }
+           },
+           "Show the device on a page, whose address is printed on stderr, for a browser on\n"
+           "this machine; 0, some free port, by default")
+        ->type_name("[PORT]")
+        ->expected(0, 1)
+        ->default_str("0");
+}
+#endif
 
 void CommandLine::addPowerOptions()
 {

@@ -24,6 +24,9 @@ struct Inside {
     int control; ///< where it listens for "ztsim ctl"
     int script;  ///< the open files of --script and --record, or -1
     int record;
+    int log;     ///< the open file of --log, or -1
+    int capture; ///< the open file of --capture, or -1
+    int web;     ///< where it listens for browsers, or -1
     Way way;
     std::string root; ///< the folder of the device's files without namespaces, or empty
 };
@@ -46,6 +49,10 @@ struct Options {
     std::string script;              ///< the name of its file
     int scriptFile = -1;             ///< both are open in the outside
     int recordFile = -1;
+    int logFile = -1;
+    bool logTime = false;
+    int captureFile = -1;
+    int webSocket = -1;       ///< of --web, on 127.0.0.1 of the outside
     char** command = nullptr; ///< ends with a null
     bool isShell = false;     ///< no command was given
 

@@ -6,8 +6,10 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <iterator>
 #include <memory>
 #include <optional>
+#include <sstream>
 #include <stdexcept>
 #include <utility>
 
@@ -68,12 +70,59 @@ void forEach(Simulated& device, const std::string& which, Act act)
     }
 }
 
+template <typename Texts>
+std::string alternatives(const Texts& texts)
+{
+    std::string joined;
+    for (const std::string& text : texts) {
+        joined += (joined.empty() ? "" : "|") + text;
+    }
+    return joined;
+}
+
+std::string deviceNames()
+{
+    std::vector<std::string> names;
+    for (const auto& device : PowerSettings().devices) {
+        names.push_back(device.first);
+    }
+    return alternatives(names);
+}
+
+std::string faultNames(const FaultKinds& kinds)
+{
+    std::vector<std::string> names;
+    std::transform(kinds.begin(), kinds.end(), std::back_inserter(names), nameOf);
+    names.emplace_back("none");
+    return alternatives(names);
+}
+
+/// What COMMANDS_HELP says behind the arguments of a command; a line may go on in those below.
+std::string helpOf(const std::string& verb)
+{
+    constexpr std::size_t column = 27; // in which that begins
+    std::istringstream lines(COMMANDS_HELP);
+    std::string help;
+    bool isMeant = false;
+    for (std::string line; std::getline(lines, line);) {
+        if (line.compare(0, 3, "   ") != 0) {
+            const std::string rest = line.substr(2);
+            isMeant = rest.substr(0, rest.find(' ')) == verb;
+        }
+        if (isMeant && line.size() > column && line[column - 1] == ' ') {
+            help += (help.empty() ? "" : " ") + line.substr(column);
+        }
+    }
+    return help;
+}
+
 /// The words of a command become options of CLI11, which checks them.
 class Parser {
 public:
     Parser();
 
     bool knows(const std::string& verb) const;
+    std::vector<CommandForm> forms() const;
     Command parse(std::vector<std::string> words);
 
 private:
@@ -110,49 +159,55 @@ private:
     bool isOn = false; ///< a flag, or a state that is
 };
 
+// The descriptions are hints for CommandForm.
 Parser::Parser()
 {
     app.set_help_flag();
     app.require_subcommand(0, 1); // what comes behind is no command, even if it is called like one
-    tools::addNumber(addVerb("power", &Parser::power), "STATE", value, 0U, 6U);
+    tools::addNumber(addVerb("power", &Parser::power), "STATE", value, 0U, 6U, "0..6");
     CLI::App& timeoutVerb = addVerb("timeout", &Parser::timeout);
-    tools::addNumber(timeoutVerb, "STATE", state, 0U, 5U)->required();
-    tools::addNumber(timeoutVerb, "VALUE", value, 0U, UINT32_MAX);
+    tools::addNumber(timeoutVerb, "STATE", state, 0U, 5U, "0..5")->required();
+    tools::addNumber(timeoutVerb, "VALUE", value, 0U, UINT32_MAX, "0..4294967295");
     tools::addNumber(addVerb("propagation", &Parser::propagation), "TIME", value, 0U,
-                     PowerSettings::MAX_PROPAGATION_TIME);
+                     PowerSettings::MAX_PROPAGATION_TIME, "0..30");
     CLI::App& deviceVerb = addVerb("device", &Parser::device);
-    deviceVerb.add_option("NAME", name)->required();
-    tools::addNumber(deviceVerb, "STATE", deviceState, INT32_MIN, INT32_MAX);
+    deviceVerb.add_option("NAME", name, deviceNames())->required();
+    tools::addNumber(deviceVerb, "STATE", deviceState, INT32_MIN, INT32_MAX,
+                     "-2147483648..2147483647");
     CLI::App& healthVerb = addVerb("health", &Parser::health);
-    healthVerb.add_option("NAME", name)->required();
+    healthVerb.add_option("NAME", name, alternatives(HealthMonitor::names()))->required();
     healthVerb.add_option("VALUE", text);
     addDaemon(addVerb("hang-up", &Parser::hangUp));
-    addVerb("power-fault", &Parser::powerFault).add_option("KIND", words)->required();
-    addVerb("health-fault", &Parser::healthFault).add_option("KIND", words)->required();
+    addVerb("power-fault", &Parser::powerFault)
+        .add_option("KIND", words, faultNames(PowerDaemonOptions::FAULTS))
+        ->required();
+    addVerb("health-fault", &Parser::healthFault)
+        .add_option("KIND", words, faultNames(HealthDaemonOptions::FAULTS))
+        ->required();
     CLI::App& slowVerb = addVerb("slow", &Parser::slow);
-    slowVerb.add_option("TIME", text)->required();
+    slowVerb.add_option("TIME", text, "200ms, 1.5s, 0s")->required();
     addDaemon(slowVerb);
     CLI::App& deafVerb = addVerb("deaf", &Parser::deaf);
-    deafVerb.add_option("STATE", text)->required()->check(CLI::IsMember({"on", "off"}));
+    deafVerb.add_option("STATE", text, "on|off")->required()->check(CLI::IsMember({"on", "off"}));
     addDaemon(deafVerb);
     CLI::App& awaitVerb = addVerb("await", &Parser::await);
-    awaitVerb.add_option("RECORD", words)->required();
-    tools::addNumber(awaitVerb, "--wait", seconds, 0.0, LONGEST_WAIT);
+    awaitVerb.add_option("RECORD", words, "timeout 2")->required();
+    tools::addNumber(awaitVerb, "--wait", seconds, 0.0, LONGEST_WAIT, "seconds");
     awaitVerb.add_flag("--since-start", isOn);
-    addVerb("count", &Parser::count).add_option("RECORD", words);
-    addVerb("records", &Parser::records).add_option("RECORD", words);
+    addVerb("count", &Parser::count).add_option("RECORD", words, "any");
+    addVerb("records", &Parser::records).add_option("RECORD", words, "any");
     addVerb("show", &Parser::show);
     addVerb("watch", &Parser::watch);
     for (const char* const question : {"power", "timeout", "propagation", "device", "health",
                                        "count", "records", "show", "watch"}) {
-        // A number is the same in JSON.
-        app.get_subcommand(question)->add_flag("--json", isOn);
+        // A number is the same in JSON. No form has what only programs want.
+        app.get_subcommand(question)->add_flag("--json", isOn)->group("");
     }
 }
 
 void Parser::addDaemon(CLI::App& verb)
 {
-    verb.add_option("DAEMON", name)->check(CLI::IsMember({"power", "health"}));
+    verb.add_option("DAEMON", name, "power|health")->check(CLI::IsMember({"power", "health"}));
 }
 
 CLI::App& Parser::addVerb(const char* name, Command (Parser::*make)())
@@ -168,6 +223,22 @@ bool Parser::knows(const std::string& verb) const
     return !app.get_subcommands(
                    [&verb](const CLI::App* known) { return known->get_name() == verb; })
                 .empty();
+}
+
+std::vector<CommandForm> Parser::forms() const
+{
+    std::vector<CommandForm> forms;
+    for (const CLI::App* verb : app.get_subcommands([](const CLI::App*) { return true; })) {
+        CommandForm form{verb->get_name(), helpOf(verb->get_name()), {}};
+        const auto isShown = [](const CLI::Option* option) { return !option->get_group().empty(); };
+        for (const CLI::Option* option : verb->get_options(isShown)) {
+            form.arguments.push_back({option->get_name(), option->get_required(),
+                                      option->get_expected_max() == 0,
+                                      option->get_expected_max() > 1, option->get_description()});
+        }
+        forms.push_back(std::move(form));
+    }
+    return forms;
 }
 
 Command Parser::parse(std::vector<std::string> words)
@@ -255,10 +326,7 @@ Command Parser::hangUp()
 template <typename Of>
 Action planFault(const std::vector<std::string>& words, const FaultKinds& kinds, Of of)
 {
-    std::string text;
-    for (const std::string& word : words) {
-        text += (text.empty() ? "" : " ") + word;
-    }
+    const std::string text = joinWords(words);
     if (text == "none") {
         return [of](Simulated& device) {
             of(device).faults().clear();
@@ -346,6 +414,25 @@ Command Parser::watch()
 
 } // namespace
 
+Answer perform(const Action& action, Simulated& device, Event::By by, const std::string& text)
+{
+    const Journal::Hold hold(device.journal);
+    Answer answer = action(device);
+    if (!answer) {
+        device.journal.addChange(by, text);
+    }
+    return answer;
+}
+
+std::string joinWords(const std::vector<std::string>& words)
+{
+    std::string text;
+    for (const std::string& word : words) {
+        text += (text.empty() ? "" : " ") + word;
+    }
+    return text;
+}
+
 std::string Await::complaint() const
 {
     return "no client has said \"" + record.text() + "\" in time";
@@ -387,6 +474,11 @@ std::vector<std::string> splitCommand(const std::string& line)
 bool isVerb(const std::string& word)
 {
     return Parser().knows(word);
+}
+
+std::vector<CommandForm> commandForms()
+{
+    return Parser().forms();
 }
 
 } // namespace ztsim

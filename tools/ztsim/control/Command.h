@@ -21,6 +21,12 @@ using Answer = std::optional<Lines>;
 /// Something said to the device: it happens when this is called; throws std::invalid_argument.
 using Action = std::function<Answer(Simulated&)>;
 
+/// Calls it, and tells the journal of what has changed, which has this text.
+Answer perform(const Action& action, Simulated& device, Event::By by, const std::string& text);
+
+/// With blanks between them.
+std::string joinWords(const std::vector<std::string>& words);
+
 /// What is done next waits until a client says such a record.
 struct Await {
     RecordPattern record;
@@ -50,6 +56,24 @@ bool isVerb(const std::string& word);
 
 /// A line for each command.
 extern const char* const COMMANDS_HELP;
+
+/// What a command takes, for who offers it to a user.
+struct CommandForm {
+    struct Argument {
+        std::string name;
+        bool isRequired;
+        bool isFlag;
+        bool takesWords;  ///< any number of them
+        std::string hint; ///< what it can be, if that is not any text: "on|off", or a range
+    };
+
+    std::string verb;
+    std::string help; ///< what COMMANDS_HELP says about it, without the arguments
+    std::vector<Argument> arguments;
+};
+
+/// Of all commands.
+std::vector<CommandForm> commandForms();
 
 } // namespace ztsim
 

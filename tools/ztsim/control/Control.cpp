@@ -15,15 +15,6 @@ namespace {
 
 constexpr std::chrono::milliseconds PAUSE{100};
 
-std::string join(const std::vector<std::string>& words)
-{
-    std::string text;
-    for (const std::string& word : words) {
-        text += (text.empty() ? "" : " ") + word;
-    }
-    return text;
-}
-
 /// Takes the version from the front of the words.
 void checkVersion(std::vector<std::string>& words)
 {
@@ -76,9 +67,9 @@ void Control::perform(const std::shared_ptr<Session>& session, std::vector<std::
 {
     try {
         checkVersion(words);
-        const std::string text = join(words);
+        const std::string text = joinWords(words);
         if (verbose) {
-            log("ctl: " + text);
+            trace("ctl: " + text);
         }
         const Command command = parseCommand(words);
         if (const auto* const action = std::get_if<Action>(&command)) {
@@ -96,10 +87,7 @@ void Control::perform(const std::shared_ptr<Session>& session, std::vector<std::
 void Control::act(const std::shared_ptr<Session>& session, const Action& action,
                   const std::string& text)
 {
-    const Answer answer = action(device);
-    if (!answer) {
-        device.journal.addChange(Event::By::Ctl, text);
-    }
+    const Answer answer = ztsim::perform(action, device, Event::By::Ctl, text);
     session->end(Session::DONE, answer.value_or(Lines()));
 }
 

@@ -130,7 +130,7 @@ void Script::sleepUntil(Clock::time_point time)
 void Script::perform(const Step& step)
 {
     if (verbose) {
-        log("script: " + step.text);
+        trace("script: " + step.text);
     }
     if (const auto* const wanted = std::get_if<Await>(&step.command)) {
         await(step, *wanted);
@@ -142,9 +142,7 @@ void Script::perform(const Step& step)
 void Script::perform(const Step& step, const Action& action)
 {
     try {
-        if (!action(device)) {
-            device.journal.addChange(Event::By::Script, step.text);
-        }
+        ztsim::perform(action, device, Event::By::Script, step.text);
     } catch (const std::invalid_argument& error) {
         complain(step, error.what());
     }

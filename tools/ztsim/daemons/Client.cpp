@@ -6,6 +6,7 @@
 
 #include <linux/sockios.h>
 #include <sys/ioctl.h>
+#include <sys/socket.h>
 #include <utility>
 
 namespace ztsim {
@@ -14,11 +15,19 @@ namespace {
 /// So many records may wait, beyond what the socket takes, for a client to read them.
 constexpr std::size_t MOST_WAITING = 1024;
 
+pid_t peerOf(int socket)
+{
+    ucred peer{};
+    socklen_t size = sizeof peer;
+    ::getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &peer, &size);
+    return peer.pid;
+}
+
 } // namespace
 
-Client::Client(Socket socket, std::size_t recordSize, Callbacks callbacks)
-    : socket(std::move(socket)), callbacks(std::move(callbacks)),
-      pause(this->socket.get_executor()), incoming(recordSize, '\0')
+Client::Client(Socket given, std::uint64_t number, std::size_t recordSize, Callbacks callbacks)
+    : socket(std::move(given)), ownNumber(number), peer(peerOf(socket.native_handle())),
+      callbacks(std::move(callbacks)), pause(socket.get_executor()), incoming(recordSize, '\0')
 {}
 
 void Client::read()

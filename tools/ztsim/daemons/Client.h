@@ -8,11 +8,13 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <sys/types.h>
 
 namespace ztsim {
 
@@ -29,7 +31,13 @@ public:
         std::function<void(Client&)> gone;
     };
 
-    Client(Socket socket, std::size_t recordSize, Callbacks callbacks);
+    Client(Socket given, std::uint64_t number, std::size_t recordSize, Callbacks callbacks);
+
+    /// By which it is told from the others of its daemon.
+    std::uint64_t number() const { return ownNumber; }
+
+    /// That has connected, as far as the kernel knows.
+    pid_t process() const { return peer; }
 
     /// Reads records, each of them handed to `received`, up to the end, told by `gone`. While one
     /// waits for that, no other is read.
@@ -54,6 +62,8 @@ private:
     void write();
 
     Socket socket;
+    const std::uint64_t ownNumber;
+    const pid_t peer;
     Callbacks callbacks;
     boost::asio::steady_timer pause; ///< of the record that waits
     Bytes incoming;

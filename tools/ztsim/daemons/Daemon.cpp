@@ -64,7 +64,7 @@ void Daemon::acceptClients()
 void Daemon::addClient(Client::Socket socket)
 {
     const auto client = std::make_shared<Client>(
-        std::move(socket), protocol.recordSize,
+        std::move(socket), ++lastClient, protocol.recordSize,
         Client::Callbacks{
             [this] { return deaf ? std::nullopt : std::optional(delay); },
             [this](Client& sender, const Bytes& record) { received(sender, record); },
@@ -73,6 +73,7 @@ void Daemon::addClient(Client::Socket socket)
         });
     clients.insert(client);
     served = true;
+    tell(Transfer::What::Came, *client, "");
     if (!deaf) {
         client->read();
     }
@@ -81,7 +82,9 @@ void Daemon::addClient(Client::Socket socket)
 void Daemon::removeClient(Client& client)
 {
     client.close();
-    clients.erase(client.shared_from_this());
+    if (clients.erase(client.shared_from_this()) != 0) {
+        tell(Transfer::What::Left, client, "");
+    }
     if (full) {
         awaitClients();
     }
@@ -91,6 +94,7 @@ void Daemon::received(Client& sender, const Bytes& record)
 {
     const std::string text = describe(record);
     sayIfVerbose("<- " + text);
+    tell(Transfer::What::Received, sender, text, record);
     if (const auto fault = options.faults.at(++records, text)) {
         suffer(*fault, sender, record);
         journal.addRecord(text, nameOf(*fault));
@@ -99,6 +103,7 @@ void Daemon::received(Client& sender, const Bytes& record)
     const char* const refusal = handle(sender, record);
     journal.addRecord(text, refusal);
     if (refusal != nullptr) {
+        tell(Transfer::What::Ignored, sender, refusal);
         say("ignored " + describe(record) + ": " + refusal);
     }
 }
@@ -106,15 +111,20 @@ void Daemon::received(Client& sender, const Bytes& record)
 void Daemon::suffer(Fault fault, Client& sender, const Bytes& record)
 {
     sayIfVerbose(std::string("fault ") + nameOf(fault));
+    tell(Transfer::What::Fault, sender, nameOf(fault));
     switch (fault) {
     case Fault::HangUp:
         hangUp();
         break;
     case Fault::Silence:
         break;
-    case Fault::ShortRecord:
-        sender.sendLast(faultyAnswer(fault, record));
+    case Fault::ShortRecord: {
+        const Bytes part = faultyAnswer(fault, record);
+        tell(Transfer::What::Sent, sender,
+             "the first " + std::to_string(part.size()) + " bytes of a record", part);
+        sender.sendLast(part);
         break;
+    }
     default:
         send(sender, faultyAnswer(fault, record));
     }
@@ -155,6 +165,7 @@ void Daemon::hangUp()
     acceptor.close();
     for (const auto& client : clients) {
         client->close();
+        tell(Transfer::What::Left, *client, "hang-up");
     }
     clients.clear();
     timer.expires_after(options.away);
@@ -167,7 +178,9 @@ void Daemon::hangUp()
 
 void Daemon::send(Client& client, const Bytes& record)
 {
-    sayIfVerbose("-> " + describe(record));
+    const std::string text = describe(record);
+    sayIfVerbose("-> " + text);
+    tell(Transfer::What::Sent, client, text, record);
     client.send(record);
 }
 
@@ -179,6 +192,15 @@ void Daemon::sendToAll(const Bytes& record)
     }
 }
 
+void Daemon::tell(Transfer::What what, const Client& client, const std::string& text,
+                  const Bytes& bytes)
+{
+    if (journal.isTapped()) {
+        journal.addTransfer(
+            {0, what, protocol.name, client.number(), client.process(), bytes, text});
+    }
+}
+
 void Daemon::say(const std::string& line) const
 {
     log(std::string(protocol.name) + ": " + line);
@@ -187,7 +209,7 @@ void Daemon::say(const std::string& line) const
 void Daemon::sayIfVerbose(const std::string& line) const
 {
     if (options.verbose) {
-        say(line);
+        trace(std::string(protocol.name) + ": " + line);
     }
 }
 

@@ -96,6 +96,8 @@ private:
     void removeClient(Client& client);
     void received(Client& sender, const Bytes& record);
     void suffer(Fault fault, Client& sender, const Bytes& record);
+    void tell(Transfer::What what, const Client& client, const std::string& text,
+              const Bytes& bytes = {});
     void say(const std::string& line) const;
     void sayIfVerbose(const std::string& line) const;
 
@@ -110,6 +112,7 @@ private:
     bool deaf = false;
     std::chrono::milliseconds delay{0};
     std::uint64_t records = 0;
+    std::uint64_t lastClient = 0; ///< the number of the last one that came
 };
 
 } // namespace ztsim

@@ -24,6 +24,36 @@ void Journal::addChange(Event::By by, const std::string& text)
     tell({now(), by, text, ""});
 }
 
+Journal::Hold::Hold(Journal& journal) : journal(journal)
+{
+    journal.isHeld = true;
+}
+
+Journal::Hold::~Hold()
+{
+    journal.isHeld = false;
+    for (const Transfer& transfer : std::exchange(journal.held, {})) {
+        journal.tell(transfer);
+    }
+}
+
+void Journal::addTransfer(Transfer transfer)
+{
+    transfer.time = now();
+    if (isHeld) {
+        held.push_back(std::move(transfer));
+    } else {
+        tell(transfer);
+    }
+}
+
+void Journal::tell(const Transfer& transfer)
+{
+    for (const auto& listener : taps) {
+        listener(transfer);
+    }
+}
+
 std::vector<std::string> Journal::records(const RecordPattern& wanted) const
 {
     std::vector<std::string> matching;

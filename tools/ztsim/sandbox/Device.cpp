@@ -164,6 +164,16 @@ Device::Device(const Options& options, const Inside& inside)
     if (hasNetwork(options)) {
         network.emplace();
     }
+    if (inside.capture >= 0) {
+        capture.emplace(inside.capture);
+        journal.tap([this](const Transfer& transfer) { capture->write(transfer); });
+    }
+#ifdef ZTSIM_WEB
+    if (inside.web >= 0) {
+        web.emplace(context, inside.web, simulated, options.verbose);
+        log("the device is shown at " + web->address());
+    }
+#endif
     control.listenOn(inside.control);
     if (inside.way == Way::Namespaces) { // from where the outside cannot be reached
         control.listenOn(listenForControl(options.name));
@@ -253,12 +263,13 @@ void Device::reapChildren()
 int runInside(const Options& options)
 {
     const Inside& inside = *options.inside;
-    for (const int file : {inside.outside, inside.control, inside.script, inside.record,
-                           options.readyFile, options.lifeline}) {
+    for (const int file : {inside.outside, inside.control, inside.script, inside.record, inside.log,
+                           inside.capture, inside.web, options.readyFile, options.lifeline}) {
         ::fcntl(file, F_SETFD, FD_CLOEXEC);
     }
     ::dup2(inside.errors, STDERR_FILENO);
     ::close(inside.errors);
+    logStyle() = {options.logTime, inside.log};
     const int reportFd = ::fcntl(inside.outside, F_DUPFD_CLOEXEC, 0);
     ::send(reportFd, &BEGUN, sizeof BEGUN, MSG_NOSIGNAL);
     const auto code = static_cast<unsigned char>(runDevice(options));

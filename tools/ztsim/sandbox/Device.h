@@ -1,12 +1,16 @@
 #ifndef ZTSIM_DEVICE_H
 #define ZTSIM_DEVICE_H
 
+#include "Capture.h"
 #include "Control.h"
 #include "Journal.h"
 #include "Network.h"
 #include "Options.h"
 #include "Script.h"
 #include "Simulated.h"
+#ifdef ZTSIM_WEB
+#include "WebServer.h"
+#endif
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/local/stream_protocol.hpp>
@@ -41,12 +45,16 @@ private:
     boost::asio::posix::stream_descriptor childSignals;
     signalfd_siginfo childSignal{};
     boost::asio::posix::stream_descriptor lifeline;
+    std::optional<Capture> capture;
     Journal journal;
     Eeprom eeprom;
     Simulated simulated;
     Control control;
     Script script;
     std::optional<Network> network;
+#ifdef ZTSIM_WEB
+    std::optional<WebServer> web;
+#endif
     pid_t pid = -1;
     unsigned char signal = 0;
     int exitCode = FAILED;

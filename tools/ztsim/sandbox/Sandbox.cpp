@@ -135,7 +135,8 @@ Invocation Outside::inside(const char* way, const std::string& root) const
 {
     Invocation invocation;
     invocation.add({std::filesystem::read_symlink("/proc/self/exe"), "--inside"});
-    for (const int file : {farDevice, ownErrors, control, options.scriptFile, options.recordFile}) {
+    for (const int file : {farDevice, ownErrors, control, options.scriptFile, options.recordFile,
+                           options.logFile, options.captureFile, options.webSocket}) {
         invocation.addFile(file);
     }
     invocation.add({way, root});

@@ -1,0 +1,124 @@
+#include "CaptureFile.h"
+#include "Failure.h"
+#include "Output.h"
+#include "SequenceChart.h"
+#include "SimulatedRecord.h"
+#include "Verbs.h"
+#include "common/Printable.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace zt {
+namespace {
+
+struct DecodeOptions {
+    std::string file;
+    bool json = false;
+    bool mermaid = false;
+    bool svg = false;
+};
+
+std::string readFile(const std::string& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    std::string content{std::istreambuf_iterator<char>(file), {}};
+    if (!file.is_open() || file.bad()) {
+        throw Failure(FAILED, "cannot read " + path + ": " + std::strerror(errno),
+                      "see that the file is there");
+    }
+    return content;
+}
+
+std::vector<SimulatedRecord> readRecords(const std::string& path)
+{
+    const std::string content = readFile(path);
+    std::vector<SimulatedRecord> records;
+    try {
+        for (const CapturedPacket& packet : readCapture(content)) {
+            if (auto record = readRecord(packet)) {
+                records.push_back(*std::move(record));
+            }
+        }
+    } catch (const std::runtime_error& error) {
+        throw Failure(FAILED, "cannot decode " + path + ": " + error.what(),
+                      "give it a file of ztsim --capture");
+    }
+    return records;
+}
+
+std::string secondsOf(std::uint64_t time)
+{
+    char text[32];
+    std::snprintf(text, sizeof text, "%llu.%09llu",
+                  static_cast<unsigned long long>(time / 1000000000),
+                  static_cast<unsigned long long>(time % 1000000000));
+    return text;
+}
+
+std::string digitsOf(const std::string& bytes)
+{
+    std::string text;
+    for (const char each : bytes) {
+        char digits[3];
+        std::snprintf(digits, sizeof digits, "%02x",
+                      static_cast<unsigned int>(static_cast<unsigned char>(each)));
+        text += digits;
+    }
+    return text;
+}
+
+void printAsJson(const SimulatedRecord& record)
+{
+    printJson({{"time", secondsOf(record.time)},
+               {"server", record.server},
+               {"direction", record.isFromClient ? "from-client" : "to-client"},
+               {"client", record.client},
+               {"process", record.process},
+               {"text", record.text},
+               {"bytes", digitsOf(record.bytes)}});
+}
+
+void decode(const DecodeOptions& options)
+{
+    const std::vector<SimulatedRecord> records = readRecords(options.file);
+    if (options.mermaid || options.svg) {
+        const SequenceChart chart(records);
+        printLine(options.svg ? chart.asSvg() : chart.asMermaid());
+        return;
+    }
+    for (const SimulatedRecord& record : records) {
+        if (options.json) {
+            printAsJson(record);
+            continue;
+        }
+        printLine(secondsOf(sinceFirst(records, record)) + ' ' + record.server +
+                  (record.isFromClient ? " <- " : " -> ") + "client " +
+                  std::to_string(record.client) + ": " + tools::printable(record.text));
+    }
+}
+
+} // namespace
+
+void addDecode(CLI::App& app)
+{
+    CLI::App* const verb = app.add_subcommand("decode", "What a file of ztsim --capture says");
+    const auto options = std::make_shared<DecodeOptions>();
+    verb->add_option("FILE", options->file, "It has the format pcapng")->required();
+    CLI::Option* const json = verb->add_flag("--json", options->json, "Print JSON");
+    CLI::Option* const mermaid =
+        verb->add_flag("--mermaid", options->mermaid, "Print a sequence chart for Mermaid");
+    CLI::Option* const svg =
+        verb->add_flag("--svg", options->svg, "Print a sequence chart as a picture, in SVG");
+    json->excludes(mermaid)->excludes(svg);
+    mermaid->excludes(svg);
+    verb->callback([options] { decode(*options); });
+}
+
+} // namespace zt

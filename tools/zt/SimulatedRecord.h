@@ -1,0 +1,33 @@
+#ifndef ZT_TOOL_SIMULATEDRECORD_H
+#define ZT_TOOL_SIMULATEDRECORD_H
+
+#include "CaptureFile.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace zt {
+
+/// What "ztsim --capture" has written about one record.
+struct SimulatedRecord {
+    std::uint64_t time; ///< in nanoseconds since 1970
+    std::string server; ///< power, health or ipc
+    bool isFromClient;
+    std::uint32_t client;
+    std::uint32_t process;
+    std::string bytes;
+    std::string text; ///< what the bytes say
+};
+
+/// Nothing for a packet of another kind.
+std::optional<SimulatedRecord> readRecord(const CapturedPacket& packet);
+
+/// How long after the first one, in nanoseconds; 0 where the clock was set back.
+std::uint64_t sinceFirst(const std::vector<SimulatedRecord>& records,
+                         const SimulatedRecord& record);
+
+} // namespace zt
+
+#endif
