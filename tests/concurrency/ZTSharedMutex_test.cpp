@@ -10,6 +10,7 @@
 
 #include <atomic>
 #include <boost/thread/exceptions.hpp>
+#include <boost/thread/thread_only.hpp>
 #include <cerrno>
 #include <chrono>
 #include <cstdint>
@@ -216,6 +217,28 @@ TEST_F(ZTSharedMutexTest, AnAutoLockTakesItSharedOrExclusivelyByTheStaticType)
         EXPECT_FALSE(otherThreadCanLock(*mutex));
     }
     EXPECT_TRUE(otherThreadCanLock(*mutex));
+}
+
+TEST_F(ZTSharedMutexTest, NoOperationIsAnInterruptionPoint)
+{
+    bool isStillToCome = false;
+    Event interrupting;
+    StartedThread thread([&] {
+        interrupting.await();
+        mutex->lock();
+        mutex->unlock();
+        EXPECT_TRUE(mutex->try_lock());
+        mutex->unlock();
+        mutex->lock_shared();
+        mutex->unlock_shared();
+        EXPECT_TRUE(mutex->try_lock_shared());
+        mutex->unlock_shared();
+        isStillToCome = boost::this_thread::interruption_requested();
+    });
+    thread.interrupt();
+    interrupting.happen();
+    thread.join();
+    EXPECT_TRUE(isStillToCome);
 }
 
 TEST_F(ZTSharedMutexTest, NoInterruptionComesOutOfALockThatWaits)
