@@ -402,29 +402,6 @@ zt_power_watch_prints_the_local_time()
         $'new-state 5\nnew-state 3\n2'
 }
 
-zt_power_watch_ends_after_a_count()
-{
-    expect_eq "$(device "$listening"'
-        listening zt power watch --count 2
-        zt power state 5; zt power state 3; zt power state 2
-        wait $!; echo "= $?"; cat heard')" $'= 0\nnew-state 5\nnew-state 3'
-}
-
-zt_power_watch_says_when_the_daemon_goes_away_and_comes_back()
-{
-    device --power-away 100 "$listening"'
-        listening zt power watch --json; other=$!; mv heard json
-        listening zt power watch
-        ztsim ctl hang-up power
-        until grep -q back heard && grep -q back json; do :; done
-        zt power state 2
-        until grep -q 2 heard && grep -q :2} json; do :; done
-        stop $other; stop $!; echo "= $?" >>heard'
-    expect_eq "$(sed -E 's/"time":[0-9]+/"time":N/' "$scratch/json")" \
-        $'{"event":"daemon-gone","time":N}\n{"event":"daemon-back","time":N}\n{"event":"new-state","time":N,"state":2}'
-    expect_eq "$(cat "$scratch/heard")" $'daemon-gone\ndaemon-back\nnew-state 2\n= 0'
-}
-
 zt_power_watch_ends_during_half_a_record()
 {
     expect_eq "$(device --no-power-daemon 'mkfifo '"$scratch/ready"'
