@@ -3,6 +3,7 @@
 
 #include "Require.h"
 #include "zt/CaptureFile.h"
+#include "zt/RecordFile.h"
 #include "zt/SequenceChart.h"
 #include "zt/SimulatedRecord.h"
 
@@ -18,6 +19,9 @@ std::vector<zt::SimulatedRecord> recordsOf(const std::string& content)
 {
     std::vector<zt::SimulatedRecord> records;
     try {
+        if (zt::isRecordFile(content)) {
+            return zt::readRecordFile(content);
+        }
         for (const zt::CapturedPacket& packet : zt::readCapture(content)) {
             require(packet.bytes.size() <= content.size(), "a packet is a part of the file");
             if (auto record = zt::readRecord(packet)) {

@@ -1117,6 +1117,34 @@ print([text.text for text in tree.parse(sys.stdin).iter("{http://www.w3.org/2000
         "['power', 'process 2', 'power 2', 'new power state 2', 'power', 'power state 2']"
 }
 
+zt_decode_reads_what_was_recorded()
+{
+    device --record "$scratch/recorded" --power-fault silence@2 'zt power state 2; zt eeprom serial-number' >/dev/null 2>&1
+    expect_eq "$(zt decode "$scratch/recorded" | sed -E 's/^[0-9]+\.[0-9]{9} //')" 'power <- clients: power 2
+power <- clients: power: silence
+health <- clients: health serial-number'
+    expect_eq "$(zt decode --mermaid "$scratch/recorded")" 'sequenceDiagram
+    participant p0 as power
+    participant p1 as clients
+    participant p2 as health
+    p1->>p0: power 2
+    p1->>p0: power: silence
+    p1->>p2: health serial-number'
+    printf '# What the clients said to the daemons\n1.5 power\n3.000000001 power 3\n' >"$scratch/script"
+    expect_eq "$(zt decode "$scratch/script")" '0.000000000 power <- clients: power
+1.500000001 power <- clients: power 3'
+    expect_eq "$(zt decode --json "$scratch/script" | head -n 1)" \
+        '{"time":"1.500000000","server":"power","direction":"from-client","client":0,"process":0,"text":"power","bytes":""}'
+    local line
+    for line in power "" 1 "1 " "-1 power" "nan power" "1e99 power" "1000000001 power"; do
+        printf '# What the clients said to the daemons\n1 power\n%s\n' "$line" >"$scratch/script"
+        expect_eq "$(zt decode "$scratch/script" 2>&1; echo "= $?")" \
+            "zt: cannot decode $scratch/script: line 3 is no record
+zt: try: give it a file of ztsim --capture or --record
+= 1"
+    done
+}
+
 zt_decode_makes_no_markup_of_what_was_said()
 {
     capture 'python3 -c "
@@ -1133,7 +1161,7 @@ client.recv(48)"'
 
 zt_decode_says_what_is_wrong_with_a_file()
 {
-    local cut advice='zt: try: give it a file of ztsim --capture'
+    local cut advice='zt: try: give it a file of ztsim --capture or --record'
     expect_eq "$(zt decode "$scratch/none" 2>&1; echo "= $?")" "zt: cannot read $scratch/none: No such file or directory
 zt: try: see that the file is there
 = 1"

@@ -1,6 +1,7 @@
 #include "CaptureFile.h"
 #include "Failure.h"
 #include "Output.h"
+#include "RecordFile.h"
 #include "SequenceChart.h"
 #include "SimulatedRecord.h"
 #include "Verbs.h"
@@ -36,21 +37,34 @@ std::string readFile(const std::string& path)
     return content;
 }
 
+std::vector<SimulatedRecord> recordsOf(const std::string& content)
+{
+    if (isRecordFile(content)) {
+        return readRecordFile(content);
+    }
+    std::vector<SimulatedRecord> records;
+    for (const CapturedPacket& packet : readCapture(content)) {
+        if (auto record = readRecord(packet)) {
+            records.push_back(*std::move(record));
+        }
+    }
+    return records;
+}
+
 std::vector<SimulatedRecord> readRecords(const std::string& path)
 {
     const std::string content = readFile(path);
-    std::vector<SimulatedRecord> records;
     try {
-        for (const CapturedPacket& packet : readCapture(content)) {
-            if (auto record = readRecord(packet)) {
-                records.push_back(*std::move(record));
-            }
-        }
+        return recordsOf(content);
     } catch (const std::runtime_error& error) {
         throw Failure(FAILED, "cannot decode " + path + ": " + error.what(),
-                      "give it a file of ztsim --capture");
+                      "give it a file of ztsim --capture or --record");
     }
-    return records;
+}
+
+std::string clientOf(const SimulatedRecord& record)
+{
+    return record.client == 0 ? "clients" : "client " + std::to_string(record.client);
 }
 
 std::string secondsOf(std::uint64_t time)
@@ -99,8 +113,8 @@ void decode(const DecodeOptions& options)
             continue;
         }
         printLine(secondsOf(sinceFirst(records, record)) + ' ' + record.server +
-                  (record.isFromClient ? " <- " : " -> ") + "client " +
-                  std::to_string(record.client) + ": " + tools::printable(record.text));
+                  (record.isFromClient ? " <- " : " -> ") + clientOf(record) + ": " +
+                  tools::printable(record.text));
     }
 }
 
@@ -108,9 +122,10 @@ void decode(const DecodeOptions& options)
 
 void addDecode(CLI::App& app)
 {
-    CLI::App* const verb = app.add_subcommand("decode", "What a file of ztsim --capture says");
+    CLI::App* const verb =
+        app.add_subcommand("decode", "What a file of ztsim --capture or --record says");
     const auto options = std::make_shared<DecodeOptions>();
-    verb->add_option("FILE", options->file, "It has the format pcapng")->required();
+    verb->add_option("FILE", options->file, "It is in pcapng, or a script")->required();
     CLI::Option* const json = verb->add_flag("--json", options->json, "Print JSON");
     CLI::Option* const mermaid =
         verb->add_flag("--mermaid", options->mermaid, "Print a sequence chart for Mermaid");

@@ -76,7 +76,8 @@ SequenceChart::SequenceChart(const std::vector<SimulatedRecord>& records)
 {
     for (const SimulatedRecord& record : records) {
         const std::size_t server = placeOf(record.server);
-        const std::size_t client = placeOf("process " + std::to_string(record.process));
+        const std::size_t client =
+            placeOf(record.process == 0 ? "clients" : "process " + std::to_string(record.process));
         const std::uint64_t time = sinceFirst(records, record);
         arrows.push_back(record.isFromClient ? Arrow{client, server, time, record.text}
                                              : Arrow{server, client, time, record.text});

@@ -10,12 +10,12 @@
 
 namespace zt {
 
-/// What "ztsim --capture" has written about one record.
+/// What "ztsim --capture" or "ztsim --record" has written about one record.
 struct SimulatedRecord {
-    std::uint64_t time; ///< in nanoseconds since 1970
+    std::uint64_t time; ///< in nanoseconds since 1970, or since the start
     std::string server; ///< power, health or ipc
     bool isFromClient;
-    std::uint32_t client;
+    std::uint32_t client; ///< both are 0 where the file does not tell
     std::uint32_t process;
     std::string bytes;
     std::string text; ///< what the bytes say
