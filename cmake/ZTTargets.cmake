@@ -47,3 +47,16 @@ function(zt_built_together target files_each)
         set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE ${files_each})
     endif()
 endfunction()
+
+# zt_embedded(variable text name header): sets the variable to a source that defines `name`, of a namespace, as the text
+# of that file. The header declares it.
+function(zt_embedded variable text name header)
+    cmake_path(ABSOLUTE_PATH text)
+    cmake_path(GET text STEM stem)
+    set(source ${CMAKE_CURRENT_BINARY_DIR}/${stem}.cpp)
+    set(script ${PROJECT_SOURCE_DIR}/cmake/embed.cmake)
+    add_custom_command(OUTPUT ${source}
+        COMMAND ${CMAKE_COMMAND} -DTEXT=${text} -DNAME=${name} -DHEADER=${header} -DSOURCE=${source} -P ${script}
+        DEPENDS ${text} ${script})
+    set(${variable} ${source} PARENT_SCOPE)
+endfunction()

@@ -1185,6 +1185,29 @@ $advice
     refuse "FILE is required; see zt decode" decode
 }
 
+# ---------------------------------------------------------------------------- explain
+
+zt_explain_says_what_a_result_means()
+{
+    expect_eq "$(zt explain 17)" 'code         17
+meaning      the time is up; nothing has come yet
+returned-by  ZTEndPointManager, ZTIPCEndPoint; ZTSocket::getNextSocketBuffer(), ZTSocketLinux::receiveRecords()
+try          ask again, or wait longer'
+    local page=$here/../../docs/guide/result-codes.md codes
+    codes=$(sed -nE 's/^\| ([0-9]+) \|.*/\1/p' "$page")
+    expect_eq "$(wc -w <<<$codes)" 22
+    expect_eq "$(for code in $codes; do zt explain --json "$code"; done | python3 -c '
+import json, sys
+for line in sys.stdin:
+    print("|", " | ".join(str(cell) for cell in json.loads(line).values()), "|")')" \
+        "$(grep -E '^\| [0-9]+ \|' "$page" | tr -d \`)"
+    expect_eq "$(zt explain 2 2>&1; echo "= $?")" "zt: the library has no result 2
+zt: try: it may be an error number of the system, or a command's exit code
+= 1"
+    refuse "CODE is required; see zt explain" explain
+    refuse "CODE: \"x\" is not in -2147483648..2147483647; see zt explain" explain x
+}
+
 zt_completes_in_bash()
 {
     expect_eq "$(complete_words zt p)" "power ps"
@@ -1197,7 +1220,7 @@ zt_completes_in_bash()
     expect_eq "$(cd "$scratch" && touch file && complete_words zt copy fi)" file
     local verb
     for verb in info eeprom copy "power state" "power timeout" "power propagation" "power device" "power watch" \
-        "health get" "health set" "net show" "net set" "ipc listen" "ipc send" "socket listen" "socket send"; do
+        "health get" "health set" "net show" "net set" "ipc listen" "ipc send" "socket listen" "socket send" decode explain; do
         expect_eq "$verb $(complete_words zt $verb -- | tr ' ' '\n' | sort | paste -sd ' ')" \
             "$verb $(zt $verb --help | sed -nE 's/^ +(-h,)?(--[a-z0-9]+).*/\2/p' | sort | paste -sd ' ')"
     done
@@ -1207,7 +1230,8 @@ zt_has_a_manual_page()
 {
     local page=$here/../../tools/zt/zt.1 verb
     for verb in info "power state" "power timeout" "power propagation" "power device" "power watch" "health get" \
-        "health set" eeprom "net show" "net set" copy "ipc listen" "ipc send" "socket listen" "socket send" run ps; do
+        "health set" eeprom "net show" "net set" copy "ipc listen" "ipc send" "socket listen" "socket send" decode \
+        explain run ps; do
         grep -q "^\.B zt $verb" "$page" || fail "nothing about $verb"
     done
     if command -v groff >/dev/null; then

@@ -16,6 +16,7 @@ void addCopy(CLI::App& app);
 void addIpc(CLI::App& app);
 void addSocket(CLI::App& app);
 void addDecode(CLI::App& app);
+void addExplain(CLI::App& app);
 void addProcess(CLI::App& app, int& exitCode);
 
 /// For what has verbs of its own: one of them is required.

@@ -109,6 +109,7 @@ int run(int argc, char** argv)
     zt::addIpc(app);
     zt::addSocket(app);
     zt::addDecode(app);
+    zt::addExplain(app);
     zt::addProcess(app, exitCode);
     app.footer(FOOTER); // behind them, for it would be theirs, too
     try {

@@ -15,7 +15,7 @@ _zt()
     if [ "$before" = --interface ]; then
         words="eth0 eth1 eth2 eth3"
     elif [ "$COMP_CWORD" -eq 1 ]; then
-        words="info power health eeprom net copy ipc socket decode run ps --help --version"
+        words="info power health eeprom net copy ipc socket decode explain run ps --help --version"
     elif [ "$COMP_CWORD" -eq 2 ]; then
         case ${COMP_WORDS[1]} in
         info) words=$reading ;;
@@ -24,6 +24,7 @@ _zt()
         eeprom) words="$fields $reading" ;;
         net) words="show set --help" ;;
         ipc | socket) words="listen send --help" ;;
+        explain) words="--json --help" ;;
         esac
     else
         case "${COMP_WORDS[1]} ${COMP_WORDS[2]}" in
