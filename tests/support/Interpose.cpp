@@ -20,7 +20,12 @@
 bool isSanitizer(const void* address)
 {
     Dl_info info{};
-    return dladdr(address, &info) != 0 && std::strstr(info.dli_fname, "libclang_rt.") != nullptr;
+    if (dladdr(address, &info) == 0) {
+        return false;
+    }
+    // clang's, and g++'s
+    return std::strstr(info.dli_fname, "libclang_rt.") != nullptr ||
+           std::strstr(info.dli_fname, "san.so") != nullptr;
 }
 
 // Defines the object that tests use and the C function that everybody calls, whose arguments come
