@@ -57,7 +57,9 @@ check_here() {
     prints "$scratch/cmake/consumer"
     by_pkg_config "$1" g++
     prints "$scratch/pkg-config"
-    "$1/bin/ztsim" --way preload -- "$1/bin/zt" power state >/dev/null
+    # Unpacked packages are not where the loader looks.
+    LD_LIBRARY_PATH=$(dirname "$(find "$1" -name libZTAPI_OS_ABS.so.1)") \
+        "$1/bin/ztsim" --way preload -- "$1/bin/zt" power state >/dev/null
     # Finds the plugin by itself.
     PATH=$1/bin:$PATH PYTHONPATH=$1/lib/python3/dist-packages PYTHONDONTWRITEBYTECODE=1 \
         /usr/bin/python3 -m pytest -q -p no:cacheprovider tests/testkit/python/test_own_device.py >/dev/null
