@@ -13,7 +13,8 @@ namespace {
 
 const unsigned long KIB_PER_PAGE = 4;
 
-// Of the mappings of our libraries, and of what is mapped right behind each.
+// Of the mappings of our libraries, and of what is mapped right behind each. A page written to is a copy, and so
+// anonymous; "dirty" are those of a just linked file, too, until the kernel has written it out.
 unsigned long dirtyPages()
 {
     std::ifstream mappings("/proc/self/smaps");
@@ -28,8 +29,8 @@ unsigned long dirtyPages()
             isOurs = line.find("libZTAPI") != std::string::npos ||
                      (isOurs && !hasName && line.compare(0, dash, end) == 0);
             end = line.substr(dash + 1, blank - dash - 1);
-        } else if (isOurs && line.rfind("Private_Dirty:", 0) == 0) {
-            kib += std::stoul(line.substr(sizeof "Private_Dirty:"));
+        } else if (isOurs && line.rfind("Anonymous:", 0) == 0) {
+            kib += std::stoul(line.substr(sizeof "Anonymous:"));
         }
     }
     return kib / KIB_PER_PAGE;
