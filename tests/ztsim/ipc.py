@@ -60,6 +60,10 @@ def dialogue():
         print(len(receive(client, 264)))
         client.close()
         print(accepted.recv(1))
+        try:
+            accepted.sendall(b"too late")
+        except BrokenPipeError:
+            print("gone")
     print("files", *sorted(os.listdir()))
 
 

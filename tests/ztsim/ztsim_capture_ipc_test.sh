@@ -21,10 +21,12 @@ ztsim_capture_ipc_has_each_frame_and_changes_none()
 b'\\x01\\x00\\x00\\x00\\x02\\x00\\x00\\x00\\x05hello'
 264
 b''
+gone
 a client called two
 b'\\x01\\x00\\x00\\x00\\x02\\x00\\x00\\x00\\x05hello'
 264
 b''
+gone
 files .ztsim-server server two
 ipc <- client 1: headers 1 and 2, 5 bytes
 ipc -> client 1: headers 3 and 4, 255 bytes
