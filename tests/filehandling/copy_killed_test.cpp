@@ -180,7 +180,7 @@ private:
         }
     }
 
-    const Finished finished;
+    Finished finished;
 };
 
 } // namespace

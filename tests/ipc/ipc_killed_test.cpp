@@ -180,11 +180,12 @@ TEST_F(KilledIPC, AClientLeavesAtMostItsNameWhichTheNextReplacesAndTheServerGoes
     Channel listening;
     const Process serving([&] {
         ZTIPCServer echo;
-        const int result = echo.initialize(server);
-        for (listening.tell(); result == 0;) {
+        EXPECT_EQ(echo.initialize(server), 0);
+        listening.tell();
+        while (true) {
             echoOnce(echo);
         }
-        return result;
+        return 0;
     });
     ASSERT_TRUE(listening.isTold());
     std::set<std::set<std::string>> left;
