@@ -105,7 +105,8 @@ protected:
             if (finished.isTold()) {
                 expectAllIsDone(cm);
             }
-            EXPECT_EQ(run(start), filesIn(source).empty() ? codeWithoutRest : 0);
+            const int nextCode = filesIn(source).empty() ? codeWithoutRest : 0;
+            EXPECT_EQ(run(start), nextCode);
             expectAllIsDone(cm);
         }
     }
