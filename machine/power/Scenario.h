@@ -19,11 +19,11 @@ struct Scenario {
 inline std::vector<Scenario> scenarios()
 {
     return {
-        {"copy of a file", false, true, false, {{"file", 200000}}, 0},
+        {"copy of a file", false, true, false, {{"file", 60000}}, 0},
         {"heard copy of a file", false, true, true, {{"file", 20000}}, 0},
         {"copy of a file over a longer one", false, true, false, {{"file", 9000}}, 15000},
         {"copy of a folder", true, true, true, {{"a", 3000}, {"b", 7000}, {"c", 500}}, 0},
-        {"move of a file", false, false, false, {{"file", 200000}}, 0},
+        {"move of a file", false, false, false, {{"file", 60000}}, 0},
         {"heard move of a file", false, false, true, {{"file", 20000}}, 0},
         {"move of a file over a longer one", false, false, false, {{"file", 9000}}, 15000},
         {"move of a folder", true, false, false, {{"a", 3000}, {"b", 7000}, {"c", 500}}, 0},

@@ -81,13 +81,13 @@ int run(const Scenario& scenario, const fs::path& folder)
 } // namespace
 
 // The library's call comes here.
-extern "C" int remove(const char* path) noexcept
+extern "C" int remove(const char* filename) noexcept
 {
-    static const auto real = reinterpret_cast<int (*)(const char*)>(dlsym(RTLD_NEXT, "remove"));
-    const fs::path file(path);
-    mark("delete " + file.parent_path().parent_path().filename().string() + '/' +
-         file.filename().string());
-    return real(path);
+    const fs::path path(filename);
+    mark("delete " + path.parent_path().parent_path().filename().string() + '/' +
+         path.filename().string());
+    const auto real = reinterpret_cast<int (*)(const char*)>(dlsym(RTLD_NEXT, "remove"));
+    return real(filename);
 }
 
 int main(int count, char** arguments)

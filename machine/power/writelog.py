@@ -76,6 +76,7 @@ class Record:
 
     def close(self):
         self.file.write(b"E")
+        self.file.write(bytes(-self.file.tell() % SECTOR))
         self.file.close()
 
 
