@@ -10,14 +10,13 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
+#include <unistd.h>
 
 namespace {
 
 class KilledChildTest : public testing::Test {
 protected:
     void SetUp() override { SKIP_WHERE_NOTHING_CAN_BE_TRACED(); }
-
-    void make() const { EXPECT_EQ(mkdir(made.c_str(), 0700), 0); }
 
     // Kills the child, which is to make the folder, at each of its system calls, and expects that
     // it was killed before it had.
@@ -42,13 +41,14 @@ protected:
 
 TEST_F(KilledChildTest, DoesNothingOfTheSystemCallThatItIsKilledAt)
 {
-    killAtEachSystemCall([this] { make(); });
+    killAtEachSystemCall([this] { _exit(mkdir(made.c_str(), 0700)); });
     EXPECT_EQ(killsSince, 1) << "there is one after it, the exit";
 }
 
 TEST_F(KilledChildTest, IsKilledAtTheSystemCallsOfAllItsThreads)
 {
-    killAtEachSystemCall([this] { std::thread([this] { make(); }).join(); });
+    killAtEachSystemCall(
+        [this] { std::thread([this] { EXPECT_EQ(mkdir(made.c_str(), 0700), 0); }).join(); });
     EXPECT_GT(killsSince, 1) << "the thread's end is one, too";
 }
 
