@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 #include <string>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -41,7 +42,10 @@ protected:
 
 TEST_F(KilledChildTest, DoesNothingOfTheSystemCallThatItIsKilledAt)
 {
-    killAtEachSystemCall([this] { _exit(mkdir(made.c_str(), 0700)); });
+    killAtEachSystemCall([name = made.c_str()] {
+        const long result = mkdir(name, 0700);
+        syscall(SYS_exit_group, result); // a sanitizer puts a call of its own before _exit()
+    });
     EXPECT_EQ(killsSince, 1) << "there is one after it, the exit";
 }
 
