@@ -79,9 +79,10 @@ public:
         last = mark;
     }
 
+    void countImage() { ++images; }
+
     void lookAt(const fs::path& medium)
     {
-        ++images;
         for (const Scenario& scenario : scenarios()) {
             if (has("start", scenario.name)) {
                 lookAt(scenario, medium / scenario.name);
@@ -155,6 +156,7 @@ private:
 
 void lookAt(const Image& image, Medium& medium, const fs::path& folder, Observer& observer)
 {
+    observer.countImage();
     try {
         medium.mountImage(image);
         observer.lookAt(folder);
