@@ -32,6 +32,15 @@ class ZTThread;
 /// object whose run began in the parent return at once and touch nothing of the parent's; nothing
 /// else is promised.
 ///
+/// A process that is killed (SIGKILL) during a run leaves the sources that it has not moved as they
+/// are, of each target that is not done a beginning, before the end of an older, longer one, and
+/// nothing else: a file that is being moved is whole in one place at least. The same run, started
+/// again, does the rest; without a rest a move of a file gives 16, of a folder 42.
+///
+/// When the power goes, tried on ext4 and on UBIFS: a source is deleted only when its target is on
+/// the medium in full, and so is the target of each copy that has finished with 0. The source of a
+/// file that was just moved may be there again.
+///
 /// Codes, as results and for copyFinished():
 ///
 ///      0  success

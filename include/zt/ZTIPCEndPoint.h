@@ -51,6 +51,10 @@ public:
     /// Without `keepSocketFile` the name is removed as soon as it is bound, so nobody can connect
     /// to it; the peer still learns it.
     ///
+    /// A process that is killed (SIGKILL) while it initializes leaves at most the name, which the
+    /// next one replaces, and that command: it goes on, and may remove the file of a server that is
+    /// started at once.
+    ///
     /// 0; 3 if there is a descriptor already, which stays, if there is no socket to be had, or if
     /// it cannot be bound; 20 for an empty address.
     int initialize(const std::string& address, bool keepSocketFile);

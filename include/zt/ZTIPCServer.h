@@ -10,6 +10,9 @@ namespace ZT {
 /// Listens on the path of a local stream socket and makes a ZTIPCEndPoint of each connection that
 /// it accepts.
 ///
+/// A server whose process is killed (SIGKILL) leaves its file, which the next one replaces; until
+/// then connecting gives 14. Its clients get 7 or 8 when they send or receive.
+///
 /// It belongs to one thread at a time. No operation throws, but for std::bad_alloc. Failures print
 /// a line in the section "zt_ipc_server", and "zt_ipc_endpoint".
 class ZT_API ZTIPCServer {

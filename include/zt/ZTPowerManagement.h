@@ -24,6 +24,8 @@ class ZTSignalListener;
 /// daemon listens but does not accept. Every argument that a request refuses (20) prints one line
 /// in the section "zt_power_management".
 ///
+/// An application that is killed (SIGKILL) has made a request in full or not at all.
+///
 /// There is no lock: use it, and delete it, on the thread that runs the endpoint manager, or while
 /// that manager is not running. A daemon that hangs up while a record leaves raises SIGPIPE, which
 /// ends the process by default: handle it (ZTSignalHandler) or ignore it. Programs that the process

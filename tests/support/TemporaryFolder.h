@@ -10,9 +10,10 @@
 /// A folder of its own for a test, deleted with all it holds at the end.
 class TemporaryFolder {
 public:
-    TemporaryFolder()
+    explicit TemporaryFolder(
+        const std::filesystem::path& parent = std::filesystem::temp_directory_path())
     {
-        std::string name = std::filesystem::temp_directory_path() / "zt.XXXXXX";
+        std::string name = parent / "zt.XXXXXX";
         if (mkdtemp(name.data()) == nullptr) {
             throw std::filesystem::filesystem_error("mkdtemp", name, {});
         }
