@@ -39,7 +39,8 @@ public:
     ///
     /// The deadline is on the wall clock. Setting that forward during the wait ends it early.
     /// Setting it back lengthens the wait; a notification may then leave `remaining` larger than
-    /// `timeout`, which prints a line on standard error.
+    /// `timeout`, which prints a line on standard error. With a time_t of 32 bits a wait that would
+    /// end after 2038-01-19 is used up at once, and none after it can be relied on.
     virtual int timed_wait(ZTLock* lock, unsigned int timeout, unsigned int& remaining) = 0;
 
     /// A new condition variable, never null, which the caller deletes.

@@ -61,7 +61,8 @@ public:
     ///
     /// The deadline is on the wall clock, so setting the clock meanwhile lengthens or shortens the
     /// wait. From 1.67 on Boost looks at that clock every 100 ms: so often the wait wakes up, and
-    /// so much later it may hear of a clock that was set.
+    /// so much later it may hear of a clock that was set. With a time_t of 32 bits that clock ends
+    /// on 2038-01-19, and a wait must end before.
     virtual int timed_join(unsigned int milliseconds) = 0;
 
     /// Sends `signal` to the thread (pthread_kill). Returns 0 or the system's error number: ESRCH
@@ -77,7 +78,9 @@ public:
 
     /// Blocks the calling thread, whoever started that, for `milliseconds` of the wall clock:
     /// setting the clock meanwhile lengthens or shortens the sleep, and no signal ends it. Always
-    /// returns 0. boost::condition_error comes out if the system's wait fails.
+    /// returns 0. boost::condition_error comes out if the system's wait fails. With a time_t of 32
+    /// bits a sleep that would end after 2038-01-19 ends at once, and none after it can be relied
+    /// on.
     ///
     /// 0 means no end: it blocks until 2035-10-29 06:32:22 UTC and is no way to yield. In a thread
     /// that startThread() started it is an interruption point: boost::thread_interrupted comes out
