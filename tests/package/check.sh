@@ -139,6 +139,11 @@ check_recipes() {
     version=$(sed -n 's/^project(.* VERSION \([0-9.]*\) .*/\1/p' CMakeLists.txt)
     [ -e "packaging/yocto/recipes-support/ztapi-os-abs/ztapi-os-abs_$version.bb" ]
     grep -qx "ZTAPI_OS_ABS_VERSION = $version" packaging/buildroot/package/ztapi-os-abs/ztapi-os-abs.mk
+    /usr/bin/python3 tests/package/recipes.py
+    # Without its consumer, for nothing is installed yet.
+    cp packaging/yocto/recipes-support/ztapi-os-abs/files/run-ptest "$scratch"
+    diff <(printf '%s\n' "FAIL: consumer" "PASS: ifconfig" "PASS: route" "PASS: killall") \
+        <(PATH=$PATH:/usr/sbin:/sbin "$scratch/run-ptest" 2>/dev/null)
 }
 
 # Of a part of another project only the libraries are built, here as few large files, and nothing is installed or
