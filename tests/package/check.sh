@@ -173,6 +173,11 @@ for preset in release armhf; do
     cmake --build --preset "$preset" --target installed
     install "$preset"
 done
+# What Yocto packs; a cross build has nothing of Python.
+mkdir "$scratch/yocto"
+cp -a "$scratch/release" "$scratch/yocto/usr"
+rm -r "$scratch/yocto/usr/lib/python3"
+/usr/bin/python3 tests/package/recipes.py FILES "$scratch/yocto"
 check_here "$scratch/release"
 "$scratch/release/bin/ztsim" -- "$scratch/release/bin/zt" power state >/dev/null
 check_device "$scratch/armhf"
