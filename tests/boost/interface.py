@@ -3,6 +3,8 @@
 1.63 lacks is noticed. Reads the sources as clang does: interface.py COMPILE-COMMANDS-FOLDER."""
 
 import pathlib
+import re
+import subprocess
 import sys
 
 import clang.cindex
@@ -43,18 +45,19 @@ def used(cursor: clang.cindex.Cursor) -> set[str]:
 def main() -> int:
     database = clang.cindex.CompilationDatabase.fromDirectory(sys.argv[1])
     index = clang.cindex.Index.create()
+    own = subprocess.run(["g++", "-print-file-name=include"], check=True, capture_output=True, text=True).stdout.strip()
     found: set[str] = set()
-    for folder in ("src", "utility"):
+    for folder in ("include", "src", "utility"):
+        for file in (ROOT / folder).rglob("*.[ch]*"):
+            found |= set(re.findall(r"#include (<boost/.*>)", file.read_text()))
         for source in sorted((ROOT / folder).rglob("*.cpp")):
             (command,) = database.getCompileCommands(str(source))
             options = [word for word in list(command.arguments)[1:-1] if word.startswith(("-I", "-D", "-std"))]
-            unit = index.parse(str(source), ["-I/usr/lib/gcc/x86_64-linux-gnu/12/include", *options])
+            unit = index.parse(str(source), [f"-I{own}", *options])
             wrong = [str(said) for said in unit.diagnostics if said.severity >= clang.cindex.Diagnostic.Error]
             assert not wrong, wrong
-            found |= used(unit.cursor)
-            found |= {"<" + included.include.name.split("/include/")[-1] + ">" for included in unit.get_includes()
-                      if "/boost/" in included.include.name and
-                      pathlib.Path(included.source.name).resolve().is_relative_to(ROOT)}
+            if any("/boost/" in included.include.name for included in unit.get_includes()):
+                found |= used(unit.cursor)
     kept = {line for line in KEPT.read_text().splitlines() if line and not line.startswith("#")}
     for name in sorted(found - kept):
         print(f"{name} is used and not in {KEPT.name}: see that Boost 1.63 has it")
