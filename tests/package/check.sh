@@ -44,6 +44,15 @@ by_meson() {
     meson compile -C "$scratch/meson" >/dev/null
 }
 
+check_meson() {
+    local libraries
+    by_meson "$1" pkg-config
+    prints "$scratch/meson/consumer"
+    by_meson "$1" cmake
+    libraries=$(dirname "$(find "$1" -name libZTAPI_OS_ABS.so.1)")
+    prints env LD_LIBRARY_PATH="$libraries" "$scratch/meson/consumer" # Meson takes no run path from CMake
+}
+
 # install PRESET: into a folder that is moved afterwards.
 install() {
     cmake --install "build/$1" --prefix "$scratch/unmoved" >/dev/null
@@ -114,10 +123,6 @@ check_here() {
     prints "$scratch/cmake/consumer"
     by_pkg_config "$1" g++
     prints "$scratch/pkg-config"
-    by_meson "$1" pkg-config
-    prints "$scratch/meson/consumer"
-    by_meson "$1" cmake
-    prints env LD_LIBRARY_PATH="$libraries" "$scratch/meson/consumer" # Meson takes no run path from CMake
     # Unpacked packages are not where the loader looks.
     LD_LIBRARY_PATH=$libraries "$1/bin/ztsim" --way preload -- "$1/bin/zt" power state >/dev/null
     # Finds the plugin by itself.
@@ -192,6 +197,7 @@ check_same_bytes
 unpack release
 unpack armhf
 check_here "$scratch/release/usr"
+check_meson "$scratch/release/usr"
 check_examples "$scratch/release/usr"
 check_device "$scratch/armhf/usr"
 check_symbols release
