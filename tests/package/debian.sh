@@ -60,7 +60,7 @@ check_packing() {
 
 # The packages do their work where nothing else of the project is, and leave nothing behind.
 check_installed() {
-    local user=$scratch/user made=$scratch/maker/one/build
+    local ours user=$scratch/user made=$scratch/maker/one/build
     cp -a "$root" "$user"
     inside "$user" dpkg --add-architecture armhf
     inside "$user" apt-get update -qq
@@ -98,7 +98,8 @@ check_installed() {
         return 1
     }
 
-    inside "$user" sh -c 'apt-get purge -qq --yes "*ztapi*" "*ztsim*" >/dev/null; rm -rf /tmp/*'
+    mapfile -t ours < <(installed "$user" | comm -13 "$scratch/before" -)
+    inside "$user" apt-get purge -qq --yes "${ours[@]/%:all/}" >/dev/null
     diff "$scratch/before" <(installed "$user")
     diff "$scratch/files" <(cd "$user" && find etc usr var/lib/dpkg/info -not -type d -not -path '*/__pycache__/*' | sort)
     echo "debian: installed for two architectures, used and removed"
