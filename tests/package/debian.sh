@@ -36,6 +36,7 @@ packs() {
 }
 
 installed() { inside "$1" dpkg-query --show --showformat '${Package}:${Architecture}\n' | sort; }
+files() { (cd "$1" && find etc usr var/lib/dpkg/info -not -type d -not -path '*/__pycache__/*' | sort); }
 size() { inside "$1" dpkg-query --show --showformat '${Installed-Size}\n' | awk '{ sum += $1 } END { print sum }'; }
 
 # What packing needs is what bootstrap installs for it, and none of what tests do.
@@ -73,7 +74,7 @@ check_installed() {
     cp tests/package/*.cpp tests/package/CMakeLists.txt "$user/consumer"
     (cd tests && cp --parents testkit/python/test_own_device.py ztsim/*.py "$user/consumer")
     installed "$user" >"$scratch/before"
-    (cd "$user" && find etc usr var/lib/dpkg/info -not -type d | sort) >"$scratch/files"
+    files "$user" >"$scratch/files"
     inside "$user" sh -c 'apt-get install -qq --yes --no-install-recommends /packages/*.deb >/dev/null'
     diff <(printf '%s\n' libztapi-os-abs-dev:{amd64,armhf} libztapi-os-abs-doc:all libztapi-os-abs1{,-dbgsym}:{amd64,armhf} \
         libztapi-utility1{,-dbgsym}:{amd64,armhf} python3-ztsim:all ztapi-os-abs-tools{,-dbgsym}:amd64 \
@@ -101,7 +102,7 @@ check_installed() {
     mapfile -t ours < <(installed "$user" | comm -13 "$scratch/before" -)
     inside "$user" apt-get purge -qq --yes "${ours[@]/%:all/}" >/dev/null
     diff "$scratch/before" <(installed "$user")
-    diff "$scratch/files" <(cd "$user" && find etc usr var/lib/dpkg/info -not -type d -not -path '*/__pycache__/*' | sort)
+    diff "$scratch/files" <(files "$user")
     echo "debian: installed for two architectures, used and removed"
 }
 
