@@ -54,8 +54,8 @@ endfunction()
 # zt_embedded(variable text name header): sets the variable to a source that defines `name`, of a namespace, as the text
 # of that file. The header declares it.
 function(zt_embedded variable text name header)
-    cmake_path(ABSOLUTE_PATH text)
-    cmake_path(GET text STEM stem)
+    get_filename_component(text ${text} ABSOLUTE)
+    get_filename_component(stem ${text} NAME_WE)
     set(source ${CMAKE_CURRENT_BINARY_DIR}/${stem}.cpp)
     set(script ${PROJECT_SOURCE_DIR}/cmake/embed.cmake)
     add_custom_command(OUTPUT ${source}

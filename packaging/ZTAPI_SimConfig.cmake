@@ -1,4 +1,4 @@
-cmake_policy(VERSION 3.21)
+cmake_policy(VERSION 3.16...3.25)
 include(${CMAKE_CURRENT_LIST_DIR}/ZTAPI_SimTargets.cmake)
 
 # One for the device does not run here.

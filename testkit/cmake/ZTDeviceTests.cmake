@@ -39,6 +39,10 @@ function(zt_discover_device_tests target)
     zt_on_device(command "${arg_OPTIONS}" ${target})
     list(POP_BACK command)
     set_target_properties(${target} PROPERTIES CROSSCOMPILING_EMULATOR "${command}" ZT_IS_DISCOVERED ON)
-    gtest_discover_tests(${target} DISCOVERY_MODE PRE_TEST ${arg_UNPARSED_ARGUMENTS}
+    set(mode DISCOVERY_MODE PRE_TEST)
+    if(CMAKE_VERSION VERSION_LESS 3.18)
+        set(mode "")
+    endif()
+    gtest_discover_tests(${target} ${mode} ${arg_UNPARSED_ARGUMENTS}
         PROPERTIES LABELS device ${arg_PROPERTIES})
 endfunction()

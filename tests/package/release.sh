@@ -34,8 +34,11 @@ script/release 9.8.7 >"$scratch/said"
 grep -qx "abi was compared" "$scratch/said"
 grep -q '^project(ZTAPI_OS_ABS VERSION 9.8.7 ' CMakeLists.txt
 grep -qx "ZTAPI_OS_ABS_VERSION = 9.8.7" packaging/buildroot/package/ztapi-os-abs/ztapi-os-abs.mk
-[ "$(ls packaging/yocto/recipes-support/ztapi-os-abs)" = ztapi-os-abs_9.8.7.bb ]
+[ "$(cd packaging/yocto/recipes-support/ztapi-os-abs && echo *.bb)" = ztapi-os-abs_9.8.7.bb ]
 grep -Eqx "## 9.8.7, $(date --utc +%Y)-[0-9]{2}-[0-9]{2}" CHANGELOG.md
+grep -Eqx " -- @ZT_PACKAGE_MAINTAINER@  [A-Z][a-z]{2}, [0-9]{2} [A-Z][a-z]{2} $(date --utc +%Y) [0-9:]{8} \+0000" \
+    packaging/debian/changelog.in
+[ "$(git diff HEAD --stat -- packaging/debian/changelog.in)" ]
 git commit --quiet --all --message "Release 9.8.7"
 fails 'CHANGELOG.md has no heading "..., not yet released"' script/release 9.8.8
 
@@ -48,4 +51,20 @@ diff -r "$scratch/first" "$scratch/elsewhere/build/dist"
 (cd "$scratch/first" && sha256sum --check --quiet ztapi-os-abs-9.8.7.tar.gz.sha256)
 tar --list --file "$scratch/first/ztapi-os-abs-9.8.7.tar.gz" >"$scratch/held"
 grep -qx ztapi-os-abs-9.8.7/CMakeLists.txt "$scratch/held"
+
+# The recipes beside the archive name it, and its checksum.
+read -r sum _ <"$scratch/first/ztapi-os-abs-9.8.7.tar.gz.sha256"
+diff - "$scratch/first/yocto/recipes-support/ztapi-os-abs/ztapi-os-abs_9.8.7.bb" <<EOF
+require ztapi-os-abs.inc
+
+SRC_URI =+ "https://ztapi.example/releases/\${BP}.tar.gz"
+SRC_URI[sha256sum] = "$sum"
+EOF
+package=$scratch/first/buildroot/package/ztapi-os-abs/ztapi-os-abs
+grep -qx "sha256  $sum  ztapi-os-abs-9.8.7.tar.gz" "$package.hash"
+diff <(sed -n 's/^ZTAPI_OS_ABS_//p' "$package.mk" | head -3) - <<EOF
+VERSION = 9.8.7
+SITE = https://ztapi.example/releases
+LICENSE = MIT
+EOF
 echo "release: all as it should be"
