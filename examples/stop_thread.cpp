@@ -11,6 +11,8 @@
 
 namespace {
 
+const unsigned int AN_HOUR_MS = 3600 * 1000;
+
 class Worker {
 public:
     void start() { thread->startThread(run, this); }
@@ -29,7 +31,6 @@ public:
 private:
     static void run(void* argument)
     {
-        const unsigned int AN_HOUR_MS = 3600 * 1000;
         Worker& worker = *static_cast<Worker*>(argument);
         const std::unique_ptr<ZT::ZTLock> lock(ZT::ZTLock::create(worker.mutex.get()));
         std::puts("the thread has begun");

@@ -15,6 +15,7 @@ namespace {
 
 const unsigned int PATIENCE_MS = 1000;
 const unsigned int UNTIL_DEADLINE = 0;
+const int TIME_IS_UP = 17;
 
 struct Answer : ZT::ZTSignalListener {
     int onSignal(ZT::ZTSignal& signal) override
@@ -45,7 +46,6 @@ int main()
         // Something else may be readable before: the deadline is a moment, so what is left of the
         // time stays the same.
         const unsigned int deadline = ZT::ZTTick::getTickCount() + PATIENCE_MS;
-        const int TIME_IS_UP = 17;
         while (answer.state < 0 &&
                manager.waitForEndPoints(deadline, UNTIL_DEADLINE) != TIME_IS_UP) {
         }
