@@ -25,6 +25,14 @@ class Entry:
     entries: list = field(default_factory=list)
 
 
+    def qualified(self):
+        """The declarations as they stand outside of what encloses them."""
+        if not self.scope:
+            return self.declarations
+        return [re.sub(rf"(?<![\w~:])(~?{re.escape(name)})(?!\w)", rf"{self.scope}::\1", declaration, count=1)
+                for name, declaration in zip(self.names, self.declarations)]
+
+
 @dataclass
 class Header:
     path: str

@@ -179,10 +179,8 @@ def restructured_comment(comment, indent):
 
 def restructured_entry(entry, indent=""):
     directive = KINDS[entry.kind]
-    inside = bool(indent) and directive != "enumerator"
-    prefix = "" if inside or not entry.scope or directive == "enumerator" else entry.scope + "::"
-    declarations = [re.sub(rf"(?<![\w~:])(~?{re.escape(name)})(?!\w)", prefix + r"\1", declaration, count=1) if prefix else declaration
-                    for name, declaration in zip(entry.names, entry.declarations)]
+    inside = bool(indent) or directive == "enumerator"
+    declarations = entry.declarations if inside else entry.qualified()
     head = f"{indent}.. cpp:{directive}:: "
     text = head + ("\n" + " " * len(head)).join(declarations) + "\n\n"
     text += restructured_comment(entry.comment, indent + "   ")
