@@ -6,6 +6,7 @@
 #include "zt/RecordFile.h"
 #include "zt/SequenceChart.h"
 #include "zt/SimulatedRecord.h"
+#include "zt/SocketMessages.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -22,7 +23,9 @@ std::vector<zt::SimulatedRecord> recordsOf(const std::string& content)
         if (zt::isRecordFile(content)) {
             return zt::readRecordFile(content);
         }
-        for (const zt::CapturedPacket& packet : zt::readCapture(content)) {
+        const std::vector<zt::CapturedPacket> packets = zt::readCapture(content);
+        records = zt::readSocketMessages(packets, 15000);
+        for (const zt::CapturedPacket& packet : packets) {
             require(packet.bytes.size() <= content.size(), "a packet is a part of the file");
             if (auto record = zt::readRecord(packet)) {
                 records.push_back(*record);

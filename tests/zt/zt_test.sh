@@ -1140,9 +1140,66 @@ health <- clients: health serial-number'
         printf '# What the clients said to the daemons\n1 power\n%s\n' "$line" >"$scratch/script"
         expect_eq "$(zt decode "$scratch/script" 2>&1; echo "= $?")" \
             "zt: cannot decode $scratch/script: line 3 is no record
-zt: try: give it a file of ztsim --capture or --record
+zt: try: give it a file of ztsim --capture or --record, or of tcpdump
 = 1"
     done
+}
+
+# packets KIND: what a network has carried is in the file $scratch/packets.
+packets()
+{
+    python3 "$here/../ztsim/packets.py" "$scratch/packets" "$1"
+}
+
+zt_decode_reads_socket_messages_that_tcpdump_has_captured()
+{
+    local kind
+    for kind in ethernet any any2; do
+        packets $kind
+        expect_eq "$(zt decode "$scratch/packets" | cut -d ' ' -f 2-)" 'socket <- client 1: type 200, flag 1, parameters 1 2 3, 5 bytes more
+socket <- client 1: type 200, flag 1, parameters 4 5 6, 6 bytes more
+socket -> client 1: type 200, flag 1, parameters 1 2 3, 6 bytes more
+socket -> client 1: no record
+socket -> client 1: a record of 20 bytes
+socket -> client 1: a record of 3 bytes
+socket -> client 1: the first 17 bytes of a record
+socket <- client 2: type 7, flag 0, parameters 1 2 3, 0 bytes more
+socket <- client 3: type 200, flag 1, parameters 7 8 9, 0 bytes more'
+        expect_eq "$(zt decode --port 15001 "$scratch/packets")" \
+            '0.000000000 socket <- client 1: type 200, flag 1, parameters 1 2 3, 0 bytes more'
+    done
+    expect_eq "$(zt decode --json "$scratch/packets" | sed -n 8p)" \
+        '{"time":"0.000000000","server":"socket","direction":"from-client","client":2,"process":0,"text":"type 7, flag 0, parameters 1 2 3, 0 bytes more","bytes":"5a54534f434b45544d4553534147451c000000070000010002000300"}'
+    expect_like "$(zt decode --mermaid "$scratch/packets")" 'sequenceDiagram
+    participant p0 as socket
+    participant p1 as client 1
+    participant p2 as client 2
+    participant p3 as client 3
+    p1->>p0: type 200, flag 1, parameters 1 2 3, 5 bytes more*'
+}
+
+zt_decode_goes_on_behind_packets_that_lack()
+{
+    packets lossy
+    expect_eq "$(zt decode "$scratch/packets" | cut -d ' ' -f 2- | head -n 3)" 'socket <- client 1: the first 30 bytes of a record
+socket <- client 1: no record
+socket -> client 1: type 200, flag 1, parameters 1 2 3, 6 bytes more'
+}
+
+zt_decode_reads_the_times_of_tcpdump()
+{
+    local magic
+    for magic in d4c3b2a1/000007000 4d3cb2a1/000000007; do
+        python3 -c '
+import struct, sys
+with open(sys.argv[1], "wb") as file:
+    file.write(bytes.fromhex(sys.argv[2]) + struct.pack("<HHiIII", 2, 4, 0, 0, 65535, 147))
+    file.write(struct.pack("<IIII", 5, 7, 13, 13) + bytes([3]) + bytes(12))' "$scratch/packets" "${magic%/*}"
+        expect_eq "$(zt decode --json "$scratch/packets")" '{"time":"5.'"${magic#*/}"'","server":"ipc","direction":"from-client","client":0,"process":0,"text":"the first 1 bytes of a frame","bytes":"00"}'
+    done
+    head -c 40 "$scratch/packets" >"$scratch/cut"
+    expect_like "$(zt decode "$scratch/cut" 2>&1)" "zt: cannot decode $scratch/cut: it ends in the middle of a block
+*"
 }
 
 zt_decode_makes_no_markup_of_what_was_said()
@@ -1161,12 +1218,12 @@ client.recv(48)"'
 
 zt_decode_says_what_is_wrong_with_a_file()
 {
-    local cut advice='zt: try: give it a file of ztsim --capture or --record'
+    local cut advice='zt: try: give it a file of ztsim --capture or --record, or of tcpdump'
     expect_eq "$(zt decode "$scratch/none" 2>&1; echo "= $?")" "zt: cannot read $scratch/none: No such file or directory
 zt: try: see that the file is there
 = 1"
     echo text that is long enough >"$scratch/text"
-    expect_eq "$(zt decode "$scratch/text" 2>&1; echo "= $?")" "zt: cannot decode $scratch/text: it is no pcapng file
+    expect_eq "$(zt decode "$scratch/text" 2>&1; echo "= $?")" "zt: cannot decode $scratch/text: it is no pcap or pcapng file
 $advice
 = 1"
     : >"$scratch/empty"
@@ -1183,6 +1240,7 @@ $advice
     expect_eq "$(zt decode "$scratch/cut")" "0.000000000 power <- client 1: power 2"
     refuse "--json excludes --mermaid; see zt decode" decode --json --mermaid x
     refuse "FILE is required; see zt decode" decode
+    refuse "--port: \"0\" is not in 1..65535; see zt decode" decode --port 0 x
 }
 
 # ---------------------------------------------------------------------------- explain

@@ -1,5 +1,9 @@
 # packets.py FILE KIND: writes a file for Wireshark. KIND is
 #   stream    socket messages on TCP port 15000, cut at odd places and joined
+#   ethernet, any, any2
+#             a dialogue of such messages, with all that a network does to it, between clients with IPv4 and IPv6, as
+#             tcpdump has it from that interface
+#   lossy     the same, of which some packets lack
 #   ipc       frames between processes, as ztsim --capture would have them
 #   noise     random bytes, as packets of each protocol, of all sizes
 import random
@@ -23,6 +27,42 @@ def segments(payloads):
         sequence += len(payload)
 
 
+def over(link, client, number, to_server, payload, flags=0x18, port=15000, fragment=0):
+    """Of a connection between the client's port and the server's; the number is that of the payload's first byte."""
+    ports = (client, port) if to_server else (port, client)
+    tcp = struct.pack(">HHIIBBHHHI", *ports, number % 2**32, 1, 0x60, flags, 65535, 0, 0, 0x01010101) + payload
+    here = bytes([127, 0, 0, 1])
+    if client % 2:
+        ip = struct.pack(">IHBB", 0x60000000, len(tcp), 6, 64) + here * 4 + here * 4
+        protocol = 0x86dd
+    else:
+        ip = struct.pack(">BBHHHBBH", 0x46, 0, 24 + len(tcp), 0, fragment, 64, 6, 0) + here * 3
+        protocol = 0x0800
+    before = {1: bytes(12) + struct.pack(">HHH", 0x8100, 7, protocol), 113: bytes(14) + struct.pack(">H", protocol),
+              276: struct.pack(">H", protocol) + bytes(18)}[link]
+    return before + ip + tcp + bytes(6)  # which fill the shortest packet of an Ethernet
+
+
+def dialogue(link):
+    """Of two clients, one of them far into its numbers. What is said twice or out of its order is heard once."""
+    one, two, begin = 40000, 40001, 2**32 - 20
+    stream = message((1, 2, 3), b"first") + message((4, 5, 6), b"second")
+    yield over(link, one, begin - 1, True, b"", 2)
+    yield over(link, one, 99, False, b"", 0x12)
+    yield over(link, one, begin, True, stream[:30])
+    yield over(link, one, begin + 40, True, stream[40:])
+    yield over(link, two, 5, True, message(number=7, flag=0))
+    yield over(link, one, begin + 20, True, stream[20:45])
+    yield over(link, one, begin, True, stream[:30])
+    yield over(link, one, 100, False, message(rest=b"answer"))
+    yield over(link, one, 100 + 34, False, b"noise")
+    yield over(link, one, 100 + 39, False, message(length=20)[:20] + message(length=3)[:19] + message()[:17])
+    yield over(link, one, 7, True, message(), port=15001)
+    yield over(link, one, begin, True, message(), fragment=1)
+    yield over(link, one, begin - 1, True, b"", 2)
+    yield over(link, one, begin, True, message((7, 8, 9)))
+
+
 def simulated(protocol, direction, client, content):
     return struct.pack("<BBHII", protocol, direction, 0, client, 77) + content
 
@@ -33,6 +73,12 @@ if kind == "stream":
     link_type = 101
     stream = message() + message((0xffff, 0, 9), b"hello", 7, 0) + message(rest=b"x" * 300)
     packets = segments([stream[:10], stream[10:33], stream[33:60], stream[60:200], stream[200:], b"what is no record at all"])
+elif kind in ("ethernet", "any", "any2"):
+    link_type = {"ethernet": 1, "any": 113, "any2": 276}[kind]
+    packets = dialogue(link_type)
+elif kind == "lossy":
+    link_type = 1
+    packets = [each for number, each in enumerate(dialogue(link_type)) if number not in (5, 8)]
 elif kind == "ipc":
     packets = [simulated(3, 0, 1, struct.pack("<IIB", 5, 4000000000, 3) + b"\x01\x02\x03"), simulated(3, 1, 1, b"12345")]
 elif kind == "noise":

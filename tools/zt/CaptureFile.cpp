@@ -13,6 +13,8 @@ constexpr std::uint32_t SECTION = 0x0a0d0d0a;
 constexpr std::uint32_t BYTE_ORDER_MAGIC = 0x1a2b3c4d;
 constexpr std::uint32_t INTERFACE = 1;
 constexpr std::uint32_t PACKET = 6;
+constexpr std::uint32_t PCAP_MICROSECONDS = 0xa1b2c3d4;
+constexpr std::uint32_t PCAP_NANOSECONDS = 0xa1b23c4d;
 constexpr std::uint16_t END_OF_OPTIONS = 0;
 constexpr std::uint16_t TIME_RESOLUTION = 9;
 constexpr std::uint64_t NANOSECONDS = 1000000000;
@@ -114,16 +116,14 @@ CapturedPacket readPacket(Reader body, const std::vector<Interface>& interfaces)
     return {time, interface.linkType, std::string(body.bytes(size))};
 }
 
-} // namespace
-
-std::vector<CapturedPacket> readCapture(const std::string& content)
+std::vector<CapturedPacket> readBlocks(Reader file)
 {
     std::vector<CapturedPacket> packets;
     std::optional<std::vector<Interface>> interfaces; // of the section
-    for (Reader file(content); !file.isAtEnd();) {
+    while (!file.isAtEnd()) {
         const auto type = file.number<std::uint32_t>();
         if (!interfaces && type != SECTION) {
-            throw std::runtime_error("it is no pcapng file");
+            throw std::runtime_error("it is no pcap or pcapng file");
         }
         const auto size = file.number<std::uint32_t>();
         constexpr std::size_t frame = 3 * sizeof(std::uint32_t);
@@ -145,6 +145,39 @@ std::vector<CapturedPacket> readCapture(const std::string& content)
         }
     }
     return packets;
+}
+
+/// A file of tcpdump.
+std::vector<CapturedPacket> readPackets(Reader file, std::uint64_t nanosecondsPerUnit)
+{
+    std::vector<CapturedPacket> packets;
+    file.bytes(16); // the version, and what is always 0, and the longest packet
+    const auto linkType = static_cast<std::uint16_t>(file.number<std::uint32_t>());
+    while (!file.isAtEnd()) {
+        const std::uint64_t seconds = file.number<std::uint32_t>();
+        const std::uint64_t units = file.number<std::uint32_t>();
+        const auto size = file.number<std::uint32_t>();
+        file.bytes(sizeof size); // as long as it was before it was cut
+        packets.push_back({seconds * NANOSECONDS + units * nanosecondsPerUnit, linkType,
+                           std::string(file.bytes(size))});
+    }
+    return packets;
+}
+
+} // namespace
+
+std::vector<CapturedPacket> readCapture(const std::string& content)
+{
+    const Reader file(content);
+    Reader behindType = file;
+    switch (content.empty() ? 0 : behindType.number<std::uint32_t>()) {
+    case PCAP_MICROSECONDS:
+        return readPackets(behindType, 1000);
+    case PCAP_NANOSECONDS:
+        return readPackets(behindType, 1);
+    default:
+        return readBlocks(file);
+    }
 }
 
 } // namespace zt

@@ -13,8 +13,8 @@ struct CapturedPacket {
     std::string bytes;
 };
 
-/// The packets of a file of the format pcapng, whatever its bytes are; throws std::runtime_error
-/// that says what is wrong with it.
+/// The packets of a file of the format pcapng or pcap, whatever its bytes are; throws
+/// std::runtime_error that says what is wrong with it.
 std::vector<CapturedPacket> readCapture(const std::string& content);
 
 } // namespace zt

@@ -4,10 +4,14 @@
 #include "RecordFile.h"
 #include "SequenceChart.h"
 #include "SimulatedRecord.h"
+#include "SocketMessages.h"
 #include "Verbs.h"
+#include "common/NumberOption.h"
 #include "common/Printable.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
@@ -21,6 +25,7 @@ namespace {
 
 struct DecodeOptions {
     std::string file;
+    std::uint16_t port = 15000;
     bool json = false;
     bool mermaid = false;
     bool svg = false;
@@ -37,28 +42,32 @@ std::string readFile(const std::string& path)
     return content;
 }
 
-std::vector<SimulatedRecord> recordsOf(const std::string& content)
+std::vector<SimulatedRecord> recordsOf(const std::string& content, std::uint16_t port)
 {
     if (isRecordFile(content)) {
         return readRecordFile(content);
     }
-    std::vector<SimulatedRecord> records;
-    for (const CapturedPacket& packet : readCapture(content)) {
+    const std::vector<CapturedPacket> packets = readCapture(content);
+    std::vector<SimulatedRecord> records = readSocketMessages(packets, port);
+    for (const CapturedPacket& packet : packets) {
         if (auto record = readRecord(packet)) {
             records.push_back(*std::move(record));
         }
     }
+    std::stable_sort(records.begin(), records.end(),
+                     [](const auto& one, const auto& other) { return one.time < other.time; });
     return records;
 }
 
-std::vector<SimulatedRecord> readRecords(const std::string& path)
+std::vector<SimulatedRecord> readRecords(const DecodeOptions& options)
 {
+    const std::string& path = options.file;
     const std::string content = readFile(path);
     try {
-        return recordsOf(content);
+        return recordsOf(content, options.port);
     } catch (const std::runtime_error& error) {
         throw Failure(FAILED, "cannot decode " + path + ": " + error.what(),
-                      "give it a file of ztsim --capture or --record");
+                      "give it a file of ztsim --capture or --record, or of tcpdump");
     }
 }
 
@@ -101,7 +110,7 @@ void printAsJson(const SimulatedRecord& record)
 
 void decode(const DecodeOptions& options)
 {
-    const std::vector<SimulatedRecord> records = readRecords(options.file);
+    const std::vector<SimulatedRecord> records = readRecords(options);
     if (options.mermaid || options.svg) {
         const SequenceChart chart(records);
         printLine(options.svg ? chart.asSvg() : chart.asMermaid());
@@ -122,10 +131,14 @@ void decode(const DecodeOptions& options)
 
 void addDecode(CLI::App& app)
 {
-    CLI::App* const verb =
-        app.add_subcommand("decode", "What a file of ztsim --capture or --record says");
+    CLI::App* const verb = app.add_subcommand(
+        "decode", "What a file of ztsim --capture or --record, or of tcpdump, says");
     const auto options = std::make_shared<DecodeOptions>();
-    verb->add_option("FILE", options->file, "It is in pcapng, or a script")->required();
+    verb->add_option("FILE", options->file, "It is in pcapng or pcap, or a script")->required();
+    tools::addNumber<std::uint16_t>(
+        *verb, "--port", options->port, 1, UINT16_MAX,
+        "The server's port of socket messages over TCP; 15000 by default")
+        ->type_name("PORT");
     CLI::Option* const json = verb->add_flag("--json", options->json, "Print JSON");
     CLI::Option* const mermaid =
         verb->add_flag("--mermaid", options->mermaid, "Print a sequence chart for Mermaid");

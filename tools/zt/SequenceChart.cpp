@@ -70,14 +70,22 @@ const char* const STYLE =
     "<marker id=\"head\" viewBox=\"0 0 10 10\" refX=\"9\" refY=\"5\" markerWidth=\"8\" "
     "markerHeight=\"8\" orient=\"auto\"><path d=\"M0 0 10 5 0 10z\" fill=\"#0b62b8\"/></marker>\n";
 
+/// A capture of a network does not know the process, and a script does not know the client either.
+std::string clientOf(const SimulatedRecord& record)
+{
+    if (record.process != 0) {
+        return "process " + std::to_string(record.process);
+    }
+    return record.client == 0 ? "clients" : "client " + std::to_string(record.client);
+}
+
 } // namespace
 
 SequenceChart::SequenceChart(const std::vector<SimulatedRecord>& records)
 {
     for (const SimulatedRecord& record : records) {
         const std::size_t server = placeOf(record.server);
-        const std::size_t client =
-            placeOf(record.process == 0 ? "clients" : "process " + std::to_string(record.process));
+        const std::size_t client = placeOf(clientOf(record));
         const std::uint64_t time = sinceFirst(records, record);
         arrows.push_back(record.isFromClient ? Arrow{client, server, time, record.text}
                                              : Arrow{server, client, time, record.text});

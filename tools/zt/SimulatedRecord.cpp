@@ -2,6 +2,7 @@
 
 #include "Bytes.h"
 #include "HealthMonitor.h"
+#include "IpcFrame.h"
 #include "PowerRecord.h"
 
 #include <algorithm>
@@ -20,11 +21,6 @@ struct Header {
 };
 static_assert(sizeof(Header) == 12);
 
-struct FrameHeader {
-    std::uint32_t header1;
-    std::uint32_t header2;
-};
-
 std::string partOf(const std::string& bytes)
 {
     return "the first " + std::to_string(bytes.size()) + " bytes of a record";
@@ -35,17 +31,6 @@ std::string describe(const std::string& bytes)
 {
     return bytes.size() < sizeof(Record) ? partOf(bytes)
                                          : ztsim::describe(ztsim::recordOf<Record>(bytes));
-}
-
-std::string describeFrame(const std::string& bytes)
-{
-    constexpr std::size_t before = sizeof(FrameHeader) + 1; // the data
-    if (bytes.size() < before) {
-        return partOf(bytes);
-    }
-    const auto header = ztsim::recordOf<FrameHeader>(bytes);
-    return "headers " + std::to_string(header.header1) + " and " + std::to_string(header.header2) +
-           ", " + std::to_string(bytes.size() - before) + " bytes";
 }
 
 } // namespace
@@ -74,7 +59,7 @@ std::optional<SimulatedRecord> readRecord(const CapturedPacket& packet)
         break;
     case 3:
         record.server = "ipc";
-        record.text = describeFrame(record.bytes);
+        record.text = ztsim::describeFrame(record.bytes);
         break;
     default:
         return std::nullopt;

@@ -45,7 +45,7 @@ _zt()
     fi
     if [ "${COMP_WORDS[1]}" = decode ] && [ "$COMP_CWORD" -gt 1 ]; then
         case $word in
-        -*) words="--json --mermaid --svg --help" ;;
+        -*) words="--json --mermaid --svg --port --help" ;;
         *) compopt -o filenames 2>/dev/null; mapfile -t COMPREPLY < <(compgen -f -- "$word") ;;
         esac
     fi

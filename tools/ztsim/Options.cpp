@@ -388,16 +388,23 @@ void CommandLine::addDialogueOptions()
            },
            "Write what the clients say to the daemons into a file, as such a script")
         ->type_name("FILE");
-    app.add_option_function<std::string>(
-           "--capture",
-           [this](const auto& path) {
-               if (!options.inside) {
-                   options.captureFile =
-                       openFile("--capture", path, O_WRONLY | O_CREAT | O_TRUNC | O_APPEND);
-               }
-           },
-           "Write each record to and from the daemons into a file for Wireshark")
-        ->type_name("FILE");
+    CLI::Option* const capture =
+        app.add_option_function<std::string>(
+               "--capture",
+               [this](const auto& path) {
+                   if (!options.inside) {
+                       options.captureFile =
+                           openFile("--capture", path, O_WRONLY | O_CREAT | O_TRUNC | O_APPEND);
+                   }
+               },
+               "Write each record to and from the daemons into a file for Wireshark")
+            ->type_name("FILE");
+    app.add_option(
+           "--capture-ipc", options.captureIpc,
+           "And each frame between the server that listens there and its clients; repeatable")
+        ->type_name("PATH")
+        ->expected(1)
+        ->needs(capture);
 }
 
 #ifdef ZTSIM_WEB

@@ -52,9 +52,10 @@ struct Options {
     int logFile = -1;
     bool logTime = false;
     int captureFile = -1;
-    int webSocket = -1;       ///< of --web, on 127.0.0.1 of the outside
-    char** command = nullptr; ///< ends with a null
-    bool isShell = false;     ///< no command was given
+    std::vector<std::string> captureIpc; ///< the paths of servers
+    int webSocket = -1;                  ///< of --web, on 127.0.0.1 of the outside
+    char** command = nullptr;            ///< ends with a null
+    bool isShell = false;                ///< no command was given
 
     std::optional<Inside> inside; ///< set in the process within the device
 };

@@ -63,7 +63,7 @@ _ztsim()
         fi
     else
         case $before in
-        --script | --record | --capture | --log | --identity) compopt -o filenames 2>/dev/null
+        --script | --record | --capture | --capture-ipc | --log | --identity) compopt -o filenames 2>/dev/null
             mapfile -t COMPREPLY < <(compgen -f -- "$word")
             return ;;
         --device) words=$_ztsim_devices ;;
@@ -75,7 +75,7 @@ _ztsim()
         --way) words="namespaces preload machine" ;;
         --name | --ready-fd | --lifeline-fd | --seed | --web) ;;
         --speed) words="0 1 10 100" ;;
-        *) words="--verbose --log --time --name --ready-fd --lifeline-fd --way --no-eth0 --script --speed --record --capture --web --seed --no-power-daemon --power-state --power-timeout
+        *) words="--verbose --log --time --name --ready-fd --lifeline-fd --way --no-eth0 --script --speed --record --capture --capture-ipc --web --seed --no-power-daemon --power-state --power-timeout
             --propagation-time --device --power-fault --power-away --no-health-daemon --identity --health-field
             --eeprom --health-fault --health-away --help --version --"
             [ "$COMP_CWORD" -eq 1 ] && words="ctl $words" ;;

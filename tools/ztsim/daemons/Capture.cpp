@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <cstring>
 #include <ctime>
+#include <map>
+#include <string_view>
 #include <unistd.h>
 
 namespace ztsim {
@@ -63,9 +65,10 @@ std::uint64_t now()
 
 Bytes packetOf(const Transfer& transfer)
 {
-    const std::uint8_t protocol = std::strcmp(transfer.daemon, "power") == 0 ? 1 : 2;
+    static const std::map<std::string_view, std::uint8_t> protocols{
+        {"power", 1}, {"health", 2}, {"ipc", 3}};
     const std::uint8_t direction = transfer.what == Transfer::What::Sent ? 1 : 0;
-    return numbers(protocol, direction, std::uint16_t{0},
+    return numbers(protocols.at(transfer.daemon), direction, std::uint16_t{0},
                    static_cast<std::uint32_t>(transfer.client),
                    static_cast<std::uint32_t>(transfer.process)) +
            transfer.bytes;

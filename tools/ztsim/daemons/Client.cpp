@@ -1,12 +1,13 @@
 #include "Client.h"
 
+#include "LocalSocket.h"
+
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/read.hpp>
 #include <boost/asio/write.hpp>
 
 #include <linux/sockios.h>
 #include <sys/ioctl.h>
-#include <sys/socket.h>
 #include <utility>
 
 namespace ztsim {
@@ -15,18 +16,10 @@ namespace {
 /// So many records may wait, beyond what the socket takes, for a client to read them.
 constexpr std::size_t MOST_WAITING = 1024;
 
-pid_t peerOf(int socket)
-{
-    ucred peer{};
-    socklen_t size = sizeof peer;
-    ::getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &peer, &size);
-    return peer.pid;
-}
-
 } // namespace
 
 Client::Client(Socket given, std::uint64_t number, std::size_t recordSize, Callbacks callbacks)
-    : socket(std::move(given)), ownNumber(number), peer(peerOf(socket.native_handle())),
+    : socket(std::move(given)), ownNumber(number), peer(processAt(socket.native_handle())),
       callbacks(std::move(callbacks)), pause(socket.get_executor()), incoming(recordSize, '\0')
 {}
 

@@ -167,6 +167,9 @@ Device::Device(const Options& options, const Inside& inside)
     if (inside.capture >= 0) {
         capture.emplace(inside.capture);
         journal.tap([this](const Transfer& transfer) { capture->write(transfer); });
+        for (const std::string& path : options.captureIpc) {
+            ipcTaps.emplace_back(context, path, journal);
+        }
     }
 #ifdef ZTSIM_WEB
     if (inside.web >= 0) {

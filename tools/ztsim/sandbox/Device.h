@@ -3,6 +3,7 @@
 
 #include "Capture.h"
 #include "Control.h"
+#include "IpcTap.h"
 #include "Journal.h"
 #include "Network.h"
 #include "Options.h"
@@ -16,6 +17,7 @@
 #include <boost/asio/local/stream_protocol.hpp>
 #include <boost/asio/posix/stream_descriptor.hpp>
 
+#include <list>
 #include <optional>
 #include <sys/signalfd.h>
 #include <sys/types.h>
@@ -52,6 +54,7 @@ private:
     Control control;
     Script script;
     std::optional<Network> network;
+    std::list<IpcTap> ipcTaps;
 #ifdef ZTSIM_WEB
     std::optional<WebServer> web;
 #endif
