@@ -3,11 +3,11 @@
 in their order, and compares what it says they print. Says what each command took.
 
 A block in sh holds commands, one a line. A block in text is what the command before it prints. Any other
-block is the content of the file that the line before it names at its end, if it names one. The page of the guide
-on the same program comes after the README.
+block is the content of the file that the line before it names at its end, if it names one. After the README come the
+pages that go on with its program: one of the guide, and those on tasks.
 
-Then all else has to be there that it names, or one of the pages that it leads to at once: what links and
-indented commands lead to, and what the examples print.
+Then all else has to be there that it names, or one of the pages that it leads to at once, or one on a task: what links
+and indented commands lead to, and what the examples print.
 """
 
 import glob
@@ -86,9 +86,11 @@ def main():
         with open(os.path.join(clone, "README.md"), encoding="utf-8") as readme:
             text = readme.read()
         follow(text, clone)
-        with open(os.path.join(clone, "docs/guide/first-program.md"), encoding="utf-8") as page:
-            follow(page.read(), clone)
-        pages = ["README.md", *re.findall(r"\]\(([\w/.-]+\.md)\)", text)]
+        tasks = [os.path.relpath(path, clone) for path in sorted(glob.glob(f"{clone}/docs/how-to/*.md"))]
+        for name in ["docs/guide/first-program.md", *tasks]:
+            with open(os.path.join(clone, name), encoding="utf-8") as page:
+                follow(page.read(), clone)
+        pages = ["README.md", *re.findall(r"\]\(([\w/.-]+\.md)\)", text), *tasks]
         missing = [name for page in pages for name in lacking(page, clone)]
         if missing:
             sys.exit(f"tests/readme.py: this is named and not there: {missing}")

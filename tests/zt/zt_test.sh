@@ -1248,7 +1248,7 @@ $advice
 zt_explain_says_what_a_result_means()
 {
     expect_eq "$(zt explain 17)" 'code         17
-meaning      the time is up; nothing has come yet
+meaning      the time is up: or nothing has come yet
 returned-by  ZTEndPointManager, ZTIPCEndPoint; ZTSocket::getNextSocketBuffer(), ZTSocketLinux::receiveRecords()
 try          ask again, or wait longer'
     local page=$here/../../docs/guide/result-codes.md codes
@@ -1259,6 +1259,9 @@ import json, sys
 for line in sys.stdin:
     print("|", " | ".join(str(cell) for cell in json.loads(line).values()), "|")')" \
         "$(grep -E '^\| [0-9]+ \|' "$page" | tr -d \`)"
+    # The manual page has the words of each failure.
+    expect_eq "$(sed -nE '/^The results are$/,/^and /s/^([0-9]+ .*),$/\1/p' "$here/../../tools/zt/zt.1")" \
+        "$(sed -nE 's/^\| ([1-9][0-9]*) \| ([^|:]*[^ |:])(:[^|]*)? \|.*/\1 \2/p' "$page")"
     expect_eq "$(zt explain 2 2>&1; echo "= $?")" "zt: the library has no result 2
 zt: try: it may be an error number of the system, or a command's exit code
 = 1"

@@ -1,34 +1,10 @@
 #include "Failure.h"
 
 #include "Output.h"
-
-#include <map>
+#include "ResultCodes.h"
 
 namespace zt {
 namespace {
-
-const std::map<int, const char*> MEANINGS{
-    {-1, "the system refused it"},
-    {1, "the exchange with the other side failed"},
-    {3, "it could not be set up"},
-    {4, "there is no socket to be had"},
-    {5, "it could not be read"},
-    {6, "it could not be written"},
-    {7, "it could not be sent"},
-    {8, "it could not be received"},
-    {10, "the wait failed"},
-    {11, "not supported"},
-    {14, "not reachable"},
-    {16, "a file could not be opened or written"},
-    {17, "the time is up"},
-    {19, "there is no thread to be had"},
-    {20, "the argument was refused"},
-    {23, "there is no such endpoint"},
-    {25, "there is such an endpoint already"},
-    {41, "it is no folder"},
-    {42, "there is nothing to copy"},
-    {43, "it was stopped"},
-};
 
 int exitCodeOf(int result)
 {
@@ -63,9 +39,13 @@ void tell(const Failure& failure)
 
 std::string describeResult(int result)
 {
-    const auto meaning = MEANINGS.find(result);
-    return "result " + std::to_string(result) + ", " +
-           (meaning == MEANINGS.end() ? "which is unknown" : meaning->second);
+    const std::string start = "result " + std::to_string(result) + ", ";
+    if (result == -1) {
+        return start + "the system refused it";
+    }
+    const std::optional<ResultCode> found = findResultCode(result);
+    return start +
+           (found ? found->meaning.substr(0, found->meaning.find(':')) : "which is unknown");
 }
 
 void check(int result, const std::string& task, const Advice& advice)
