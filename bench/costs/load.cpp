@@ -13,8 +13,9 @@ namespace {
 
 const unsigned long KIB_PER_PAGE = 4;
 
-// Of the mappings of our libraries, and of what is mapped right behind each. A page written to is a copy, and so
-// anonymous; "dirty" are those of a just linked file, too, until the kernel has written it out.
+// Of the mappings of our libraries, and of what is mapped right behind each. A page written to is a
+// copy, and so anonymous; "dirty" are those of a just linked file, too, until the kernel has
+// written it out.
 unsigned long dirtyPages()
 {
     std::ifstream mappings("/proc/self/smaps");
