@@ -6,7 +6,7 @@ loop=
 trap '[ -z "$loop" ] || kill "$loop" || true; rm -r "$folder"' EXIT
 
 expect() {
-    IFS= read -r -t 60 line <&3
+    IFS= read -r -t 300 line <&3
     diff <(echo "$1") - <<<"$line"
 }
 

@@ -850,8 +850,10 @@ protected:
         client->send(RecordBytes(10).put(8, 1));
         EXPECT_TRUE(isManagerReadable());
         EXPECT_EQ(manager.dispatch(), 0);
+        while (isManagerReadable()) { // for a look that has become due
+            EXPECT_EQ(manager.dispatch(), 17);
+        }
         EXPECT_EQ(listener.signals.size(), 1U);
-        EXPECT_FALSE(isManagerReadable());
     }
 };
 
