@@ -6,23 +6,11 @@
 #include "bench/ipc/PocoLink.h"
 #include "bench/ipc/ZeroMqLink.h"
 #include "bench/ipc/ZtLink.h"
+#include "bench/ipc/answer.h"
 
 #include <string>
 
 namespace {
-
-template <class Link>
-[[noreturn]] void answer(const std::string& path, std::uint32_t size, int count)
-{
-    Link link(End::CLIENT, path);
-    link.meet();
-    for (;;) {
-        for (int received = 0; received < count; ++received) {
-            link.receive(size);
-        }
-        link.send(size);
-    }
-}
 
 struct Contender {
     const char* name;

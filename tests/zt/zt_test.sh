@@ -178,11 +178,13 @@ zt_says_that_a_simulated_device_would_help()
         expect_eq "$verb: $(device "${off_device[@]}" "zt $verb 2>&1 >/dev/null | tail -n 1")" \
             "$verb: zt: or try: ztsim -- zt $verb"
     done
-    cp "$(command -v zt)" "$scratch/zt"
-    touch "$scratch/ztsim"
+    mkdir "$scratch/bin"
+    cp "$(command -v zt)" "$scratch/bin"
+    ln -s "$(dirname "$(command -v zt)")/../lib" "$scratch/lib"
+    touch "$scratch/bin/ztsim"
     expect_eq "$(device "${off_device[@]}" "zt power device touch -1 2>&1 | tail -n 1
-        $scratch/zt info --json 2>&1 | tail -n 1")" \
-        $'zt: or try: ztsim -- zt power device touch -1\n'"zt: or try: $scratch/ztsim -- zt info --json"
+        $scratch/bin/zt info --json 2>&1 | tail -n 1")" \
+        $'zt: or try: ztsim -- zt power device touch -1\n'"zt: or try: $scratch/bin/ztsim -- zt info --json"
     # What would fail there, too, and on the device.
     expect_eq "$(device "${off_device[@]}" "$listening"'
         for verb in "eeprom customer-part-number" "ipc send server a" "socket send" "copy a b"; do zt $verb 2>&1; done |

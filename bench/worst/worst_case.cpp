@@ -1,10 +1,11 @@
 // worst_case COUNT: how long the slowest of COUNT times take, beside the same work by hand, and
 // what a mutex does to a thread that is more urgent than the one that holds it. It says so if it
-// has no real-time priority.
+// has no real-time priority. With the arguments of ipc_peer it is that itself.
 
 #include "bench/ipc/Connection.h"
 #include "bench/ipc/FloorLink.h"
 #include "bench/ipc/ZtLink.h"
+#include "bench/ipc/answer.h"
 #include "bench/power/FloorClient.h"
 #include "bench/power/ZtClient.h"
 #include "bench/support/Pinning.h"
@@ -238,6 +239,13 @@ Times inversions()
 
 int main(int count, char** arguments)
 {
+    if (count == 5) {
+        (arguments[1] == std::string(ZtLink::NAME)
+             ? answer<ZtLink>
+             : answer<FloorLink>)(arguments[2],
+                                  static_cast<std::uint32_t>(std::stoul(arguments[3])),
+                                  std::stoi(arguments[4]));
+    }
     require(count == 2, "usage: worst_case COUNT");
     const std::size_t times = std::stoul(arguments[1]);
     require(times > 0, "COUNT");
