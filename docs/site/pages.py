@@ -27,7 +27,7 @@ SUBSYSTEMS = {
     "The companion library": "ZTDebug ZTTick ZTStringTokenizer ZTFilesAndFolders writeToFile",
     "The test kit": "Device",
 }
-DOCUMENTS = re.compile(r"(docs/(guide/|how-to/)?|examples/|packaging/)?[\w-]+\.md")
+DOCUMENTS = re.compile(r"(docs/(guide/|how-to/)?|examples/|packaging/(yocto/)?)?[\w-]+\.md")
 SEVERAL = re.compile(r"ipc_|loop_|message_client")  # examples that one test runs together
 TEST_OF = {"ipc_": "ipc.sh", "loop_": "loop.sh", "message_client": "message_server.expected"}
 KINDS = {"function": "function", "variable": "member", "typedef": "type", "enum": "enum", "enumvalue": "enumerator",
