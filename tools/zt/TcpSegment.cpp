@@ -60,7 +60,7 @@ struct Addressed {
 
 Addressed readIPv4(std::string_view packet)
 {
-    const std::size_t header = (byteAt(packet, 0) & 0xfU) * 4;
+    const std::size_t header = std::size_t{byteAt(packet, 0) & 0xfU} * 4;
     const std::size_t size = numberAt(packet, 2);
     const bool isWhole = (numberAt(packet, 6) & 0x3fffU) == 0;
     if (byteAt(packet, 9) != TCP || !isWhole || packet.size() < header) {
@@ -88,7 +88,7 @@ std::optional<TcpSegment> readSegment(const CapturedPacket& packet)
     const Addressed addressed = isIPv6 ? readIPv6(content) : readIPv4(content);
     const std::string_view tcp = addressed.content;
     constexpr std::size_t shortest = 20;
-    const std::size_t header = (byteAt(tcp, 12) >> 4U) * 4;
+    const std::size_t header = std::size_t{byteAt(tcp, 12) >> 4U} * 4;
     if (tcp.size() < shortest || header < shortest) {
         return std::nullopt;
     }

@@ -33,8 +33,9 @@ void giveName(int socket, const std::string& name)
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     name.copy(address.sun_path, sizeof address.sun_path);
-    ::bind(socket, reinterpret_cast<const sockaddr*>(&address),
-           static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + name.size()));
+    static_cast<void>(
+        ::bind(socket, reinterpret_cast<const sockaddr*>(&address),
+               static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + name.size())));
     if (isAside) {
         ::rename(aside.c_str(), name.c_str());
     } else {

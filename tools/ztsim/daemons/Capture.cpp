@@ -65,10 +65,10 @@ std::uint64_t now()
 
 Bytes packetOf(const Transfer& transfer)
 {
-    static const std::map<std::string_view, std::uint8_t> protocols{
+    static const std::map<std::string_view, std::uint8_t> PROTOCOLS{
         {"power", 1}, {"health", 2}, {"ipc", 3}};
     const std::uint8_t direction = transfer.what == Transfer::What::Sent ? 1 : 0;
-    return numbers(protocols.at(transfer.daemon), direction, std::uint16_t{0},
+    return numbers(PROTOCOLS.at(transfer.daemon), direction, std::uint16_t{0},
                    static_cast<std::uint32_t>(transfer.client),
                    static_cast<std::uint32_t>(transfer.process)) +
            transfer.bytes;

@@ -141,7 +141,8 @@ void IpcTap::leavePlace()
     } else {
         ::unlink(aside.c_str());
     }
-    acceptor.close();
+    boost::system::error_code ignored;
+    acceptor.close(ignored);
     waiting.clear();
 }
 
