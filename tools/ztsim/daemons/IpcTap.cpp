@@ -5,6 +5,7 @@
 
 #include <boost/asio/buffer.hpp>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
@@ -13,6 +14,7 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <set>
 #include <sstream>
 #include <sys/inotify.h>
 #include <sys/stat.h>
@@ -47,22 +49,25 @@ ino_t fileAt(const std::string& path)
     return ::lstat(path.c_str(), &status) == 0 ? status.st_ino : 0;
 }
 
-/// Whether some socket listens that was bound to the path, wherever its file is now.
-bool isListened(const std::string& path)
+/// The sockets that listen and were bound to the path, wherever its file is now.
+std::set<ino_t> listenersAt(const std::string& path)
 {
     constexpr unsigned long listening = 0x10000;
+    std::set<ino_t> found;
     std::ifstream sockets("/proc/net/unix");
     for (std::string line; std::getline(sockets, line);) {
         std::istringstream words(line);
-        std::string word;
+        std::string other;
         unsigned long flags = 0;
-        words >> word >> word >> word >> std::hex >> flags >> word >> word >> word >> std::ws;
-        std::getline(words, word);
-        if ((flags & listening) != 0 && word == path) {
-            return true;
+        ino_t number = 0;
+        words >> other >> other >> other >> std::hex >> flags >> other >> other >> std::dec >>
+            number >> std::ws;
+        std::getline(words, other);
+        if ((flags & listening) != 0 && other == path) {
+            found.insert(number);
         }
     }
-    return false;
+    return found;
 }
 
 } // namespace
@@ -101,7 +106,9 @@ void IpcTap::lookForServer()
     if (fileAt(path) == 0) {
         return;
     }
-    if (isListened(path)) {
+    const std::set<ino_t> listeners = listenersAt(path);
+    if (!std::includes(servers.begin(), servers.end(), listeners.begin(), listeners.end())) {
+        servers = listeners; // with one before it, perhaps, that goes on
         takePlace();
     } else if (looks++ < MOST_LOOKS) {
         pause.expires_after(PAUSE);

@@ -12,6 +12,7 @@
 #include <array>
 #include <cstdint>
 #include <deque>
+#include <set>
 #include <string>
 #include <sys/types.h>
 
@@ -48,7 +49,8 @@ private:
     boost::asio::posix::stream_descriptor folder; ///< tells of what is made there
     std::array<char, 4096> news{};
     boost::asio::steady_timer pause;
-    int looks = 0; ///< since something was made there
+    int looks = 0;           ///< since something was made there
+    std::set<ino_t> servers; ///< that have been there
     boost::asio::local::stream_protocol::acceptor acceptor;
     ino_t file = 0;             ///< of the acceptor
     std::deque<Socket> waiting; ///< clients, for the server
