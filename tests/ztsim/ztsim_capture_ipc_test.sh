@@ -97,7 +97,7 @@ ztsim_capture_ipc_says_what_is_wrong()
         "$ztsim" --capture "$scratch/capture" --capture-ipc "$scratch/no/server" -- true
     # A name that leaves no room for that of the server's own socket.
     cd "$scratch" && mkdir long
-    local name=$(printf 'x%.0s' {1..105})
+    local name=$(printf 'x%.0s' {1..104})
     expect_eq "$(cd long && "$ztsim" --capture "$scratch/capture" --capture-ipc "$name" -- timeout 60 python3 -c '
 import socket, sys, time
 server = socket.socket(socket.AF_UNIX)

@@ -125,18 +125,23 @@ bool IpcTap::isInPlace() const
     return acceptor.is_open() && fileAt(path) == file;
 }
 
-/// With one call, so that a client finds the server or the tap at each moment.
+/// With one call, so that a client finds the server or the tap at each moment. Once there is
+/// something aside, it is the tap.
 void IpcTap::takePlace()
 {
+    const std::string own = aside + '+';
     try {
-        acceptor.assign(Stream(), listenAt(aside));
-        file = fileAt(aside);
-        if (::renameat2(AT_FDCWD, aside.c_str(), AT_FDCWD, path.c_str(), RENAME_EXCHANGE) < 0) {
+        ::unlink(own.c_str()); // may be left from a device that was killed
+        acceptor.assign(Stream(), listenAt(own));
+        file = fileAt(own);
+        if (::renameat2(AT_FDCWD, own.c_str(), AT_FDCWD, path.c_str(), RENAME_EXCHANGE) < 0) {
             throw std::system_error(errno, std::generic_category(), "renameat2");
         }
+        ::rename(own.c_str(), aside.c_str());
         awaitClients();
     } catch (const std::exception& error) {
         log("cannot capture " + path + ": " + error.what());
+        ::unlink(own.c_str());
         leavePlace();
     }
 }
