@@ -941,13 +941,18 @@ protected:
         frame.erase(0, count);
     }
 
-    // An action that has to wait for a callback that runs; that ends in the meantime.
+    // An action that has to wait for a callback that runs; that ends in the meantime, once the
+    // action has begun.
     template <class Action>
-    void await(Action action)
+    void await(
+        Action action, const std::function<bool()>& hasBegun = [] { return true; })
     {
         auto done = std::async(std::launch::async, action);
         if (GetParam() == State::IsInTheCallback) {
             EXPECT_EQ(done.wait_for(std::chrono::milliseconds(10)), std::future_status::timeout);
+            while (!hasBegun()) {
+                std::this_thread::yield();
+            }
         }
         release.happen();
         done.get();
@@ -981,7 +986,8 @@ protected:
 TEST_P(WhileTheThread, RemovingEndsItAndLeavesTheConnectionToTheOwner)
 {
     const int waitsBefore = waits;
-    await([this] { EXPECT_EQ(endPoint->setMessageArrivalListener(nullptr), 0); });
+    await([this] { EXPECT_EQ(endPoint->setMessageArrivalListener(nullptr), 0); },
+          [this] { return endPoint->getMessageArrivalListener() == nullptr; });
     EXPECT_EQ(listener.arrived(), arrivedBefore());
     EXPECT_EQ(endPoint->getMessageArrivalListener(), nullptr);
     if (GetParam() != State::Polls) {
