@@ -1180,6 +1180,12 @@ socket <- client 3: type 200, flag 1, parameters 7 8 9, 0 bytes more'
     p1->>p0: type 200, flag 1, parameters 1 2 3, 5 bytes more*'
 }
 
+zt_decode_bears_headers_that_are_too_short()
+{
+    packets short
+    expect_eq "$(zt decode "$scratch/packets" 2>&1; echo "= $?")" "= 0"
+}
+
 zt_decode_goes_on_behind_packets_that_lack()
 {
     packets lossy

@@ -3,6 +3,7 @@
 #   ethernet, any, any2
 #             a dialogue of such messages, with all that a network does to it, between clients with IPv4 and IPv6, as
 #             tcpdump has it from that interface
+#   short     headers of IP that end too early, or say so
 #   lossy     the same, of which some packets lack
 #   ipc       frames between processes, as ztsim --capture would have them
 #   noise     random bytes, as packets of each protocol, of all sizes
@@ -76,6 +77,10 @@ if kind == "stream":
 elif kind in ("ethernet", "any", "any2"):
     link_type = {"ethernet": 1, "any": 113, "any2": 276}[kind]
     packets = dialogue(link_type)
+elif kind == "short":
+    link_type = 101
+    packets = [(bytes([first, 0, 0, 255, 0, 0, 6 * (first == 0x60), 0, 0, 6]) + bytes(70))[:size]
+               for first in (0x40, 0x43, 0x45, 0x4f, 0x60) for size in range(70)]
 elif kind == "lossy":
     link_type = 1
     packets = [each for number, each in enumerate(dialogue(link_type)) if number not in (5, 8)]

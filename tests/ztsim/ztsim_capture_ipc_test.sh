@@ -90,6 +90,18 @@ ztsim_capture_ipc_hears_a_device_without_namespaces()
     expect_eq "$("$zt" decode "$scratch/capture")" "0.000000000 ipc <- client 1: headers 7 and 0, 5 bytes"
 }
 
+ztsim_capture_ipc_hears_several_servers()
+{
+    cd "$scratch"
+    "$ztsim" --capture capture --capture-ipc a --capture-ipc b -- timeout 60 bash -c '
+        for server in a b; do
+            "$0" ipc listen $server --count 1 & until [ -e .ztsim-$server ]; do sleep 0.1; done
+            "$0" ipc send $server hello --from me; wait
+        done' "$zt" >/dev/null 2>&1
+    expect_eq "$("$zt" decode capture | cut -d " " -f 2-)" "ipc <- client 1: headers 0 and 0, 5 bytes
+ipc <- client 1: headers 0 and 0, 5 bytes"
+}
+
 ztsim_capture_ipc_says_what_is_wrong()
 {
     expect_failure 125 "--capture-ipc requires --capture; see ztsim --help" "$ztsim" --capture-ipc server -- true

@@ -19,7 +19,9 @@ struct __attribute__((packed)) MessageHeader {
     std::uint32_t size;
     std::uint16_t type;
     std::uint8_t flag;
-    std::uint16_t parameters[3];
+    std::uint16_t parameter1;
+    std::uint16_t parameter2;
+    std::uint16_t parameter3;
 };
 static_assert(sizeof(MessageHeader) == 28);
 
@@ -44,12 +46,10 @@ std::string describe(const std::string& message)
     if (header.size < sizeof header) {
         return "a record of " + std::to_string(header.size) + " bytes";
     }
-    std::string text = "type " + std::to_string(header.type) + ", flag " +
-                       std::to_string(header.flag) + ", parameters";
-    for (const std::uint16_t parameter : header.parameters) {
-        text += ' ' + std::to_string(parameter);
-    }
-    return text + ", " + std::to_string(message.size() - sizeof header) + " bytes more";
+    return "type " + std::to_string(header.type) + ", flag " + std::to_string(header.flag) +
+           ", parameters " + std::to_string(header.parameter1) + ' ' +
+           std::to_string(header.parameter2) + ' ' + std::to_string(header.parameter3) + ", " +
+           std::to_string(message.size() - sizeof header) + " bytes more";
 }
 
 /// Up to the end of the first message of a stream; 0 while it is not all there. What is no record

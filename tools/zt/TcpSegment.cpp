@@ -63,7 +63,8 @@ Addressed readIPv4(std::string_view packet)
     const std::size_t header = std::size_t{byteAt(packet, 0) & 0xfU} * 4;
     const std::size_t size = numberAt(packet, 2);
     const bool isWhole = (numberAt(packet, 6) & 0x3fffU) == 0;
-    if (byteAt(packet, 9) != TCP || !isWhole || packet.size() < header) {
+    constexpr std::size_t shortest = 20;
+    if (byteAt(packet, 9) != TCP || !isWhole || header < shortest || packet.size() < header) {
         return {};
     }
     return {packet.substr(12, 4), packet.substr(16, 4), from(packet.substr(0, size), header)};

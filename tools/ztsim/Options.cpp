@@ -403,7 +403,7 @@ void CommandLine::addDialogueOptions()
            "--capture-ipc", options.captureIpc,
            "And each frame between the server that listens there and its clients; repeatable")
         ->type_name("PATH")
-        ->expected(1)
+        ->allow_extra_args(false)
         ->needs(capture);
 }
 

@@ -165,6 +165,15 @@ void IpcTap::awaitClients()
             return;
         }
         const int client = acceptFrom(acceptor.native_handle());
+        if (client < 0 && errno != EAGAIN) { // no more for now
+            pause.expires_after(PAUSE);
+            pause.async_wait([this](const auto& cancelled) {
+                if (!cancelled) {
+                    awaitClients();
+                }
+            });
+            return;
+        }
         if (client >= 0) {
             waiting.emplace_back(acceptor.get_executor(), Stream(), client);
             connectClients();
