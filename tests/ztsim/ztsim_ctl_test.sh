@@ -63,19 +63,19 @@ ztsim_refuses_wrong_names()
         expect_failure 125 "--name: \"*\" is not of 1 to 32 letters, digits, -, _ and .; see ztsim --help" \
             "$ztsim" --name "$name" -- true
     done
-    expect_exit 0 "$ztsim" --name 12345678901234567890123456789-_. -- true
+    expect_exit 0 alone "$ztsim" --name 12345678901234567890123456789-_. -- true
 }
 
 ztsim_takes_names_that_look_like_something_else()
 {
     local name
     for name in -x --wait --json - . .. .hidden -1; do
-        expect_eq "$("$ztsim" --name "$name" -- sh -c 'ztsim ctl --name "$0" power 3; ztsim ctl --name "$0" show | head -n 1
+        expect_eq "$(alone "$ztsim" --name "$name" -- sh -c 'ztsim ctl --name "$0" power 3; ztsim ctl --name "$0" show | head -n 1
             ztsim ctl --name="$0" power; ztsim ctl list | cut -d " " -f 2' "$name")" "name $name
 3
 $name"
     done
-    expect_eq "$("$ztsim" --name=-- -- ztsim ctl --name=-- power)" 0
+    expect_eq "$(alone "$ztsim" --name=-- -- ztsim ctl --name=-- power)" 0
     expect_failure 125 "--name: *; see ztsim --help" "$ztsim" --name -- true
 }
 
@@ -97,7 +97,7 @@ ztsim_ctl_reaches_devices_by_their_names()
         "$0" ctl --name left power; "$0" ctl --name right power; "$0" ctl --name right --pid $right power
         "$0" ctl --name right --pid $left power; "$0" ctl --name both power' 2>&1)" \
         $'1\n2\n2\nztsim: no device named right runs here\nztsim: no device named both runs here'
-    expect_eq "$("$ztsim" --name mine -- sh -c 'ztsim ctl --name mine power; ztsim ctl --name other power 2>&1')" \
+    expect_eq "$(alone "$ztsim" --name mine -- sh -c 'ztsim ctl --name mine power; ztsim ctl --name other power 2>&1')" \
         $'0\nztsim: no device named other runs here'
 }
 
@@ -154,7 +154,7 @@ print(subprocess.check_output([ztsim, "ctl", "list"]))' "$ztsim")" $'True\n0 1 2
 
 ztsim_ctl_shows_all_that_there_is()
 {
-    expect_eq "$("$ztsim" --name mine --power-state 2 --power-timeout 5=9 --device touch=-3 --no-eth0 --eeprom locked \
+    expect_eq "$(alone "$ztsim" --name mine --power-state 2 --power-timeout 5=9 --device touch=-3 --no-eth0 --eeprom locked \
         --health-field serial-number="A  1" --power-fault silence@7 --power-fault hang-up@timeout -- bash -c '
         python3 "$0/power.py" "8?" >/dev/null
         ztsim ctl slow 1.5s power; ztsim ctl deaf on health; ztsim ctl hang-up health
@@ -206,7 +206,7 @@ ztsim_ctl_watches_what_happens()
     printf '0.1 propagation 4\n' >"$scratch/script"
     local option
     for option in "" --json; do
-        "$ztsim" --name watched -- bash -c '
+        alone "$ztsim" --name watched -- bash -c '
             ztsim ctl watch '$option' >'"$scratch/seen$option"' & watcher=$!
             until [ -s '"$scratch/seen$option"' ]; do python3 "$0/power.py" "8?"; done
             python3 "$0/power.py" 3,toaster,0 "8?"; ztsim ctl power-fault silence; python3 "$0/health.py" 12

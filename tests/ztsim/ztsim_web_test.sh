@@ -76,7 +76,7 @@ refused"
 
 ztsim_web_tells_of_each_event_once()
 {
-    expect_eq "$(web --name left '
+    expect_eq "$(web --name "left-$$" '
 stream = events(ask("/events")[2])
 name, commands = next(stream)
 print(name, commands[0])
@@ -91,7 +91,7 @@ say("power", "4")
 print(next(later)[0], [entry["text"] for entry in next(entries for name, entries in later if name == "entries")["list"]])
 ')" "commands {'verb': 'power', 'help': 'the power state, 0..6; 6 is never reported', 'arguments': [{'name': 'STATE', 'required': False, 'flag': False, 'words': False, 'hint': '0..6'}]}
 ['power', 'timeout', 'propagation', 'device', 'health', 'hang-up', 'power-fault', 'health-fault', 'slow', 'deaf', 'await', 'count', 'records', 'show', 'watch']
-state left 0 192.168.135.6
+state left-$$ 0 192.168.135.6
 [(1, 'ctl', 'power 3')]
 [(3, 'ctl', 'power 3')]
 commands ['power 4']"
