@@ -6,6 +6,7 @@ import re
 import sys
 
 import headers
+import results
 
 LIBRARIES = {"zt": "-lZTAPI_OS_ABS", "ztutil": "-lZTAPI_Utility", "ztsim": "-lZTAPI_Sim"}
 
@@ -83,6 +84,15 @@ def summary(header):
     return text if re.match(r"\w*[A-Z]\w*[A-Z]", text) else text[0].lower() + text[1:]
 
 
+def result_codes(header):
+    found = results.of(header)
+    lines = [".SH RESULT CODES"] if found else []
+    for code, meaning, try_this in found:
+        text = [("code" if at % 2 else "plain", piece) for at, piece in enumerate(f"{meaning}. Try: {try_this}.".split("`"))]
+        lines += [".TP", f".B {code}", sentence(text)]
+    return lines
+
+
 def page(header, version, others):
     names = [name for entry in header.entries for name in entry.names]
     first = page_name(header)
@@ -100,8 +110,8 @@ def page(header, version, others):
         if entry.entries:
             lines += [".SS Values" if entry.kind == "enum" else ".SS Members", *members(entry.entries)]
     pages = sorted({others[name] for name in mentioned(header.entries) if name in others} - {first})
-    lines += [".SH SEE ALSO", *[f".BR {roff(name)} (3)," for name in pages], ".BR zt (1),", ".BR ztsim (1)", ".PP",
-              "What a result code means, and what to try:", ".B zt explain", ".IR CODE ."]
+    lines += result_codes(header)
+    lines += [".SH SEE ALSO", *[f".BR {roff(name)} (3)," for name in pages], ".BR zt (1),", ".BR ztsim (1)"]
     return "\n".join(lines) + "\n"
 
 

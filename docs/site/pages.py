@@ -12,6 +12,7 @@ import sys
 
 import drawings
 import headers
+import results
 
 SUBSYSTEMS = {
     "Locks and threads": "ZTMutex ZTSharedMutex ZTLock ZTAutoLock ZTConditionVariable ZTThread ZTSleep",
@@ -187,10 +188,20 @@ def restructured_entry(entry, indent=""):
     return text + "".join(restructured_entry(each, indent + "   ") for each in entry.entries) + "\n"
 
 
+def restructured_results(found):
+    if not found:
+        return ""
+    text = "Result codes\n------------\n\n.. list-table::\n   :header-rows: 1\n\n"
+    for row in [("Code", "Meaning", "What to try"), *found]:
+        cells = [re.sub(r"`(.*?)`", r"``\1``", str(cell)) for cell in row]
+        text += "   * - " + "\n     - ".join(cells) + "\n"
+    return text
+
+
 def restructured(header):
     title = header.main.names[0]
     return (f"{title}\n{'=' * len(title)}\n\n.. code-block:: cpp\n\n   #include \"{header.path}\"\n\n" +
-            "".join(restructured_entry(entry) for entry in header.entries))
+            "".join(restructured_entry(entry) for entry in header.entries) + restructured_results(results.of(header)))
 
 
 def main(xml, folder):
