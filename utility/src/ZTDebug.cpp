@@ -13,6 +13,7 @@
 #include <ctime>
 #include <deque>
 #include <fcntl.h>
+#include <limits>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -111,29 +112,50 @@ char* putNumber(char* end, int number, int digits)
     return end + digits;
 }
 
-// Digit by digit, for strftime() costs more than all else of a line.
-char* putLocalTime(char* end)
-{
-    timespec now{};
-    clock_gettime(CLOCK_REALTIME, &now);
-    tm local{};
-    localtime_r(&now.tv_sec, &local);
-    const struct {
-        char before;
-        int number;
-        int digits;
-    } fields[] = {
-        {'-', local.tm_mon + 1, 2}, {'-', local.tm_mday, 2},
-        {' ', local.tm_hour, 2},    {':', local.tm_min, 2},
-        {':', local.tm_sec, 2},     {'.', static_cast<int>(now.tv_nsec / 1000000), 3},
-    };
-    end = putNumber(end, local.tm_year + 1900, 4);
-    for (const auto& field : fields) {
-        *end++ = field.before;
-        end = putNumber(end, field.number, field.digits);
+// The local time as text. Most lines are of the same second as the one before, so its text is kept.
+class LocalTime {
+public:
+    char* put(char* end)
+    {
+        timespec now{};
+        clock_gettime(CLOCK_REALTIME, &now);
+        if (now.tv_sec != second) {
+            keep(now.tv_sec);
+        }
+        end = std::copy_n(text, sizeof text, end);
+        *end++ = '.';
+        return putNumber(end, static_cast<int>(now.tv_nsec / 1000000), 3);
     }
-    return end;
-}
+
+    void forget() { second = NEVER; }
+
+private:
+    static constexpr std::time_t NEVER = std::numeric_limits<std::time_t>::min();
+
+    // Digit by digit, for strftime() costs more than all else of a line.
+    void keep(std::time_t newSecond)
+    {
+        tm local{};
+        localtime_r(&newSecond, &local);
+        const struct {
+            char before;
+            int number;
+        } fields[] = {{'-', local.tm_mon + 1},
+                      {'-', local.tm_mday},
+                      {' ', local.tm_hour},
+                      {':', local.tm_min},
+                      {':', local.tm_sec}};
+        char* end = putNumber(text, local.tm_year + 1900, 4);
+        for (const auto& field : fields) {
+            *end++ = field.before;
+            end = putNumber(end, field.number, 2);
+        }
+        second = newSecond;
+    }
+
+    std::time_t second = NEVER;
+    char text[sizeof "2026-11-21 09:12:13" - 1];
+};
 
 char* putText(char* end, std::string_view text)
 {
@@ -198,9 +220,9 @@ public:
     Line& operator=(const Line&) = delete;
 
     // With the time before it, at once.
-    bool write(int descriptor)
+    bool write(int descriptor, LocalTime& time)
     {
-        *putLocalTime(start) = ' ';
+        *time.put(start) = ' ';
         *end = '\n';
         const auto size = static_cast<std::size_t>(end + 1 - start);
         return ::write(descriptor, start, size) == static_cast<ssize_t>(size);
@@ -242,11 +264,13 @@ public:
         if (descriptor < 0) {
             descriptor = name == "stderr" ? STDERR_FILENO : openFile();
         }
-        return line.write(descriptor);
+        return line.write(descriptor, time);
     }
 
+    void forgetTime() { time.forget(); }
+
 private:
-    int openFile() const
+    int openFile()
     {
         const int file = open(name.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
         if (file >= 0) {
@@ -254,12 +278,13 @@ private:
         }
         const std::string reason = std::generic_category().message(errno);
         const std::string text = "cannot open " + name + " (" + reason + "), using stderr";
-        Line(FAILURE_LEVEL, "ZTDebug", text).write(STDERR_FILENO);
+        Line(FAILURE_LEVEL, "ZTDebug", text).write(STDERR_FILENO, time);
         return STDERR_FILENO;
     }
 
     const std::string name;
     int descriptor = -1; // until the first line
+    LocalTime time;
 };
 
 // Who is in the sink.
@@ -296,8 +321,13 @@ public:
         context = newContext;
     }
 
-    // In a child made by fork(), where the thread that held the lock may not be.
-    void forgetLock() { new (&mutex) std::recursive_mutex; }
+    // In a child made by fork(), where the thread that held the lock, and was at the time, may not
+    // be.
+    void forgetThreads()
+    {
+        new (&mutex) std::recursive_mutex;
+        destination.forgetTime();
+    }
 
 private:
     // Held for a whole line, for a pipe may mix long writes. Recursive, for a sink may call back.
@@ -328,7 +358,7 @@ Debug::Debug()
     pthread_atfork([] { debug().sections.hold(); }, [] { debug().sections.letGo(); },
                    [] {
                        debug().sections.letGo();
-                       debug().output.forgetLock();
+                       debug().output.forgetThreads();
                    });
 }
 
