@@ -1,10 +1,11 @@
 #!/usr/bin/env python3
 """Runs the tests of build/PRESET with all cases of an executable in one process, and those that need the
 simulated device on one device: together.py [--valgrind] PRESET [REGEX]. It takes a part of the time where a
-program takes long to start, in an emulator or under valgrind.
+program takes long to start, in an emulator, with a sanitizer or under valgrind. What else there is to run, the scripts,
+ctest runs meanwhile.
 
 A case that fails in such company runs again alone. Under valgrind what it has to say is a failure, too, and
-the examples and the fuzz targets' seeds run as well. What a script starts runs elsewhere.
+the examples and the fuzz targets' seeds run as well, but no script: what that starts runs elsewhere.
 """
 import argparse
 import concurrent.futures
@@ -71,22 +72,34 @@ class Runner:
                     break
         return name, code, text
 
+    @staticmethod
+    def check_scripts(preset, regex):
+        ran = subprocess.run(["ctest", "--preset", preset, "--parallel", "6", "--quiet", "--label-exclude", "_test$",
+                              "--output-log", f"build/{preset}/together/scripts", "--tests-regex", regex],
+                             stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False)
+        with open(f"build/{preset}/together/scripts") as log:
+            return "scripts", ran.returncode, log.read()
+
 
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("preset")
     parser.add_argument("--valgrind", action="store_true")
-    parser.add_argument("regex", nargs="?", default="")
+    parser.add_argument("regex", nargs="?", default=".")
     options = parser.parse_args()
-    results = f"build/{options.preset}/together"
-    shutil.rmtree(results, ignore_errors=True)
-    os.makedirs(results)
-    runner = Runner(results, options.valgrind)
+    logs = f"build/{options.preset}/together"
+    shutil.rmtree(logs, ignore_errors=True)
+    os.makedirs(logs)
+    runner = Runner(logs, options.valgrind)
     chosen = [(words, is_gtest) for words, is_gtest in commands(options.preset).items()
               if (is_gtest or options.valgrind) and re.search(options.regex, program(words))]
     failures = 0
-    with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
-        for name, code, text in pool.map(lambda one: runner.check(*one), chosen):
+    with concurrent.futures.ThreadPoolExecutor(2 * os.cpu_count()) as pool:  # most of them wait now and then
+        results = [pool.submit(runner.check, *one) for one in chosen]
+        if not options.valgrind:
+            results.insert(0, pool.submit(runner.check_scripts, options.preset, options.regex))
+        for result in results:
+            name, code, text = result.result()
             if code != 0:
                 failures += 1
                 print(f"{name}: {'valgrind has findings' if code == FOUND else f'exit code {code}'}\n{text}")
