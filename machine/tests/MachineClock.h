@@ -8,6 +8,14 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#ifdef SYS_clock_gettime64
+const long GET_TIME = SYS_clock_gettime64;
+const long SET_TIME = SYS_clock_settime64;
+#else // they have had 64 bits from the start
+const long GET_TIME = SYS_clock_gettime;
+const long SET_TIME = SYS_clock_settime;
+#endif
+
 /// The kernel's own, whatever the C library's time_t is.
 struct KernelTime {
     std::int64_t seconds;
@@ -17,7 +25,7 @@ struct KernelTime {
 inline KernelTime clockTime(clockid_t clock)
 {
     KernelTime time{};
-    EXPECT_EQ(::syscall(SYS_clock_gettime64, clock, &time), 0);
+    EXPECT_EQ(::syscall(GET_TIME, clock, &time), 0);
     return time;
 }
 
@@ -36,7 +44,7 @@ protected:
     static void set(std::int64_t seconds)
     {
         const KernelTime time{seconds, 0};
-        EXPECT_EQ(::syscall(SYS_clock_settime64, CLOCK_REALTIME, &time), 0);
+        EXPECT_EQ(::syscall(SET_TIME, CLOCK_REALTIME, &time), 0);
     }
 
     static void step(std::int64_t seconds) { set(clockTime(CLOCK_REALTIME).seconds + seconds); }

@@ -67,19 +67,20 @@ private:
 };
 
 const int HOUR = 3600;
+const std::int64_t TWO_HOURS = 7200;
 
 } // namespace
 
 TEST_F(Clock, AStepForwardEndsASleep)
 {
-    const Meanwhile forward([] { step(2 * HOUR); });
+    const Meanwhile forward([] { step(TWO_HOURS); });
     EXPECT_LT(duration([] { ZTThread::sleep(HOUR * 1000); }), HOUR * 1000);
 }
 
 TEST_F(Clock, AStepForwardEndsATimedJoin)
 {
     Endless endless;
-    const Meanwhile forward([] { step(2 * HOUR); });
+    const Meanwhile forward([] { step(TWO_HOURS); });
     EXPECT_EQ(endless.get().timed_join(HOUR * 1000), 1);
 }
 

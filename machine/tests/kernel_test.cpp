@@ -31,7 +31,7 @@ public:
     CachedFile()
     {
         std::ofstream file(path, std::ios::binary);
-        const std::string mebibyte(1024 * 1024, 'Z');
+        const std::string mebibyte(1U << 20, 'Z');
         for (int i = 0; i < 64; ++i) {
             file << mebibyte;
         }
