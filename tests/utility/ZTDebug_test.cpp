@@ -1,5 +1,6 @@
 #include "ztutil/ZTDebug.h"
 
+#include "FrozenClock.h"
 #include "support/ForkedChild.h"
 #include "ztutil/ZTStringTokenizer.h"
 
@@ -208,6 +209,26 @@ TEST_F(ZTDebugTest, ALineHasTimeLevelSectionAndText)
     StderrCapture capture;
     EXPECT_EQ(ZTDebug::debugPrintError(1, pipeSection, "pipe %d is %s", 3, "full"), 0);
     EXPECT_EQ(capture.text(), "2026-11-21 09:12:13.012 1 zt_pipe pipe 3 is full\n");
+}
+
+TEST_F(ZTDebugTest, EachLineHasTheTimeOfItsOwnWhereverTheClockGoes)
+{
+    const timespec before = frozenTime;
+    StderrCapture capture;
+    for (const timespec& time : {timespec{1795252333, 999000000},
+                                 {1795305599, 999999999},
+                                 {1795305600, 0},
+                                 {1795252333, 0},
+                                 {-1, 5000000}}) {
+        frozenTime = time;
+        EXPECT_EQ(ZTDebug::debugPrintError(1, pipeSection, "line"), 0);
+    }
+    frozenTime = before;
+    EXPECT_EQ(capture.text(), "2026-11-21 09:12:13.999 1 zt_pipe line\n"
+                              "2026-11-21 23:59:59.999 1 zt_pipe line\n"
+                              "2026-11-22 00:00:00.000 1 zt_pipe line\n"
+                              "2026-11-21 09:12:13.000 1 zt_pipe line\n"
+                              "1969-12-31 23:59:59.005 1 zt_pipe line\n");
 }
 
 TEST_F(ZTDebugTest, TheSectionOfAnUnknownKeyIsAQuestionMark)
