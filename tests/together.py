@@ -74,8 +74,9 @@ class Runner:
 
     @staticmethod
     def check_scripts(preset, regex):
-        ran = subprocess.run(["ctest", "--preset", preset, "--parallel", "6", "--quiet", "--label-exclude", "_test$",
-                              "--output-log", f"build/{preset}/together/scripts", "--tests-regex", regex],
+        ran = subprocess.run(["ctest", "--preset", preset, "--parallel", "6", "--quiet", "--no-tests=ignore",
+                              "--label-exclude", "_test$", "--tests-regex", regex,
+                              "--output-log", f"build/{preset}/together/scripts"],
                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False)
         with open(f"build/{preset}/together/scripts") as log:
             return "scripts", ran.returncode, log.read()
