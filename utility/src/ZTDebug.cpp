@@ -321,8 +321,7 @@ public:
         context = newContext;
     }
 
-    // In a child made by fork(), where the thread that held the lock, and was at the time, may not
-    // be.
+    // In a child made by fork(), where the thread that held the lock and kept a second is not.
     void forgetThreads()
     {
         new (&mutex) std::recursive_mutex;
