@@ -144,7 +144,7 @@ int runDevice(const Options& options)
 } // namespace
 
 Device::Device(const Options& options, const Inside& inside)
-    : options(options), outside(context, {}, inside.outside),
+    : options(options), outside(context, boost::asio::local::stream_protocol(), inside.outside),
       childSignals(context, openChildSignals()), lifeline(context), journal(inside.record),
       eeprom(context, options.eeprom, inside.root), simulated{options.name,        journal, eeprom,
                                                               hasNetwork(options), {},      {}},
