@@ -691,10 +691,12 @@ TEST_F(ZTEndPointManagerDispatch, WhatAHandlerAddsIsVisitedFromTheNextDispatchOn
     EXPECT_EQ(handler.take().size(), 32U);
 }
 
-// Their registrations may come to stand where those of the ones before were.
+// So many, with blocks of their size between them, that registrations come to stand where others
+// were before.
 TEST_F(ZTEndPointManagerDispatch, AHandlerReplacesAllOthersAndNoneIsCalledInTheirPlace)
 {
-    handler.action = [this](ZTEndPoint* visited) {
+    std::array<std::unique_ptr<std::array<void*, 4>>, 50> between;
+    handler.action = [this, &between](ZTEndPoint* visited) {
         if (handler.calls.size() > 1) {
             return;
         }
@@ -703,13 +705,16 @@ TEST_F(ZTEndPointManagerDispatch, AHandlerReplacesAllOthersAndNoneIsCalledInThei
                 deleteEndPoint(endPoints[i].get());
             }
         }
-        addReadable(15);
+        for (auto& block : between) {
+            block = std::make_unique<std::array<void*, 4>>();
+            addReadable(2);
+        }
     };
     EXPECT_EQ(manager.dispatch(), 0);
     EXPECT_EQ(handler.take().size(), 1U);
     handler.action = drain;
     EXPECT_EQ(manager.dispatch(), 0);
-    EXPECT_EQ(handler.calls.size(), 16U);
+    EXPECT_EQ(handler.calls.size(), 101U);
 }
 
 TEST_F(ZTEndPointManagerDispatch, AHandlerReadsAllAndNoOtherIsCalled)
