@@ -59,6 +59,16 @@ install() {
     mv "$scratch/unmoved" "$scratch/$1"
 }
 
+# Each file that is installed belongs to one component, as packagers take them, and none to two.
+check_components() {
+    local component
+    for component in runtime companion development doc tools simulator python; do
+        cmake --install build/release --component $component --prefix "$scratch/components/$component" >/dev/null
+    done
+    diff <(cd "$scratch/release" && find . -not -type d | sort) \
+        <(cd "$scratch/components" && find . -mindepth 2 -not -type d | sed 's,^\./[a-z]*/,./,' | sort)
+}
+
 # unpack PRESET: its packages.
 unpack() {
     local package
@@ -183,6 +193,7 @@ mkdir "$scratch/yocto"
 cp -a "$scratch/release" "$scratch/yocto/usr"
 rm -r "$scratch/yocto/usr/lib/python3"
 /usr/bin/python3 tests/package/recipes.py FILES "$scratch/yocto"
+check_components
 check_here "$scratch/release"
 "$scratch/release/bin/ztsim" -- "$scratch/release/bin/zt" power state >/dev/null
 check_device "$scratch/armhf"
@@ -196,6 +207,7 @@ check_side_by_side
 check_same_bytes
 unpack release
 unpack armhf
+[ -e "$scratch/release/usr/share/man/man3/ZTPipe.3.gz" ]
 check_here "$scratch/release/usr"
 check_meson "$scratch/release/usr"
 check_examples "$scratch/release/usr"
