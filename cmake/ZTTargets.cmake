@@ -33,10 +33,23 @@ function(zt_built_fast target)
 endfunction()
 
 # For what ships: -O3, which CMake takes for a release, makes it larger and no faster. What waits for programs or
-# for a medium in any case, the sources given, is made as small as it can be.
+# for a medium in any case, the sources given, is made as small as it can be. As the library binds its calls of itself,
+# they can be inlined, from one source into another, too.
 function(zt_built_small target)
-    target_compile_options(${target} PRIVATE $<$<CONFIG:Release>:-O2>)
-    set_source_files_properties(${ARGN} PROPERTIES COMPILE_OPTIONS $<$<CONFIG:Release>:-Os>)
+    target_compile_options(${target} PRIVATE $<$<CONFIG:Release>:-O2> -fno-semantic-interposition)
+    set_property(SOURCE ${ARGN} APPEND PROPERTY COMPILE_OPTIONS $<$<CONFIG:Release>:-Os>)
+    if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+        set_target_properties(${target} PROPERTIES INTERPROCEDURAL_OPTIMIZATION_RELEASE ON)
+        get_target_property(sources ${target} SOURCES)
+        foreach(source ${sources}) # lest names of symbols be chosen at random
+            set_property(SOURCE ${source} APPEND PROPERTY COMPILE_OPTIONS -frandom-seed=${source})
+        endforeach()
+    endif()
+endfunction()
+
+# For the sources of factories, which cmake/replaceable.list names: a call of one is never inlined.
+function(zt_replaceable)
+    set_property(SOURCE ${ARGN} APPEND PROPERTY COMPILE_OPTIONS -fsemantic-interposition)
 endfunction()
 
 # For what does not ship and need not be fast. Hardening needs some optimisation, so it goes as well.
