@@ -8,10 +8,13 @@ namespace {
 
 int selectWithin(int count, fd_set* readable, fd_set* writable, long timeoutMs)
 {
+    if (timeoutMs < 0) {
+        return select(count, readable, writable, nullptr, nullptr);
+    }
     timeval time{};
     time.tv_sec = timeoutMs / 1000;
     time.tv_usec = timeoutMs % 1000 * 1000;
-    return select(count, readable, writable, nullptr, timeoutMs < 0 ? nullptr : &time);
+    return select(count, readable, writable, nullptr, &time);
 }
 
 } // namespace
