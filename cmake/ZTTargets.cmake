@@ -1,3 +1,9 @@
+# Some toolchains for devices have a g++ without it.
+if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+    include(CheckCXXCompilerFlag)
+    check_cxx_compiler_flag(-flto ZT_HAS_LTO)
+endif()
+
 # What every target of ours is built with.
 function(zt_target target)
     target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion $<$<BOOL:${ZT_WERROR}>:-Werror>)
@@ -38,7 +44,7 @@ endfunction()
 function(zt_built_small target)
     target_compile_options(${target} PRIVATE $<$<CONFIG:Release>:-O2> -fno-semantic-interposition)
     set_property(SOURCE ${ARGN} APPEND PROPERTY COMPILE_OPTIONS $<$<CONFIG:Release>:-Os>)
-    if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+    if(ZT_HAS_LTO)
         set_target_properties(${target} PROPERTIES INTERPROCEDURAL_OPTIMIZATION_RELEASE ON)
         get_target_property(sources ${target} SOURCES)
         foreach(source ${sources}) # lest names of symbols be chosen at random
