@@ -1,3 +1,9 @@
+# Some toolchains for devices have a g++ without it.
+if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+    include(CheckCXXCompilerFlag)
+    check_cxx_compiler_flag(-flto ZT_HAS_LTO)
+endif()
+
 # What every target of ours is built with.
 function(zt_target target)
     target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion $<$<BOOL:${ZT_WERROR}>:-Werror>)
@@ -33,10 +39,23 @@ function(zt_built_fast target)
 endfunction()
 
 # For what ships: -O3, which CMake takes for a release, makes it larger and no faster. What waits for programs or
-# for a medium in any case, the sources given, is made as small as it can be.
+# for a medium in any case, the sources given, is made as small as it can be. As the library binds its calls of itself,
+# they can be inlined, from one source into another, too.
 function(zt_built_small target)
-    target_compile_options(${target} PRIVATE $<$<CONFIG:Release>:-O2>)
-    set_source_files_properties(${ARGN} PROPERTIES COMPILE_OPTIONS $<$<CONFIG:Release>:-Os>)
+    target_compile_options(${target} PRIVATE $<$<CONFIG:Release>:-O2> -fno-semantic-interposition)
+    set_property(SOURCE ${ARGN} APPEND PROPERTY COMPILE_OPTIONS $<$<CONFIG:Release>:-Os>)
+    if(ZT_HAS_LTO)
+        set_target_properties(${target} PROPERTIES INTERPROCEDURAL_OPTIMIZATION_RELEASE ON)
+        get_target_property(sources ${target} SOURCES)
+        foreach(source ${sources}) # lest names of symbols be chosen at random
+            set_property(SOURCE ${source} APPEND PROPERTY COMPILE_OPTIONS -frandom-seed=${source})
+        endforeach()
+    endif()
+endfunction()
+
+# For the sources of factories, which cmake/replaceable.list names: a call of one is never inlined.
+function(zt_replaceable)
+    set_property(SOURCE ${ARGN} APPEND PROPERTY COMPILE_OPTIONS -fsemantic-interposition)
 endfunction()
 
 # For what does not ship and need not be fast. Hardening needs some optimisation, so it goes as well.

@@ -37,12 +37,6 @@ void ListenerGate::leave()
     changed.notify_all();
 }
 
-bool ListenerGate::isStopped() const
-{
-    const Lock lock(*mutex);
-    return stopped;
-}
-
 void ListenerGate::deliver(IPCMessage* message)
 {
     const std::lock_guard<std::mutex> lock(calling);

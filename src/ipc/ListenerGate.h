@@ -49,7 +49,9 @@ public:
     bool enter();
     void leave();
 
-    bool isStopped() const;
+    /// Without waiting for the owner: one that deletes the endpoint waits for the thread's end, or
+    /// is the thread itself.
+    bool isStopped() const { return stopped; }
 
     /// Calls the listener, from inside.
     void deliver(IPCMessage* message);
@@ -79,7 +81,7 @@ private:
     std::condition_variable_any changed;
     bool closed = true;
     unsigned int closing = 0; // how many wait to close it
-    bool stopped = false;
+    std::atomic<bool> stopped{false};
     bool awaited = false;   // whether somebody waits for the thread's end
     std::thread::id inside; // the thread that is, if any
 

@@ -11,14 +11,14 @@ thread_local const WaitNumber* current = nullptr;
 
 } // namespace
 
-WaitNumber::WaitNumber() : outer(current), own(++last)
+WaitNumber::WaitNumber() : place(current), outer(place), own(++last)
 {
-    current = this;
+    place = this;
 }
 
 WaitNumber::~WaitNumber()
 {
-    current = outer;
+    place = outer;
 }
 
 std::uint16_t WaitNumber::latest()

@@ -28,6 +28,7 @@ public:
     static bool isSinceCurrent(std::uint16_t number);
 
 private:
+    const WaitNumber*& place; // where its thread has the current one, which is not looked up twice
     const WaitNumber* const outer;
     const std::uint16_t own;
 };

@@ -348,19 +348,21 @@ ZTEndPointManager::remove(Registrations::const_iterator found)
 template <class Visit>
 void ZTEndPointManager::forEachRegistration(Visit visit)
 {
-    const std::uint64_t start = changeCount();
+    const std::uint64_t* count = &changeCount(); // another one once there is a descriptor
+    const std::uint64_t start = *count;
     std::uint64_t before = start;
-    Registration* next = Registration::first(registrations);
-    while (next != nullptr) {
-        Registration* const current = next;
+    Registration* current = Registration::first(registrations);
+    while (current != nullptr) {
         if (current->since <= start) {
             visit(current->endPoint, current->handler);
         }
-        const std::uint64_t now = changeCount();
-        next = now == before
-                   ? current->next
-                   : Registration::atOrNone(registrations, registrations.upper_bound(current));
-        before = now;
+        if (*count == before) {
+            current = current->next;
+        } else {
+            current = Registration::atOrNone(registrations, registrations.upper_bound(current));
+            count = &changeCount();
+            before = *count;
+        }
     }
 }
 

@@ -30,9 +30,16 @@ struct ListenedMessage : IPCMessage {
     {
         header1 = LISTENED_HEADER1;
         dataLength = LISTENED_CAPACITY;
-        data = new unsigned char[LISTENED_CAPACITY]();
     }
     ~ListenedMessage() { delete[] data; }
+
+    // A callback finds an array where nothing came, too.
+    void ensureData()
+    {
+        if (data == nullptr) {
+            data = new unsigned char[LISTENED_CAPACITY]();
+        }
+    }
 
     ListenedMessage(const ListenedMessage&) = delete;
     ListenedMessage& operator=(const ListenedMessage&) = delete;
@@ -413,6 +420,7 @@ void ZTIPCEndPoint::deliverMessages()
         const Pass pass(*passed);
         ListenedMessage message;
         if (receive(&message, receiveTimeout, passed.get()) == 0) {
+            message.ensureData();
             passed->deliver(&message);
         }
     }

@@ -1,5 +1,6 @@
 #include "zt/ZTSocket.h"
 
+#include "socket/marker.h"
 #include "zt/ZTSocketMessage.h"
 
 #include "ztutil/ZTDebug.h"
@@ -18,30 +19,25 @@ namespace {
 const unsigned int LENGTH_SIZE = 4;
 const unsigned int SMALLEST_RECORD_ARRAY = 28; // what ZTSocketMessage(char*) reads
 
-unsigned int markerSize()
-{
-    return ZTSocketMessage::MESSAGE_HEADER_SIZE;
-}
-
 bool isMarker(const char* bytes)
 {
-    return std::memcmp(bytes, ZTSocketMessage::MESSAGE_HEADER.data(), markerSize()) == 0;
+    return std::memcmp(bytes, MARKER, MARKER_SIZE) == 0;
 }
 
 bool beginsWithMarker(const char* bytes, unsigned int size)
 {
-    return size >= markerSize() && isMarker(bytes);
+    return size >= MARKER_SIZE && isMarker(bytes);
 }
 
 bool hasLength(unsigned int size)
 {
-    return size >= markerSize() + LENGTH_SIZE;
+    return size >= MARKER_SIZE + LENGTH_SIZE;
 }
 
 std::uint32_t lengthOf(const char* record)
 {
     std::uint32_t length = 0;
-    std::memcpy(&length, record + markerSize(), sizeof length);
+    std::memcpy(&length, record + MARKER_SIZE, sizeof length);
     return length;
 }
 
@@ -71,8 +67,7 @@ bool isComplete(const char* record, unsigned int size)
 char* newArray(const char* bytes, unsigned int size, unsigned int room)
 {
     char* array = new char[room];
-    std::memcpy(array, bytes, size);
-    std::memset(array + size, 0, room - size);
+    std::fill(std::copy(bytes, bytes + size, array), array + room, '\0');
     return array;
 }
 
@@ -209,7 +204,7 @@ void ZTSocket::dropPartial()
 void ZTSocket::cutRecords(const char* bytes, unsigned int size)
 {
     unsigned int position = 0;
-    while (position + markerSize() < size) {
+    while (position + MARKER_SIZE < size) {
         const char* record = bytes + position;
         const unsigned int rest = size - position;
         if (!isMarker(record)) {
@@ -223,7 +218,7 @@ void ZTSocket::cutRecords(const char* bytes, unsigned int size)
         }
     }
     const unsigned int rest = size - position;
-    if (rest > 0 && rest < markerSize()) {
+    if (rest > 0 && rest < MARKER_SIZE) {
         keepAsPartial(bytes + position, rest);
     }
 }

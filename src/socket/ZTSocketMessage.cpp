@@ -1,5 +1,7 @@
 #include "zt/ZTSocketMessage.h"
 
+#include "socket/marker.h"
+
 #include "ztutil/ZTDebug.h"
 
 #include <cstring>
@@ -36,9 +38,8 @@ void trace(const char* text)
 
 } // namespace
 
-const std::string ZTSocketMessage::MESSAGE_HEADER = "ZTSOCKETMESSAGE";
-const unsigned int ZTSocketMessage::MESSAGE_HEADER_SIZE =
-    static_cast<unsigned int>(MESSAGE_HEADER.length());
+const std::string ZTSocketMessage::MESSAGE_HEADER = MARKER;
+const unsigned int ZTSocketMessage::MESSAGE_HEADER_SIZE = MARKER_SIZE;
 
 ZTSocketMessage::ZTSocketMessage()
 {
@@ -90,19 +91,19 @@ int ZTSocketMessage::fillBuffer(char* buffer)
     }
     const unsigned int size = calculateBufferSize();
     std::memset(buffer, 0, size);
-    MESSAGE_HEADER.copy(buffer, MESSAGE_HEADER_SIZE);
+    std::memcpy(buffer, MARKER, MARKER_SIZE);
     write(buffer, LENGTH_OFFSET, size);
     write(buffer, TYPE_OFFSET, messageType);
     buffer[FLAG_OFFSET] = messageFlag ? 1 : 0;
     write(buffer, PARAMETER1_OFFSET, parameter1);
     write(buffer, PARAMETER2_OFFSET, parameter2);
     write(buffer, PARAMETER3_OFFSET, parameter3);
-    return static_cast<int>(MESSAGE_HEADER_SIZE + FIELDS_SIZE);
+    return static_cast<int>(MARKER_SIZE + FIELDS_SIZE);
 }
 
 unsigned int ZTSocketMessage::calculateBufferSize()
 {
-    return MESSAGE_HEADER_SIZE + FIELDS_SIZE;
+    return MARKER_SIZE + FIELDS_SIZE;
 }
 
 void ZTSocketMessage::init()

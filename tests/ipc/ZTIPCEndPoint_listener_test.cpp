@@ -489,6 +489,18 @@ TEST_F(ListenerTest, AFrameWithoutDataIsDeliveredBeforeMoreComes)
     EXPECT_THAT(listener.await(1), ElementsAre(""));
 }
 
+TEST_F(ListenerTest, AFrameWithoutDataHasAnArrayOfOneByte)
+{
+    listener.action = [](IPCMessage* message) {
+        ASSERT_NE(message->data, nullptr);
+        EXPECT_EQ(message->data[0], 0U);
+    };
+    listen();
+    peer->write(frameBytes(""));
+    listener.await(1);
+    endPoint->setMessageArrivalListener(nullptr);
+}
+
 TEST_F(ListenerTest, AHangUpWhileTheOwnerSendsLeavesTheDescriptorsNumberTaken)
 {
     listen();
