@@ -24,7 +24,8 @@ public:
 
     /// Starts a thread that calls function(argument) and ends when that returns. `argument` is the
     /// caller's and must live as long as the function uses it. A name of 1 to 15 characters shows
-    /// in the system's thread lists; another name is not applied.
+    /// in the system's thread lists; another name is not applied. The function may begin, and even
+    /// end, before startThread() returns: until then it must not use the object.
     ///
     /// A null function, and an exception that leaves the function, end the process;
     /// boost::thread_interrupted ends the thread alone.

@@ -19,6 +19,7 @@ CopyWorker::~CopyWorker() = default;
 
 void CopyWorker::run()
 {
+    handling.lock->setWorker();
     while (!isNotifiedWithinTick() && step() && !handling.stopRequested) {
     }
     if (handling.interface != nullptr) {

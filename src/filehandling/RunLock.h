@@ -4,6 +4,8 @@
 #include <boost/thread/lock_types.hpp>
 #include <boost/thread/mutex.hpp>
 
+#include <atomic>
+#include <thread>
 #include <unistd.h>
 
 namespace ZT {
@@ -33,8 +35,14 @@ public:
     /// False in a child made by fork() since.
     bool isOfThisProcess() const { return process == getpid(); }
 
+    /// The worker says so when it begins. Its thread object cannot be asked: it may be complete
+    /// only after the worker has ended.
+    void setWorker() { worker = std::this_thread::get_id(); }
+    bool isWorker() const { return worker.load() == std::this_thread::get_id(); }
+
 private:
     const pid_t process;
+    std::atomic<std::thread::id> worker{};
 };
 
 } // namespace ZT

@@ -8,6 +8,9 @@
 #include "ztutil/ZTDebug.h"
 #include "ztutil/ZTFilesAndFolders.h"
 
+#include <boost/thread/exceptions.hpp>
+
+#include <cerrno>
 #include <new>
 
 namespace ZT {
@@ -140,9 +143,13 @@ void ZTFileHandling::setThreadEnd(bool end)
 
 void ZTFileHandling::join()
 {
-    if (thread != nullptr) {
-        thread->join();
+    if (thread == nullptr) {
+        return;
     }
+    if (lock->isWorker()) {
+        throw boost::thread_resource_error(EDEADLK, "boost thread: trying joining itself");
+    }
+    thread->join();
 }
 
 void ZTFileHandling::release()
@@ -179,7 +186,7 @@ void ZTFileHandling::endWorker()
 {
     if (thread != nullptr) {
         requestStop();
-        thread->join();
+        join();
         setThreadEnd(false);
     }
     lock.reset();

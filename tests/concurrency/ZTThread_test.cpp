@@ -134,6 +134,20 @@ TEST(ZTThread, CallsTheFunctionOnceWithItsArgument)
     EXPECT_EQ(calls, 1);
 }
 
+TEST(ZTThread, TheFunctionMayBeginAndEndBeforeStartThreadReturns)
+{
+    Event ended;
+    const Interpose slow(interposed::pthread_create, [&ended](auto... arguments) {
+        const int result = interposed::pthread_create.real(arguments...);
+        ended.await();
+        return result;
+    });
+    const std::unique_ptr<ZTThread> thread(ZTThread::create("early"));
+    EXPECT_EQ(
+        thread->startThread([](void* event) { static_cast<Event*>(event)->happen(); }, &ended), 0);
+    EXPECT_EQ(thread->join(), 0);
+}
+
 TEST(ZTThread, CreateStartsNoThread)
 {
     const Interpose noThread(interposed::pthread_create, [](auto...) {
