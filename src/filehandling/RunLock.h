@@ -38,7 +38,9 @@ public:
     /// The worker says so when it begins. Its thread object cannot be asked: it may be complete
     /// only after the worker has ended.
     void setWorker() { worker = std::this_thread::get_id(); }
-    bool isWorker() const { return worker.load() == std::this_thread::get_id(); }
+
+    /// The worker cannot wait for itself: there it throws what joining oneself does.
+    void refuseWorker() const;
 
 private:
     const pid_t process;

@@ -8,9 +8,6 @@
 #include "ztutil/ZTDebug.h"
 #include "ztutil/ZTFilesAndFolders.h"
 
-#include <boost/thread/exceptions.hpp>
-
-#include <cerrno>
 #include <new>
 
 namespace ZT {
@@ -143,13 +140,10 @@ void ZTFileHandling::setThreadEnd(bool end)
 
 void ZTFileHandling::join()
 {
-    if (thread == nullptr) {
-        return;
+    if (thread != nullptr) {
+        lock->refuseWorker();
+        thread->join();
     }
-    if (lock->isWorker()) {
-        throw boost::thread_resource_error(EDEADLK, "boost thread: trying joining itself");
-    }
-    thread->join();
 }
 
 void ZTFileHandling::release()
