@@ -246,6 +246,7 @@ TEST_F(InitEepromDev, WaitsTheWhole100MillisecondsWhateverSignalsCome)
     EXPECT_EQ(open(), -1);
     const auto waited = std::chrono::steady_clock::now() - start;
     setitimer(ITIMER_REAL, &never, nullptr);
+    signal(SIGALRM, SIG_IGN); // one that is on its way is dropped
     sigaction(SIGALRM, &before, nullptr);
     EXPECT_GE(waited, std::chrono::milliseconds(100));
 }
