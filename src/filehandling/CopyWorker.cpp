@@ -19,7 +19,7 @@ CopyWorker::~CopyWorker() = default;
 
 void CopyWorker::run()
 {
-    handling.lock->setWorker();
+    handling.lock->setWorker(std::this_thread::get_id());
     while (!isNotifiedWithinTick() && step() && !handling.stopRequested) {
     }
     if (handling.interface != nullptr) {
@@ -27,6 +27,7 @@ void CopyWorker::run()
     }
     handling.setThreadEnd(true);
     handling.trace(lastTrace);
+    handling.lock->setWorker({});
 }
 
 bool CopyWorker::isNotifiedWithinTick()

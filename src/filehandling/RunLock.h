@@ -35,9 +35,9 @@ public:
     /// False in a child made by fork() since.
     bool isOfThisProcess() const { return process == getpid(); }
 
-    /// The worker says so when it begins. Its thread object cannot be asked: it may be complete
-    /// only after the worker has ended.
-    void setWorker() { worker = std::this_thread::get_id(); }
+    /// The worker says so from its begin to its end, for another thread may have its number then.
+    /// Its thread object cannot be asked: it may be complete only after the worker has ended.
+    void setWorker(std::thread::id id) { worker = id; }
 
     /// The worker cannot wait for itself: there it throws what joining oneself does.
     void refuseWorker() const;

@@ -399,24 +399,45 @@ TEST_F(ZTFileHandlingThreadsTest, ACallbackCannotJoinItsOwnThread)
     const FastClocks clocks;
     ZTFileHandling handling;
     int error = 0;
+    Event tried;
     listener.onFinished = [&] {
         try {
             handling.join();
         } catch (const boost::thread_resource_error& refused) {
             error = refused.native_error();
         }
+        tried.happen();
     };
     {
-        // The run begins and ends before the client's thread has what it waits for the run with.
-        const Interpose starting(interposed::pthread_create, [this](auto... arguments) {
+        // The run comes to its end before the client's thread has what it waits for the run with.
+        const Interpose starting(interposed::pthread_create, [&tried](auto... arguments) {
             const int result = interposed::pthread_create.real(arguments...);
-            listener.finished.await();
+            tried.await();
             return result;
         });
         EXPECT_EQ(handling.copyDir(source, target, true, &listener), 0);
     }
     handling.release();
     EXPECT_EQ(error, 35);
+}
+
+TEST_F(ZTFileHandlingThreadsTest, AThreadWithTheNumberOfARunThatHasEndedMayWaitForIt)
+{
+    const FastClocks clocks;
+    ZTFileHandling handling;
+    std::thread::id number;
+    listener.onFinished = [&number] { number = std::this_thread::get_id(); };
+    EXPECT_EQ(handling.copyDir(source, target, true, &listener), 0);
+    handling.join();
+    // The system gives numbers again, though it need not.
+    bool isAgain = false;
+    for (int i = 0; i < 100 && !isAgain; ++i) {
+        std::thread([&] {
+            isAgain = std::this_thread::get_id() == number;
+            handling.join();
+        }).join();
+    }
+    std::thread([&handling] { handling.release(); }).join();
 }
 
 TEST_F(ZTFileHandlingThreadsTest, ACallbackThatThrowsOrReleasesItsObjectEndsTheProcess)
