@@ -42,6 +42,6 @@ public:
     ActionType getActionType() override { return AddBeforeMainAction; }
 };
 
-const clang::FrontendPluginRegistry::Add<Plugin> registered("tidy-scope", "");
+const clang::FrontendPluginRegistry::Add<Plugin> REGISTERED("tidy-scope", "");
 
 } // namespace

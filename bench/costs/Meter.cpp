@@ -33,7 +33,7 @@ void countClock()
 
 } // namespace
 
-// NOLINTBEGIN(clang-diagnostic-reserved-identifier,readability-inconsistent-declaration-parameter-name)
+// NOLINTBEGIN(bugprone-reserved-identifier,readability-inconsistent-declaration-parameter-name)
 extern "C" {
 
 void* __libc_malloc(std::size_t size);
@@ -70,4 +70,4 @@ int gettimeofday(timeval* time, void* /*zone*/) noexcept
 }
 
 } // extern "C"
-// NOLINTEND(clang-diagnostic-reserved-identifier,readability-inconsistent-declaration-parameter-name)
+// NOLINTEND(bugprone-reserved-identifier,readability-inconsistent-declaration-parameter-name)
