@@ -14,7 +14,7 @@ public:
     /// What one call of getNextSocketBuffer() that reads `data` does.
     void read(const std::string& data)
     {
-        if (!held.empty() && data.substr(0, 15) != MARKER) {
+        if (!held.empty() && data.compare(0, 15, MARKER) != 0) {
             const std::string joined = held + data;
             held = "";
             scan(joined);
@@ -29,28 +29,27 @@ public:
 private:
     void scan(const std::string& data)
     {
-        const auto n = static_cast<std::int64_t>(data.size());
-        std::int64_t p = 0;
-        while (p < n - 15) {
-            if (data.substr(static_cast<std::size_t>(p), 15) != MARKER) {
+        const std::size_t n = data.size();
+        std::size_t p = 0;
+        while (p + 15 < n) {
+            if (data.compare(p, 15, MARKER) != 0) {
                 p = p + 1;
                 continue;
             }
-            const std::string rest = data.substr(static_cast<std::size_t>(p));
             if (n <= p + 15 + 3) {
-                held = rest;
+                held = data.substr(p);
                 return;
             }
-            const std::int64_t length = lengthAt(rest, 15);
-            if (length < 1 || p + length > n) {
-                held = rest;
+            const std::int64_t length = lengthAt(data, p + 15);
+            if (length < 1 || static_cast<std::int64_t>(p) + length > static_cast<std::int64_t>(n)) {
+                held = data.substr(p);
                 return;
             }
-            records.push_back(rest.substr(0, static_cast<std::size_t>(length)));
-            p = p + length;
+            records.push_back(data.substr(p, static_cast<std::size_t>(length)));
+            p = p + static_cast<std::size_t>(length);
         }
-        if (p != n && p > n - 15) {
-            held = data.substr(static_cast<std::size_t>(p));
+        if (p != n && p + 15 > n) {
+            held = data.substr(p);
         }
     }
 

@@ -3,6 +3,8 @@
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 failures=0
+# Debian's python3, which has started before one that a version manager puts in front of it has found itself.
+PATH=/usr/bin:$PATH
 
 fail()
 {
