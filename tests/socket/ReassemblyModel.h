@@ -41,7 +41,8 @@ private:
                 return;
             }
             const std::int64_t length = lengthAt(data, p + 15);
-            if (length < 1 || static_cast<std::int64_t>(p) + length > static_cast<std::int64_t>(n)) {
+            if (length < 1 ||
+                static_cast<std::int64_t>(p) + length > static_cast<std::int64_t>(n)) {
                 held = data.substr(p);
                 return;
             }
