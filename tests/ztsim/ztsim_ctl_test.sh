@@ -211,6 +211,7 @@ ztsim_ctl_watches_what_happens()
             until [ -s '"$scratch/seen$option"' ]; do python3 "$0/power.py" "8?"; done
             python3 "$0/power.py" 3,toaster,0 "8?"; ztsim ctl power-fault silence; python3 "$0/health.py" 12
             ztsim ctl power; python3 "$0/power.py" 12 "8?"
+            until grep -q "power 6" '"$scratch/seen$option"'; do true; done
             kill $watcher' "$here" >/dev/null 2>&1
     done
     expect_eq "$(sed -E 's/^[0-9]+\.[0-9]{3} //; 1d' "$scratch/seen" | grep -v -x -e "client: power")" \
