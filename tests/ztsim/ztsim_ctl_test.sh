@@ -203,7 +203,7 @@ eeprom open'
 
 ztsim_ctl_watches_what_happens()
 {
-    printf '0.1 propagation 4\n' >"$scratch/script"
+    printf 'await device toaster\n+0.1 propagation 4\n' >"$scratch/script"
     local option
     for option in "" --json; do
         alone "$ztsim" --name watched -- bash -c '
@@ -224,9 +224,11 @@ client: power 6: silence'
 {"time":T,"by":"ctl","said":"power-fault silence","mishap":null}
 {"time":T,"by":"client","said":"health serial-number","mishap":null}
 {"time":T,"by":"client","said":"power 6","mishap":"silence"}'
-    "$ztsim" --script "$scratch/script" -- bash -c 'ztsim ctl watch >'"$scratch/seen"' &
-        until grep propagation '"$scratch/seen"'; do ztsim ctl timeout 1 1; done' >/dev/null
-    expect_like "$(grep propagation "$scratch/seen")" "* script: 0.1 propagation 4"
+    "$ztsim" --script "$scratch/script" -- bash -c 'ztsim ctl watch >'"$scratch/heard"' &
+        until [ -s '"$scratch/heard"' ]; do python3 "$0/power.py" "8?"; done
+        python3 "$0/power.py" 3,toaster,0 "8?"
+        until grep propagation '"$scratch/heard"'; do true; done' "$here" >/dev/null 2>&1
+    expect_like "$(grep propagation "$scratch/heard")" "* script: +0.1 propagation 4"
 }
 
 ztsim_ctl_watches_up_to_the_end_of_the_device()
