@@ -102,8 +102,9 @@ ztsim_web_keeps_the_newest_for_a_page_that_is_slow()
 {
     expect_eq "$(web '
 import socket
-page = http.client.HTTPConnection(host, timeout=60)
+page = http.client.HTTPConnection(host)
 page.sock = socket.socket()
+page.sock.settimeout(60)
 page.sock.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 4096)  # lest the sockets hold all of it
 page.sock.connect((page.host, page.port))
 page.request("GET", "/events?token=" + token)
