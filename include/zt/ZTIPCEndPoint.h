@@ -14,9 +14,10 @@
 namespace ZT {
 
 class ListenerGate;
-class OpenDescriptor;
+class SharedSocket;
 class ZTThread;
 struct FrameOutcome;
+struct SharedSocketRelease;
 
 /// A connection over a local stream socket that carries IPCMessage records. A client calls
 /// initialize() with a name of its own and connectTo() with the server's; a ZTIPCServer hands out
@@ -184,10 +185,10 @@ private:
     friend class ZTIPCServer;
 
     // Held by whoever uses the socket, so that its number cannot be another's in the meantime.
-    using Socket = std::shared_ptr<const OpenDescriptor>;
+    using Socket = std::unique_ptr<SharedSocket, SharedSocketRelease>;
 
     Socket getSocket() const;
-    void setSocket(Socket newSocket, bool newConnected);
+    void setSocket(int newDescriptor, bool newConnected);
     void setConnected(const Socket& used, bool newConnected);
     void loseConnection(Socket& used);
     void setAddress(std::string& address, const std::string& newAddress);
@@ -212,8 +213,9 @@ private:
     std::unique_ptr<ZTThread> thread;
     std::shared_ptr<ListenerGate> gate;
 
-    mutable std::mutex mutex; // for the addresses, and the socket with its descriptor and state
-    Socket socket;
+    mutable std::mutex mutex; // for the addresses, and for changes of the socket and its state
+    std::atomic<SharedSocket*> socket;
+    std::unique_ptr<SharedSocket> places; // of all sockets so far
 };
 
 } // namespace ZT

@@ -6,7 +6,7 @@
 #include "ipc/IPCDiagnostics.h"
 #include "ipc/ListenerGate.h"
 #include "ipc/LocalAddress.h"
-#include "ipc/OpenDescriptor.h"
+#include "ipc/SharedSocket.h"
 #include "zt/ZTThread.h"
 
 #include <boost/thread/thread.hpp>
@@ -45,8 +45,19 @@ struct ListenedMessage : IPCMessage {
     ListenedMessage& operator=(const ListenedMessage&) = delete;
 };
 
-struct LocalSocket : OpenDescriptor {
-    LocalSocket() : OpenDescriptor(socket(AF_UNIX, SOCK_STREAM, 0)) {}
+// Closed unless somebody keeps it.
+class NewSocket {
+public:
+    ~NewSocket()
+    {
+        if (number >= 0) {
+            close(number);
+        }
+    }
+
+    void keep() { number = NO_DESCRIPTOR; }
+
+    int number = socket(AF_UNIX, SOCK_STREAM, 0);
 };
 
 class Pass {
@@ -70,7 +81,7 @@ void setSocketOption(int descriptor, int option, int value)
 
 ZTIPCEndPoint::ZTIPCEndPoint(bool autoReconnect)
     : ZTEndPoint(autoReconnect), descriptor(NO_DESCRIPTOR), connectTimeout(-1), receiveTimeout(0),
-      sendTimeout(0), connected(false), nameUnlinked(false), listener(nullptr)
+      sendTimeout(0), connected(false), nameUnlinked(false), listener(nullptr), socket(nullptr)
 {}
 
 ZTIPCEndPoint::~ZTIPCEndPoint()
@@ -92,23 +103,24 @@ int ZTIPCEndPoint::initialize(const std::string& address, bool keepSocketFile)
         printIPCFailure("initialize() failed. endPointAddressLength is <= 0.");
         return 20;
     }
-    Socket created = std::make_shared<const LocalSocket>();
+    NewSocket created;
     setAddress(ownAddress, address);
     if (keepSocketFile) {
         removeFilesThatBeginWith(address);
     }
     nameUnlinked = !keepSocketFile;
-    if (created->number < 0) {
+    if (created.number < 0) {
         return 3;
     }
-    if (!bindTo(created->number, address)) {
+    if (!bindTo(created.number, address)) {
         printIPCFailure("initialize() bind failed.");
         return 3;
     }
     if (!keepSocketFile) {
         unlink(address.c_str());
     }
-    setSocket(std::move(created), false);
+    setSocket(created.number, false);
+    created.keep();
     return 0;
 }
 
@@ -120,16 +132,14 @@ int ZTIPCEndPoint::initialize(int newDescriptor, const std::string& address,
     }
     setAddress(ownAddress, address);
     setAddress(peerAddress, newPeerAddress);
-    setSocket(newDescriptor == descriptor ? getSocket()
-                                          : std::make_shared<const OpenDescriptor>(newDescriptor),
-              true);
+    setSocket(newDescriptor, true);
     return 0;
 }
 
 void ZTIPCEndPoint::deinitialize()
 {
     stopListening();
-    setSocket(nullptr, false);
+    setSocket(NO_DESCRIPTOR, false);
     nameUnlinked = false;
     setAddress(ownAddress, std::string());
     setAddress(peerAddress, std::string());
@@ -151,9 +161,10 @@ int ZTIPCEndPoint::connectTo(const std::string& newPeerAddress)
     }
     setAddress(peerAddress, newPeerAddress);
     if (connectTimeout >= 0) {
-        fcntl(used->number, F_SETFL, fcntl(used->number, F_GETFL) | O_NONBLOCK);
+        fcntl(used->getNumber(), F_SETFL, fcntl(used->getNumber(), F_GETFL) | O_NONBLOCK);
     }
-    const int result = connectWithin(used->number, newPeerAddress, connectTimeout, "connectTo()");
+    const int result =
+        connectWithin(used->getNumber(), newPeerAddress, connectTimeout, "connectTo()");
     setConnected(used, result == 0 || result == 1);
     return result;
 }
@@ -208,14 +219,16 @@ int ZTIPCEndPoint::sendMessage(IPCMessage* message)
         return 20;
     }
 
-    setSocketOption(used->number, SO_SNDLOWAT, frameSizeAsOption(message->dataLength));
+    setSocketOption(used->getNumber(), SO_SNDLOWAT, frameSizeAsOption(message->dataLength));
     DescriptorSet writable;
-    writable.add(used->number);
+    writable.add(used->getNumber());
     const int ready = writable.awaitWritable(sendTimeout);
     if (ready <= 0) {
         return ready == 0 ? 17 : 7;
     }
-    return writable.contains(used->number) ? conclude(used, sendFrame(used->number, *message)) : 0;
+    return writable.contains(used->getNumber())
+               ? conclude(used, sendFrame(used->getNumber(), *message))
+               : 0;
 }
 
 int ZTIPCEndPoint::receiveMessage(IPCMessage* message, long timeoutMs)
@@ -246,9 +259,9 @@ int ZTIPCEndPoint::receive(IPCMessage* message, long timeoutMs, const ListenerGa
         return 20;
     }
 
-    setSocketOption(used->number, SO_RCVLOWAT, frameSizeAsOption(message->dataLength));
+    setSocketOption(used->getNumber(), SO_RCVLOWAT, frameSizeAsOption(message->dataLength));
     DescriptorSet readable;
-    readable.add(used->number);
+    readable.add(used->getNumber());
     if (passed != nullptr) {
         readable.add(passed->wait.wakeDescriptor());
     }
@@ -263,14 +276,14 @@ int ZTIPCEndPoint::receive(IPCMessage* message, long timeoutMs, const ListenerGa
     if (passed != nullptr && passed->wait.takeWake(readable)) {
         return 17;
     }
-    if (!readable.contains(used->number)) {
+    if (!readable.contains(used->getNumber())) {
         return 0;
     }
-    if (passed != nullptr && !passed->wait.awaitWholeFrame(used->number)) {
+    if (passed != nullptr && !passed->wait.awaitWholeFrame(used->getNumber())) {
         return 17;
     }
     const int flags = passed == nullptr ? 0 : MSG_DONTWAIT;
-    return conclude(used, receiveFrame(used->number, *message, flags));
+    return conclude(used, receiveFrame(used->getNumber(), *message, flags));
 }
 
 int ZTIPCEndPoint::conclude(Socket& used, const FrameOutcome& outcome)
@@ -428,17 +441,29 @@ void ZTIPCEndPoint::deliverMessages()
 
 ZTIPCEndPoint::Socket ZTIPCEndPoint::getSocket() const
 {
-    const std::lock_guard<std::mutex> lock(mutex);
-    return socket;
+    SharedSocket* current = socket;
+    while (current != nullptr && !current->hold()) {
+        current = socket; // another thread has changed it
+    }
+    return Socket(current);
 }
 
-void ZTIPCEndPoint::setSocket(Socket newSocket, bool newConnected)
+void ZTIPCEndPoint::setSocket(int newDescriptor, bool newConnected)
 {
+    Socket before;
     {
         const std::lock_guard<std::mutex> lock(mutex);
-        socket.swap(newSocket);
-        descriptor = socket == nullptr ? NO_DESCRIPTOR : socket->number;
-        connected = newConnected;
+        const bool isOther = newDescriptor != descriptor;
+        SharedSocket* const place =
+            isOther && newDescriptor >= 0 ? SharedSocket::emptyOf(places) : nullptr;
+        connected = newConnected; // first, for whoever finds the socket finds its state
+        descriptor = newDescriptor;
+        if (place != nullptr) {
+            place->put(newDescriptor);
+        }
+        if (isOther) {
+            before.reset(socket.exchange(place));
+        }
     }
     wakeListener();
 }
@@ -446,7 +471,7 @@ void ZTIPCEndPoint::setSocket(Socket newSocket, bool newConnected)
 void ZTIPCEndPoint::setConnected(const Socket& used, bool newConnected)
 {
     const std::lock_guard<std::mutex> lock(mutex);
-    if (socket == used) {
+    if (socket == used.get()) {
         connected = newConnected;
     }
 }
@@ -456,10 +481,10 @@ void ZTIPCEndPoint::loseConnection(Socket& used)
 {
     {
         const std::lock_guard<std::mutex> lock(mutex);
-        if (socket == used) {
+        if (socket == used.get()) {
             connected = false;
-            socket.reset();
             descriptor = NO_DESCRIPTOR;
+            const Socket ofEndPoint(socket.exchange(nullptr));
         }
     }
     used.reset();

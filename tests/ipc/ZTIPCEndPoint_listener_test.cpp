@@ -1116,7 +1116,10 @@ TEST_P(WhileTheThread, AnotherConnectionIsListenedTo)
 
 TEST_P(WhileTheThread, AForkedChildDestroysItsCopyWithoutWaitingAndTheParentListensOn)
 {
-    EXPECT_TRUE(succeedsInForkedChild([this] { endPoint.reset(); }));
+    EXPECT_TRUE(succeedsInForkedChild([this] {
+        endPoint.reset();
+        EXPECT_EQ(fcntl(descriptor, F_GETFD), -1);
+    }));
     const int waitsBefore = waits;
     release.happen();
     endPoint->setMessageArrivalListenerActive(true);

@@ -2,6 +2,7 @@
 
 #include "ipc/ListenerTest.h"
 #include "support/Event.h"
+#include "support/Interpose.h"
 
 #include <atomic>
 #include <chrono>
@@ -313,6 +314,60 @@ TEST_F(Pairs, AListenerThatItsCallbackRemovesMakesNoFurtherPass)
     mayReturn.happen();
     awaitEndOfThreads();
     EXPECT_THAT(diagnostics.take(), IsEmpty());
+}
+
+// One sends on a connection that the other replaces
+
+TEST_F(Pairs, ASocketStaysOpenForThoseWhoSendHoweverManyHaveReplacedIt)
+{
+    const std::size_t replacements = 5;
+    std::vector<std::unique_ptr<LocalPeer>> next;
+    OwnedMessage message(std::string("hello"));
+    const Interpose sending(interposed::send,
+                            [&](int to, const void* data, size_t size, int flags) {
+                                if (next.size() < replacements) {
+                                    next.push_back(std::make_unique<LocalPeer>(*endPoint));
+                                    EXPECT_EQ(endPoint->sendMessage(&message), 0);
+                                }
+                                return interposed::send.real(to, data, size, flags);
+                            });
+    const auto before = openDescriptors();
+    EXPECT_EQ(endPoint->sendMessage(&message), 0);
+    const std::string frame = frameBytes(0, 0, 5, "hello");
+    EXPECT_EQ(peer->read(frame.size()), frame);
+    for (const auto& replaced : next) {
+        EXPECT_EQ(replaced->read(frame.size()), frame);
+    }
+    EXPECT_EQ(openDescriptors(), before + static_cast<std::ptrdiff_t>(replacements));
+}
+
+TEST_F(Pairs, NothingIsSentToWhoGetsTheNumberOfAConnectionThatIsReplaced)
+{
+    const std::string frame = frameBytes(0, 0, 5, "hello");
+    std::atomic<int> sent{0};
+    std::atomic<bool> mayEnd{false};
+    inCallback = [&](ZTIPCEndPoint& endPoint) {
+        OwnedMessage message(std::string("hello"));
+        while (!mayEnd) {
+            sent += endPoint.sendMessage(&message) == 0 ? 1 : 0;
+        }
+    };
+    enterCallback();
+    mayAct.happen();
+    for (int i = 0; i < 500; ++i) {
+        const int sentBefore = sent;
+        const LocalPeer next(*endPoint);
+        ZTIPCEndPoint stranger(false);
+        const LocalPeer strangersPeer(stranger); // with the number that has just become free
+        while (sent < sentBefore + 2) {
+            EXPECT_EQ(next.read(frame.size()), frame);
+        }
+        EXPECT_EQ(strangersPeer.unread(), 0U);
+    } // hangs up, so the callback may lose what is being replaced
+    mayEnd = true;
+    mayReturn.happen();
+    endPoint->deinitialize();
+    diagnostics.take();
 }
 
 // The owner waits for a callback, which sets another listener
