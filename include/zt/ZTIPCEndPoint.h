@@ -29,13 +29,14 @@ struct SharedSocketRelease;
 /// not wait. A signal handler that runs ends a wait, which then counts as failed. Names of sockets
 /// hold at most 108 bytes. Programs that the process starts inherit the socket.
 ///
-/// In a child made by fork() the destructor returns at once, and neither waits for the listener
-/// thread, which is the parent's, nor disturbs it. What else such an endpoint does there is
-/// undefined.
+/// In a child made by fork() the destructor closes the child's descriptor and returns at once: it
+/// neither waits for the listener thread, which is the parent's, nor disturbs it. What else such an
+/// endpoint does there is undefined.
 ///
 /// No operation throws, but for std::bad_alloc, and what setMessageArrivalListener() says. Failures
 /// print a line in the section "zt_ipc_endpoint". Sending up to 255 bytes takes no memory, nor does
-/// receiving into an array that is large enough, on a descriptor below 1024.
+/// receiving into an array that is large enough, on a descriptor below 1024; neither takes a lock,
+/// but to print.
 class ZT_API ZTIPCEndPoint : public ZTEndPoint {
 public:
     /// Opens nothing. With `autoReconnect` an endpoint manager reconnects it.

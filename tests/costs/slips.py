@@ -17,16 +17,15 @@ SLIPS = [
      "open(source.c_str(), O_RDONLY)", "open(std::string(source).c_str(), O_RDONLY)",
      "copy: 1 chunk", ["allocations 0 -> 1", "ZT::ZTCopy::copy"]),
     ("a system call too many", "ipc/ZTIPCEndPoint.cpp",
-     "setSocketOption(used->number, SO_SNDLOWAT, ",
-     "setSocketOption(used->number, SO_SNDBUF, 1 << 16);\n    setSocketOption(used->number, SO_SNDLOWAT, ",
+     "setSocketOption(used->getNumber(), SO_SNDLOWAT, ",
+     "setSocketOption(used->getNumber(), SO_SNDBUF, 1 << 16);\n    setSocketOption(used->getNumber(), SO_SNDLOWAT, ",
      "IPC: send 64 bytes", ["setsockopt() 1 -> 2", "ZT::ZTIPCEndPoint::sendMessage"]),
     ("a lost reserve()", "socket/ZTSocket.cpp",
      "taken.reserve(taken.size() + records.size());", "",
      "socket: 53 records of 28 bytes with receiveRecords()", ["allocations 54", "ZT::ZTSocket::takeRecords"]),
-    ("a lock taken twice", "ipc/ZTIPCEndPoint.cpp",
-     "Socket used = getSocket();\n    if (used == nullptr) {\n        printIPCFailure(\"sendMessage()",
-     "getSocket();\n    Socket used = getSocket();\n    if (used == nullptr) {\n        printIPCFailure(\"sendMessage()",
-     "IPC: send 64 bytes", ["instructions", "ZT::ZTIPCEndPoint::getSocket"]),
+    ("a lock taken twice", "ipc/ListenerGate.cpp",
+     "void ListenerGate::leave()\n{\n", "void ListenerGate::leave()\n{\n    { const Lock lock(*mutex); }\n",
+     "IPC: deliver 64 bytes to a listener", ["instructions", "ZT::BoostMutex::lock"]),
 ]
 
 

@@ -1282,6 +1282,23 @@ TEST_F(ZTIPCEndPointTest, WorksWithADescriptorBeyondTheSizeOfAnFdSet)
     EXPECT_EQ(message.text(), "world");
 }
 
+// sendMessage() and receiveMessage()
+
+TEST_F(ConnectedTest, SendingAndReceivingTakeNoLock)
+{
+    int locked = 0;
+    const Interpose locking(interposed::pthread_mutex_lock, [&](pthread_mutex_t* mutex) {
+        ++locked;
+        return interposed::pthread_mutex_lock.real(mutex);
+    });
+    EXPECT_EQ(endPoint.sendMessage(&message), 0);
+    peer.write(frameBytes("hello"));
+    EXPECT_EQ(endPoint.receiveMessage(&message, 0), 0);
+    EXPECT_EQ(locked, 0);
+    EXPECT_EQ(endPoint.getEndPointAddress(), "own");
+    EXPECT_EQ(locked, 1);
+}
+
 // deinitialize()
 
 TEST_F(ConnectedTest, DeinitializeClosesAndForgets)
