@@ -18,7 +18,7 @@ public:
     /// Empty, and the first of a list.
     explicit SharedSocket(std::unique_ptr<SharedSocket> next) : next(std::move(next)) {}
 
-    /// Closes what threads hold that a forked child does not have.
+    /// Closes what is still held: in a forked child, by threads that are not there.
     ~SharedSocket()
     {
         if (users != 0) {
