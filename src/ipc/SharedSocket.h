@@ -29,15 +29,12 @@ public:
     SharedSocket(const SharedSocket&) = delete;
     SharedSocket& operator=(const SharedSocket&) = delete;
 
-    /// Holds the socket, unless the place is empty. Any thread may call it at any time.
+    /// Holds the socket. False if the place is empty, or if another thread holds or releases the
+    /// socket in the same moment. Any thread may call it at any time.
     bool hold()
     {
         unsigned int count = users.load(std::memory_order_relaxed);
-        while (count != 0 &&
-               !users.compare_exchange_weak(count, count + 1, std::memory_order_acquire,
-                                            std::memory_order_relaxed)) {
-        }
-        return count != 0;
+        return count != 0 && users.compare_exchange_weak(count, count + 1); // not covered: a race
     }
 
     // For those that hold it.

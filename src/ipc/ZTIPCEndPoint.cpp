@@ -442,8 +442,8 @@ void ZTIPCEndPoint::deliverMessages()
 ZTIPCEndPoint::Socket ZTIPCEndPoint::getSocket() const
 {
     SharedSocket* current = socket;
-    while (current != nullptr && !current->hold()) {
-        current = socket; // another thread has changed it
+    while (current != nullptr && !current->hold()) { // not covered: a race with another thread
+        current = socket;                            // not covered: there may be another one now
     }
     return Socket(current);
 }
