@@ -48,12 +48,16 @@ struct ListenedMessage : IPCMessage {
 // Closed unless somebody keeps it.
 class NewSocket {
 public:
+    NewSocket() = default;
     ~NewSocket()
     {
         if (number >= 0) {
             close(number);
         }
     }
+
+    NewSocket(const NewSocket&) = delete;
+    NewSocket& operator=(const NewSocket&) = delete;
 
     void keep() { number = NO_DESCRIPTOR; }
 
