@@ -445,10 +445,10 @@ void ZTIPCEndPoint::deliverMessages()
 
 ZTIPCEndPoint::Socket ZTIPCEndPoint::getSocket() const
 {
-    SharedSocket* current = socket;
-    while (current != nullptr && !current->hold()) { // not covered: a race with another thread
-        current = socket;                            // not covered: there may be another one now
-    }
+    SharedSocket* current = nullptr;
+    do {
+        current = socket;
+    } while (current != nullptr && !current->hold()); // not covered: a race with another thread
     return Socket(current);
 }
 
