@@ -8,6 +8,7 @@
 #include "zt/ZTIPCServer.h"
 #include "zt/ZTPipe.h"
 
+#include <algorithm>
 #include <cstring>
 #include <deque>
 #include <memory>
@@ -46,10 +47,10 @@ public:
         require(client.sendMessage(&message) == 0, "sendMessage");
     }
 
-    // Only the low byte of its size is known to the receiver, who has an array for the most.
+    // Only the low byte of its size travels: `data` has room for the most that may come.
     void receive(std::vector<unsigned char>& data)
     {
-        IPCMessage message{0, 0, LONGEST_DATA, data.data()};
+        IPCMessage message{0, 0, static_cast<std::uint32_t>(data.size()), data.data()};
         require(accepted->receiveMessage(&message) == 0, "receiveMessage");
     }
 
@@ -90,7 +91,7 @@ void receive(Meter& meter, std::size_t size)
 {
     Connection connection;
     std::vector<unsigned char> sent(size, 'x');
-    std::vector<unsigned char> data(LONGEST_DATA);
+    std::vector<unsigned char> data(std::max(size, LONGEST_DATA));
     meter.count([&] { connection.send(sent); }, [&] { connection.receive(data); });
 }
 
@@ -396,6 +397,7 @@ const Operations ADDED({
     {"IPC: receive 64 bytes, by hand", receiveByHand, 64},
     {"IPC: receive 255 bytes", receive, 255},
     {"IPC: receive 255 bytes, by hand", receiveByHand, 255},
+    {"IPC: receive 64 KiB", receive, 65536},
     {"IPC: deliver 1 byte to a listener", deliver, 1},
     {"IPC: deliver 64 bytes to a listener", deliver, 64},
     {"IPC: listen at rest", listenAtRest, 0},
